@@ -1,0 +1,74 @@
+// Operations that are declared but not built yet.
+#include <stdexcept>
+
+#include "embedded_host/host_system.h"
+
+namespace quelt {
+
+std::vector<std::unique_ptr<QueltZelNicConfig2>> EmbeddedHostSystem::GetZelNicConfigs() {
+  throw std::runtime_error("GetZelNicConfigs");
+}
+void EmbeddedHostSystem::ShallowRekeyDisks(const std::vector<std::string>&, bool) {
+  throw std::runtime_error("ShallowRekeyDisks");
+}
+std::uint8_t EmbeddedHostSystem::GetOqtaMaxDiskVersion() {
+  throw std::runtime_error("GetOqtaMaxDiskVersion");
+}
+void EmbeddedHostSystem::AddUnicastAgentEntry(const std::string&, std::int32_t, bool,
+                                              const QueltIpAddress&, std::int32_t, bool,
+                                              const std::string&, const std::string&,
+                                              const std::string&, const std::string&) {
+  throw std::runtime_error("AddUnicastAgentEntry");
+}
+void EmbeddedHostSystem::RemoveUnicastAgentEntry(const std::string&, const QueltIpAddress&,
+                                                 std::int32_t, std::int32_t, bool,
+                                                 const std::string&) {
+  throw std::runtime_error("RemoveUnicastAgentEntry");
+}
+void EmbeddedHostSystem::SetUnicastAgentInConfigStore(const std::string&, std::int32_t, bool,
+                                                      const QueltIpAddress&, std::int32_t,
+                                                      const std::string&, const std::string&,
+                                                      const std::string&, const std::string&) {
+  throw std::runtime_error("SetUnicastAgentInConfigStore");
+}
+std::shared_ptr<ClusterConfig> EmbeddedHostSystem::GetClusterConfig(bool) {
+  throw std::runtime_error("GetClusterConfig");
+}
+void EmbeddedHostSystem::UpgradeDiskGroupFormatVersion(const std::string&) {
+  throw std::runtime_error("UpgradeDiskGroupFormatVersion");
+}
+std::string EmbeddedHostSystem::GetClusterId() { throw std::runtime_error("GetClusterId"); }
+void EmbeddedHostSystem::SetHostEncryptionEnabled(bool, bool) {
+  throw std::runtime_error("SetHostEncryptionEnabled");
+}
+std::shared_ptr<std::vector<KmsServerInfo>> EmbeddedHostSystem::GetKmsInfoList(bool) {
+  throw std::runtime_error("GetKmsInfoList");
+}
+std::string EmbeddedHostSystem::GetConfiguredKekId() {
+  throw std::runtime_error("GetConfiguredKekId");
+}
+std::string EmbeddedHostSystem::GetConfiguredHostKeyId() {
+  throw std::runtime_error("GetConfiguredHostKeyId");
+}
+void EmbeddedHostSystem::PersistKekId(const std::string&) {
+  throw std::runtime_error("PersistKekId");
+}
+void EmbeddedHostSystem::PersistHostKeyId(const std::string&) {
+  throw std::runtime_error("PersistHostKeyId");
+}
+bool EmbeddedHostSystem::QueryKmsStatus(const std::string&, const std::string&, int, std::string&) {
+  throw std::runtime_error("QueryKmsStatus");
+}
+void EmbeddedHostSystem::GetT1DiskInfoMap(
+    std::unordered_map<std::string, std::unordered_map<std::string, int>>&) {
+  throw std::runtime_error("GetT1DiskInfoMap");
+}
+void EmbeddedHostSystem::GetUnicastAgentList(std::vector<QueltInfo::QueltUnicastAddressInfo>&,
+                                             bool) {
+  throw std::runtime_error("GetUnicastAgentList");
+}
+void EmbeddedHostSystem::GetUnwrappedDekForDisk(const std::string&, unsigned char*) {
+  throw std::runtime_error("GetUnwrappedDekForDisk");
+}
+
+}  // namespace quelt

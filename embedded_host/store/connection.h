@@ -1,0 +1,105 @@
+// One connection to the host's database, with its prepared statements. Used by one thread at a
+// time.
+#pragma once
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <unordered_map>
+
+namespace quelt {
+
+/// Bytes bound to or read from a statement; not owned.
+using Bytes = std::span<const std::uint8_t>;
+
+/// The rows of a running query. Resets the statement when it goes out of scope.
+class Rows {
+ public:
+  explicit Rows(SQLite::Statement& statement) : statement_(statement) {}
+  Rows(const Rows&) = delete;
+  Rows& operator=(const Rows&) = delete;
+  ~Rows() { statement_.tryReset(); }
+
+  /// Steps to the next row; false when there is none.
+  bool Next() { return statement_.executeStep(); }
+
+  // Columns of the present row, from 0.
+  std::string Text(int column) const {
+    const SQLite::Column value = statement_.getColumn(column);
+    const char* const text = value.getText();
+    return std::string(text, static_cast<std::size_t>(value.getBytes()));
+  }
+  std::int64_t Integer(int column) const { return statement_.getColumn(column).getInt64(); }
+  bool Boolean(int column) const { return Integer(column) != 0; }
+  bool IsNull(int column) const { return statement_.isColumnNull(column); }
+  /// Valid until the next step.
+  Bytes Blob(int column) const {
+    const SQLite::Column value = statement_.getColumn(column);
+    const auto* const bytes = static_cast<const std::uint8_t*>(value.getBlob());
+    return Bytes(bytes, static_cast<std::size_t>(value.getBytes()));
+  }
+
+ private:
+  SQLite::Statement& statement_;
+};
+
+class Connection {
+ public:
+  explicit Connection(const std::string& path);
+
+  /// Runs a statement that gives no rows; returns how many rows it changed. `sql` is a literal:
+  /// its statement is prepared once per connection.
+  template <typename... Values>
+  int Execute(const char* sql, const Values&... values) {
+    SQLite::Statement& statement = Bound(sql, values...);
+    const Rows reset(statement);
+    return statement.exec();
+  }
+
+  /// Starts a query.
+  template <typename... Values>
+  Rows Query(const char* sql, const Values&... values) {
+    return Rows(Bound(sql, values...));
+  }
+
+  SQLite::Database& database() { return database_; }
+
+ private:
+  template <typename... Values>
+  SQLite::Statement& Bound(const char* sql, const Values&... values) {
+    SQLite::Statement& statement = Prepared(sql);
+    int index = 0;
+    (Bind(statement, ++index, values), ...);
+    return statement;
+  }
+
+  static void Bind(SQLite::Statement& statement, int index, const std::string& value) {
+    statement.bind(index, value);
+  }
+  static void Bind(SQLite::Statement& statement, int index, const char* value) {
+    statement.bind(index, value);
+  }
+  static void Bind(SQLite::Statement& statement, int index, Bytes value) {
+    // An empty blob is a blob, not NULL.
+    statement.bind(index, value.empty() ? "" : static_cast<const void*>(value.data()),
+                   static_cast<int>(value.size()));
+  }
+  static void Bind(SQLite::Statement& statement, int index, std::integral auto value) {
+    statement.bind(index, static_cast<std::int64_t>(value));
+  }
+  static void Bind(SQLite::Statement& statement, int index, std::nullptr_t) {
+    statement.bind(index);
+  }
+
+  SQLite::Statement& Prepared(const char* sql);
+
+  SQLite::Database database_;
+  std::unordered_map<const char*, std::unique_ptr<SQLite::Statement>> statements_;
+};
+
+}  // namespace quelt

@@ -1,0 +1,15 @@
+// Single settings of the host, by name.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "embedded_host/store/connection.h"
+
+namespace quelt {
+
+/// The setting's value, or nothing when it was never set.
+std::optional<std::string> FindSetting(Connection& db, const char* name);
+void PutSetting(Connection& db, const char* name, const std::string& value);
+
+}  // namespace quelt

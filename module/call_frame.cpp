@@ -1,0 +1,63 @@
+#include "module/call_frame.h"
+
+#include <cstring>
+#include <new>
+
+#include "platform/exception.h"
+
+namespace pyquelt {
+
+using HostCtl::Lib::Quelt::QueltCtlException;
+
+PyObject* Raise(PyObject* type, const char* text) {
+  PyErr_Clear();
+  PyObject* const message =
+      PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
+  if (message != nullptr) {
+    PyErr_SetObject(type, message);
+    Py_DECREF(message);
+  }
+  return nullptr;
+}
+
+namespace {
+
+PyObject* RaiseCaught(const FailureRule& rule, const std::exception& failure) {
+  return Raise(rule.type, rule.prefix.Text() + failure.what());
+}
+
+PyObject* RethrowAndRaise(const std::exception_ptr& failure, const FailureRule& rule) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const QueltCtlException& thrown) {
+    return rule.catches == FailureRule::Catches::kNothing ? Raise(PyExc_RuntimeError, thrown.what())
+                                                          : RaiseCaught(rule, thrown);
+  } catch (const std::exception& thrown) {
+    if (rule.catches == FailureRule::Catches::kStdException) {
+      return RaiseCaught(rule, thrown);
+    }
+    if (dynamic_cast<const std::bad_alloc*>(&thrown) != nullptr) {
+      return PyErr_NoMemory();
+    }
+    return Raise(PyExc_RuntimeError, thrown.what());
+  } catch (...) {
+    return Raise(PyExc_RuntimeError, "Unknown platform exception");
+  }
+}
+
+}  // namespace
+
+PyObject* RaiseFailure(const std::exception_ptr& failure, const FailureRule& rule) {
+  if (failure == nullptr) {
+    return Raise(PyExc_RuntimeError, "Unknown platform exception");
+  }
+  try {
+    return RethrowAndRaise(failure, rule);
+  } catch (const std::exception&) {
+    // Only composing the message can fail here, for want of memory.
+    PyErr_Clear();
+    return PyErr_NoMemory();
+  }
+}
+
+}  // namespace pyquelt

@@ -1,0 +1,33 @@
+// An owned Python reference, for `build` lambdas only: it is given back under the lock.
+#pragma once
+
+#include <utility>
+
+#include "module/interpreter.h"
+
+namespace pyquelt {
+
+/// Owns one reference, or none. Made from a new reference (which it steals); the destructor gives
+/// it back. Never alive where the interpreter lock is released.
+class PyRef {
+ public:
+  PyRef() = default;
+  explicit PyRef(PyObject* stolen) : object_(stolen) {}
+  PyRef(PyRef&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  PyRef& operator=(PyRef&& other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  ~PyRef() { Py_XDECREF(object_); }
+
+  /// Borrowed.
+  PyObject* get() const { return object_; }
+  /// Passes the reference on to the caller.
+  PyObject* release() { return std::exchange(object_, nullptr); }
+  explicit operator bool() const { return object_ != nullptr; }
+
+ private:
+  PyObject* object_ = nullptr;
+};
+
+}  // namespace pyquelt

@@ -1,0 +1,42 @@
+// Helpers that fill result dictionaries with uniform failure texts. Lock held.
+#pragma once
+
+#include <string>
+
+#include "module/interpreter.h"
+
+/// Converts a native value: const char* (NUL-terminated UTF-8, never null) to str, bool to bool,
+/// long to int. `dict` and `key` are ignored. Returns a new reference, or null with an error set.
+/// Exported for native callers under these very names.
+template <typename T>
+PyObject* _PyObject_FromValue(PyObject* dict, const char* key, T value);
+
+template <>
+__attribute__((visibility("default"))) PyObject* _PyObject_FromValue<const char*>(
+    PyObject* dict, const char* key, const char* value);
+template <>
+__attribute__((visibility("default"))) PyObject* _PyObject_FromValue<bool>(PyObject* dict,
+                                                                           const char* key,
+                                                                           bool value);
+template <>
+__attribute__((visibility("default"))) PyObject* _PyObject_FromValue<long>(PyObject* dict,
+                                                                           const char* key,
+                                                                           long value);
+
+namespace pyquelt {
+
+/// Converts `value` and sets it under `key`. On false `error` is replaced by the failure text and
+/// the dictionary stays with its caller; an interpreter error may be pending.
+template <typename T>
+bool PySetDictValue(PyObject* dict, const char* key, T value, std::string& error);
+
+extern template bool PySetDictValue<const char*>(PyObject*, const char*, const char*, std::string&);
+extern template bool PySetDictValue<bool>(PyObject*, const char*, bool, std::string&);
+extern template bool PySetDictValue<long>(PyObject*, const char*, long, std::string&);
+
+/// Sets `value` under `key`; takes over the reference to `value`, which may be null (a failed
+/// conversion). On false it has emptied `dict`, released the caller's reference to it and raised
+/// RuntimeError: the caller returns null and never touches `dict` again.
+bool PySetDictItem(PyObject* dict, const char* key, PyObject* value);
+
+}  // namespace pyquelt

@@ -1,0 +1,11 @@
+// Module functions for the host's storage network interfaces.
+#pragma once
+
+#include "module/interpreter.h"
+
+namespace pyquelt {
+
+PyObject* PyGetQueltNetworkInfo(PyObject* module, PyObject* args);
+PyObject* PyGetQueltZelnicNames(PyObject* module, PyObject* args);
+
+}  // namespace pyquelt

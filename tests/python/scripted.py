@@ -1,0 +1,77 @@
+"""The scripted host, as a test sees it: set answers, call pyquelt, read what reached the host.
+
+Texts go in and come out as bytes; a str in an answer is taken as its UTF-8 encoding.
+"""
+
+import ctypes
+import json
+import os
+import unittest
+
+_PATH = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "scripted_host", "libquelt.so")
+_library = ctypes.CDLL(_PATH)
+_library.scripted_host_calls.restype = ctypes.c_void_p
+_libc = ctypes.CDLL(None)
+_libc.free.argtypes = [ctypes.c_void_p]
+
+
+def _encode(value):
+    """Byte strings become texts in which one character stands for one byte."""
+    if isinstance(value, str):
+        value = value.encode("utf-8")
+    if isinstance(value, bytes):
+        return value.decode("latin-1")
+    if isinstance(value, dict):
+        return {key: _encode(item) for key, item in value.items()}
+    if isinstance(value, (list, tuple)):
+        return [_encode(item) for item in value]
+    return value
+
+
+def _decode(value):
+    if isinstance(value, str):
+        return value.encode("latin-1")
+    if isinstance(value, list):
+        return [_decode(item) for item in value]
+    return value
+
+
+def answer(operation, *answers):
+    """Sets what `operation` answers, call after call; the last answer stays."""
+    text = json.dumps([_encode(item) for item in answers] or [{}])
+    _library.scripted_host_answer(operation.encode(), text.encode())
+
+
+def throws(text="", kind="QueltCtlException"):
+    """An answer that throws."""
+    return {"throws": {"type": kind, "text": text}}
+
+
+def calls(name=None):
+    """The calls so far as (operation, [argument, ...]); with a name, the arguments of its calls."""
+    pointer = _library.scripted_host_calls()
+    made = json.loads(ctypes.string_at(pointer).decode("utf-8"))
+    _libc.free(pointer)
+    made = [(operation, _decode(arguments)) for operation, arguments in made]
+    return made if name is None else [arguments for op, arguments in made if op == name]
+
+
+def set_sync_callback(is_set):
+    _library.scripted_host_sync(is_set)
+
+
+class ScriptedTestCase(unittest.TestCase):
+    """Each test begins with an empty script."""
+
+    maxDiff = None
+
+    def setUp(self):
+        _library.scripted_host_reset()
+        set_sync_callback(False)
+
+    def assert_raises_exactly(self, kind, text, function, *args, **kwargs):
+        """Exactly this type, exactly this text."""
+        with self.assertRaises(Exception) as caught:
+            function(*args, **kwargs)
+        self.assertIs(type(caught.exception), kind, caught.exception)
+        self.assertEqual(str(caught.exception), text)

@@ -1,0 +1,74 @@
+// Operations that are declared but not built yet.
+#include <stdexcept>
+
+#include "tests/scripted_host/host_system.h"
+
+namespace scripted {
+
+std::vector<std::unique_ptr<QueltZelNicConfig2>> ScriptedHostSystem::GetZelNicConfigs() {
+  throw std::runtime_error("GetZelNicConfigs");
+}
+void ScriptedHostSystem::ShallowRekeyDisks(const std::vector<std::string>&, bool) {
+  throw std::runtime_error("ShallowRekeyDisks");
+}
+std::uint8_t ScriptedHostSystem::GetOqtaMaxDiskVersion() {
+  throw std::runtime_error("GetOqtaMaxDiskVersion");
+}
+void ScriptedHostSystem::AddUnicastAgentEntry(const std::string&, std::int32_t, bool,
+                                              const QueltIpAddress&, std::int32_t, bool,
+                                              const std::string&, const std::string&,
+                                              const std::string&, const std::string&) {
+  throw std::runtime_error("AddUnicastAgentEntry");
+}
+void ScriptedHostSystem::RemoveUnicastAgentEntry(const std::string&, const QueltIpAddress&,
+                                                 std::int32_t, std::int32_t, bool,
+                                                 const std::string&) {
+  throw std::runtime_error("RemoveUnicastAgentEntry");
+}
+void ScriptedHostSystem::SetUnicastAgentInConfigStore(const std::string&, std::int32_t, bool,
+                                                      const QueltIpAddress&, std::int32_t,
+                                                      const std::string&, const std::string&,
+                                                      const std::string&, const std::string&) {
+  throw std::runtime_error("SetUnicastAgentInConfigStore");
+}
+std::shared_ptr<ClusterConfig> ScriptedHostSystem::GetClusterConfig(bool) {
+  throw std::runtime_error("GetClusterConfig");
+}
+void ScriptedHostSystem::UpgradeDiskGroupFormatVersion(const std::string&) {
+  throw std::runtime_error("UpgradeDiskGroupFormatVersion");
+}
+std::string ScriptedHostSystem::GetClusterId() { throw std::runtime_error("GetClusterId"); }
+void ScriptedHostSystem::SetHostEncryptionEnabled(bool, bool) {
+  throw std::runtime_error("SetHostEncryptionEnabled");
+}
+std::shared_ptr<std::vector<KmsServerInfo>> ScriptedHostSystem::GetKmsInfoList(bool) {
+  throw std::runtime_error("GetKmsInfoList");
+}
+std::string ScriptedHostSystem::GetConfiguredKekId() {
+  throw std::runtime_error("GetConfiguredKekId");
+}
+std::string ScriptedHostSystem::GetConfiguredHostKeyId() {
+  throw std::runtime_error("GetConfiguredHostKeyId");
+}
+void ScriptedHostSystem::PersistKekId(const std::string&) {
+  throw std::runtime_error("PersistKekId");
+}
+void ScriptedHostSystem::PersistHostKeyId(const std::string&) {
+  throw std::runtime_error("PersistHostKeyId");
+}
+bool ScriptedHostSystem::QueryKmsStatus(const std::string&, const std::string&, int, std::string&) {
+  throw std::runtime_error("QueryKmsStatus");
+}
+void ScriptedHostSystem::GetT1DiskInfoMap(
+    std::unordered_map<std::string, std::unordered_map<std::string, int>>&) {
+  throw std::runtime_error("GetT1DiskInfoMap");
+}
+void ScriptedHostSystem::GetUnicastAgentList(std::vector<QueltInfo::QueltUnicastAddressInfo>&,
+                                             bool) {
+  throw std::runtime_error("GetUnicastAgentList");
+}
+void ScriptedHostSystem::GetUnwrappedDekForDisk(const std::string&, unsigned char*) {
+  throw std::runtime_error("GetUnwrappedDekForDisk");
+}
+
+}  // namespace scripted

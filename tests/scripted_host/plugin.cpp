@@ -1,0 +1,34 @@
+#include "platform/plugin.h"
+
+#include "tests/scripted_host/host_system.h"
+#include "tests/scripted_host/script.h"
+
+using scripted::Answer;
+
+namespace scripted {
+
+// The order of the releases is recorded too.
+ScriptedHostSystem::~ScriptedHostSystem() { Answer("~HostSystem"); }
+
+}  // namespace scripted
+
+namespace HostCtl::Quelt {
+
+QueltPlugin::QueltPlugin() = default;
+QueltPlugin::~QueltPlugin() { Answer("~QueltPlugin"); }
+
+std::unique_ptr<HostSystem> QueltPlugin::GetHostSystem() {
+  const Answer answer("GetHostSystem");
+  return std::make_unique<scripted::ScriptedHostSystem>();
+}
+
+}  // namespace HostCtl::Quelt
+
+namespace HostCtl {
+
+std::unique_ptr<Quelt::QueltPlugin> QueltPluginFactory::GetQueltPlugin() {
+  const Answer answer("GetQueltPlugin");
+  return std::make_unique<Quelt::QueltPlugin>();
+}
+
+}  // namespace HostCtl

@@ -1,0 +1,145 @@
+#include "tests/scripted_host/script.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "platform/exception.h"
+
+namespace scripted {
+
+namespace {
+
+// Never destroyed: at exit, daemon threads may still be inside.
+struct State {
+  std::mutex mutex;
+  std::map<std::string, std::vector<json>> answers;  // the one to use next stands last
+  json calls = json::array();
+};
+
+State& TheState() {
+  static State* const state = new State;
+  return *state;
+}
+
+json RecordAndTake(const char* operation, json arguments) {
+  State& state = TheState();
+  const std::lock_guard lock(state.mutex);
+  state.calls.push_back({operation, std::move(arguments)});
+  const auto found = state.answers.find(operation);
+  if (found == state.answers.end()) {
+    return json::object();
+  }
+  std::vector<json>& answers = found->second;
+  json answer = answers.back();
+  if (answers.size() > 1) {
+    answers.pop_back();
+  }
+  return answer;
+}
+
+[[noreturn]] void Throw(const json& thrown) {
+  const std::string type = thrown.at("type");
+  const std::string text = ToBytes(thrown.value("text", ""));
+  if (type == "QueltCtlException") {
+    throw HostCtl::Lib::Quelt::QueltCtlException(text);
+  }
+  if (type == "std::runtime_error") {
+    throw std::runtime_error(text);
+  }
+  if (type == "std::bad_alloc") {
+    throw std::bad_alloc();
+  }
+  throw 42;  // of no standard type
+}
+
+char* NewText(const std::string& text) { return strdup(text.c_str()); }
+
+}  // namespace
+
+json ToJson(const std::string& bytes) {
+  std::string utf8;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      utf8 += c;
+    } else {
+      utf8 += static_cast<char>(0xC0 | (byte >> 6));
+      utf8 += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+  return utf8;
+}
+
+json ToJson(const char* text) { return text == nullptr ? json() : ToJson(std::string(text)); }
+
+std::string ToBytes(const json& text) {
+  const std::string utf8 = text;
+  std::string bytes;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const auto lead = static_cast<unsigned char>(utf8[i]);
+    if (lead < 0x80) {
+      bytes += utf8[i];
+    } else {
+      ++i;
+      bytes += static_cast<char>((lead << 6) | (static_cast<unsigned char>(utf8.at(i)) & 0x3F));
+    }
+  }
+  return bytes;
+}
+
+Answer::Answer(const char* operation, json arguments)
+    : answer_(RecordAndTake(operation, std::move(arguments))) {
+  if (answer_.contains("delay")) {
+    std::this_thread::sleep_for(std::chrono::duration<double>(answer_["delay"].get<double>()));
+  }
+  if (answer_.contains("throws")) {
+    Throw(answer_["throws"]);
+  }
+}
+
+const json* Answer::FindOut(const char* name) const {
+  const auto out = answer_.find("out");
+  if (out == answer_.end() || !out->contains(name)) {
+    return nullptr;
+  }
+  return &(*out)[name];
+}
+
+}  // namespace scripted
+
+// What the tests call, through ctypes.
+extern "C" {
+#pragma GCC visibility push(default)
+
+/// Sets the answers of one operation: a JSON array, used in order.
+void scripted_host_answer(const char* operation, const char* answers) {
+  scripted::State& state = scripted::TheState();
+  auto list = scripted::json::parse(answers).get<std::vector<scripted::json>>();
+  const std::lock_guard lock(state.mutex);
+  state.answers[operation] = {list.rbegin(), list.rend()};
+}
+
+/// Forgets all answers and calls.
+void scripted_host_reset() {
+  scripted::State& state = scripted::TheState();
+  const std::lock_guard lock(state.mutex);
+  state.answers.clear();
+  state.calls = scripted::json::array();
+}
+
+/// The calls so far: a JSON array of [operation, [argument, ...]]. Released with free().
+char* scripted_host_calls() {
+  scripted::State& state = scripted::TheState();
+  const std::lock_guard lock(state.mutex);
+  return scripted::NewText(state.calls.dump());
+}
+
+#pragma GCC visibility pop
+}

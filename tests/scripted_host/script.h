@@ -1,0 +1,63 @@
+// A host library that answers from a script and records every call: for what the embedded host
+// cannot produce.
+//
+// Texts travel as JSON strings in which each character stands for one byte (U+0000 to U+00FF), so
+// that bytes that are not UTF-8 and zero bytes survive. A script gives each operation a list of
+// answers; the last one is used again for all further calls. An answer is an object:
+//
+//   {"returns": value, "out": {name: value, ...}, "delay": seconds,
+//    "throws": {"type": "QueltCtlException", "text": "..."}}
+//
+// Every member may be missing. Outputs that the answer does not name are left unwritten.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace scripted {
+
+using nlohmann::json;
+
+/// The script's text for a byte string, and back.
+json ToJson(const std::string& bytes);
+json ToJson(const char* text);  ///< null for a null pointer
+std::string ToBytes(const json& text);
+
+/// The answer to one call of `operation`: records the call, waits, throws as the script says.
+class Answer {
+ public:
+  explicit Answer(const char* operation, json arguments = json::array());
+
+  /// What the operation returns; `otherwise` when the script does not say.
+  template <typename T>
+  T Returns(T otherwise) const {
+    return answer_.contains("returns") ? Value<T>(answer_["returns"]) : otherwise;
+  }
+
+  /// Writes an output, when the script gives it.
+  template <typename T>
+  void Out(const char* name, T& output) const {
+    if (const json* value = FindOut(name)) {
+      output = Value<T>(*value);
+    }
+  }
+
+  /// The output's JSON, or null when the script does not give it.
+  const json* FindOut(const char* name) const;
+  /// The whole answer, for shapes of an operation's own.
+  const json& all() const { return answer_; }
+
+ private:
+  template <typename T>
+  static T Value(const json& value) {
+    if constexpr (std::is_same_v<T, std::string>) {
+      return ToBytes(value);
+    } else {
+      return value.get<T>();
+    }
+  }
+
+  json answer_;
+};
+
+}  // namespace scripted
