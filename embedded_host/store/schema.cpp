@@ -1,5 +1,8 @@
 #include "embedded_host/store/schema.h"
 
+#include <string>
+#include <vector>
+
 namespace quelt {
 
 namespace {
@@ -32,6 +35,22 @@ bool CreateTables(Connection& db) {
   db.database().exec(kTables);
   db.database().exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
   return true;
+}
+
+void ClearTables(Connection& db) {
+  db.database().exec("PRAGMA defer_foreign_keys = ON");
+  std::vector<std::string> tables;
+  {
+    Rows rows = db.Query(
+        "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite!_%' "
+        "ESCAPE '!'");
+    while (rows.Next()) {
+      tables.push_back(rows.Text(0));
+    }
+  }
+  for (const std::string& table : tables) {
+    db.database().exec("DELETE FROM \"" + table + "\"");
+  }
 }
 
 }  // namespace quelt

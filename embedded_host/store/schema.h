@@ -8,4 +8,7 @@ namespace quelt {
 /// Creates the tables in an empty database. False when they stood there already.
 bool CreateTables(Connection& db);
 
+/// Empties all tables. Inside a transaction.
+void ClearTables(Connection& db);
+
 }  // namespace quelt

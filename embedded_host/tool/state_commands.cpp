@@ -1,0 +1,37 @@
+// init and reset: the state as a whole.
+#include <iostream>
+
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/schema.h"
+#include "embedded_host/store/store.h"
+#include "embedded_host/tool/commands.h"
+
+namespace quelt {
+
+namespace {
+
+void Init() {
+  Store& store = Store::Instance();
+  store.Read([](Connection&) {});
+  std::cout << store.path() << '\n';
+}
+
+void Reset() {
+  Store::Instance().Write([](Connection& db) {
+    ClearTables(db);
+    LoadScenario(db, DefaultScenario());
+  });
+}
+
+}  // namespace
+
+void AddStateCommands(CLI::App& app) {
+  app.add_subcommand("init", "Make the host's state unless it is there already, and print its path")
+      ->footer("Example:\n  quelt-host init --state /tmp/host.db")
+      ->callback(Init);
+  app.add_subcommand("reset", "Bring the host back to the default scenario, without faults")
+      ->footer("Example:\n  quelt-host reset")
+      ->callback(Reset);
+}
+
+}  // namespace quelt

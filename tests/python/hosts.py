@@ -1,0 +1,100 @@
+"""The embedded host, as a test sees it: a state of its own, other processes, the tool quelt-host.
+
+A process reads the path of its host once. So each test process has one path, STATE, in a folder of
+its own that goes away with the process; HostTestCase brings the state back to the default scenario
+before each test. Whoever needs another path (a broken file, a file not there yet) gives it to a
+child process: run_python("...", state=path).
+"""
+
+import atexit
+import collections
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+_FOLDER = tempfile.mkdtemp(prefix="quelt-test-")
+_OWNER = os.getpid()
+_TOOL = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "bin", "quelt-host")
+
+#: The state of this process's host.
+STATE = os.path.join(_FOLDER, "host.db")
+os.environ["QUELT_HOST_STATE"] = STATE
+
+#: Long forms of the tests that hammer the host: PYQUELT_DEEP=1.
+DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
+
+#: How a process ended: exit status (negative: the signal), standard output and error as str.
+Result = collections.namedtuple("Result", "code out err")
+
+
+@atexit.register
+def _remove_folder():
+    if os.getpid() == _OWNER:
+        shutil.rmtree(_FOLDER, ignore_errors=True)
+
+
+def start(command, state=STATE, env=None, **options):
+    """Starts a process on the host at `state`; returns the Popen object, its pipes in text mode."""
+    environment = dict(os.environ, QUELT_HOST_STATE=state, **(env or {}))
+    return subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, universal_newlines=True, env=environment,
+                            **options)
+
+
+def run(command, state=STATE, env=None, **options):
+    """Runs a process on the host at `state` to its end."""
+    process = start(command, state, env, **options)
+    out, err = process.communicate()
+    return Result(process.returncode, out, err)
+
+
+def start_python(script, *args, **options):
+    """Starts this interpreter on the text `script`; options as for start()."""
+    return start([sys.executable, "-X", "faulthandler", "-c", script] + list(args), **options)
+
+
+def run_python(script, *args, **options):
+    """Runs this interpreter on the text `script`; options as for run()."""
+    return run([sys.executable, "-X", "faulthandler", "-c", script] + list(args), **options)
+
+
+def quelt_host(*args, **options):
+    """Runs the tool; options as for run(). Arguments that are not texts are turned into such."""
+    return run([_TOOL] + [str(arg) for arg in args], **options)
+
+
+class HostTestCase(unittest.TestCase):
+    """Each test begins with the default scenario and no faults."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self.tool("reset")
+
+    def tool(self, *args, **options):
+        """Runs the tool, which must succeed without a word on standard error; returns its output."""
+        result = quelt_host(*args, **options)
+        self.assertEqual((result.code, result.err), (0, ""), args)
+        return result.out
+
+    def script(self, script, *args, **options):
+        """Runs a Python script, which must succeed; returns what it printed."""
+        result = run_python(script, *args, **options)
+        self.assertEqual((result.code, result.err), (0, ""), script)
+        return result.out
+
+    def fresh_folder(self):
+        """An empty folder that goes away with the test."""
+        folder = tempfile.mkdtemp(dir=_FOLDER)
+        self.addCleanup(shutil.rmtree, folder, True)
+        return folder
+
+    def assert_raises_exactly(self, kind, text, function, *args, **kwargs):
+        """Exactly this type, exactly this text."""
+        with self.assertRaises(Exception) as caught:
+            function(*args, **kwargs)
+        self.assertIs(type(caught.exception), kind, caught.exception)
+        self.assertEqual(str(caught.exception), text)
