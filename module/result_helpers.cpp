@@ -20,23 +20,51 @@ PyObject* _PyObject_FromValue<long>(PyObject*, const char*, long value) {
 
 namespace pyquelt {
 
-template <typename T>
-bool PySetDictValue(PyObject* dict, const char* key, T value, std::string& error) {
-  const PyRef object(_PyObject_FromValue<T>(dict, key, value));
+namespace {
+
+int SetItem(PyObject* dict, const char* key, PyObject* value) {
+  return PyDict_SetItemString(dict, key, value);
+}
+int SetItem(PyObject* dict, DictKey& key, PyObject* value) {
+  PyObject* const object = key.object();
+  return object == nullptr ? -1 : PyDict_SetItem(dict, object, value);
+}
+
+const char* Text(const char* key) { return key; }
+const char* Text(const DictKey& key) { return key.text(); }
+
+template <typename T, typename Key>
+bool ConvertAndSet(PyObject* dict, Key& key, T value, std::string& error) {
+  const PyRef object(_PyObject_FromValue<T>(dict, Text(key), value));
   if (!object) {
-    error = std::string("Failed to allocate python object ") + key;
+    error = std::string("Failed to allocate python object ") + Text(key);
     return false;
   }
-  if (PyDict_SetItemString(dict, key, object.get()) != 0) {
-    error = std::string("Failed to set python object ") + key;
+  if (SetItem(dict, key, object.get()) != 0) {
+    error = std::string("Failed to set python object ") + Text(key);
     return false;
   }
   return true;
 }
 
+}  // namespace
+
+template <typename T>
+bool PySetDictValue(PyObject* dict, const char* key, T value, std::string& error) {
+  return ConvertAndSet(dict, key, value, error);
+}
+
+template <typename T>
+bool PySetDictValue(PyObject* dict, DictKey& key, T value, std::string& error) {
+  return ConvertAndSet(dict, key, value, error);
+}
+
 template bool PySetDictValue<const char*>(PyObject*, const char*, const char*, std::string&);
 template bool PySetDictValue<bool>(PyObject*, const char*, bool, std::string&);
 template bool PySetDictValue<long>(PyObject*, const char*, long, std::string&);
+template bool PySetDictValue<const char*>(PyObject*, DictKey&, const char*, std::string&);
+template bool PySetDictValue<bool>(PyObject*, DictKey&, bool, std::string&);
+template bool PySetDictValue<long>(PyObject*, DictKey&, long, std::string&);
 
 bool PySetDictItem(PyObject* dict, const char* key, PyObject* value) {
   const PyRef owned(value);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "module/interpreter.h"
+#include "module/py_ref.h"
 
 /// Converts a native value: const char* (NUL-terminated UTF-8, never null) to str, bool to bool,
 /// long to int. `dict` and `key` are ignored. Returns a new reference, or null with an error set.
@@ -33,6 +34,35 @@ bool PySetDictValue(PyObject* dict, const char* key, T value, std::string& error
 extern template bool PySetDictValue<const char*>(PyObject*, const char*, const char*, std::string&);
 extern template bool PySetDictValue<bool>(PyObject*, const char*, bool, std::string&);
 extern template bool PySetDictValue<long>(PyObject*, const char*, long, std::string&);
+
+/// A key that many dictionaries of one call share. Its object is made at the first use, so that an
+/// empty result makes none. Owns the object; lives within one `build` lambda.
+class DictKey {
+ public:
+  /// `text` is a field's name and outlives the key.
+  explicit DictKey(const char* text) : text_(text) {}
+
+  const char* text() const { return text_; }
+  /// Borrowed; null with an error set when it cannot be made.
+  PyObject* object() {
+    if (!object_) {
+      object_ = PyRef(PyUnicode_InternFromString(text_));
+    }
+    return object_.get();
+  }
+
+ private:
+  const char* text_;
+  PyRef object_;
+};
+
+/// The same with a shared key. A key that cannot be made is an item that cannot be set.
+template <typename T>
+bool PySetDictValue(PyObject* dict, DictKey& key, T value, std::string& error);
+
+extern template bool PySetDictValue<const char*>(PyObject*, DictKey&, const char*, std::string&);
+extern template bool PySetDictValue<bool>(PyObject*, DictKey&, bool, std::string&);
+extern template bool PySetDictValue<long>(PyObject*, DictKey&, long, std::string&);
 
 /// Sets `value` under `key`; takes over the reference to `value`, which may be null (a failed
 /// conversion). On false it has emptied `dict`, released the caller's reference to it and raised

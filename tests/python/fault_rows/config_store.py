@@ -1,0 +1,23 @@
+"""Configuration-store settings."""
+
+from fault_rows import BAD_PARAMETERS, MEMORY, runtime
+
+ROWS = [
+    ("GetHardwareSku", (), {}, {"GetHardwareSku": {"out": {"sku": "x"}}},
+     {"Py_BuildValue": MEMORY}),
+    ("GetHardwareSku", (), {}, {"GetHardwareSku": {"returns": False}},
+     {"PyUnicode_DecodeUTF8": MEMORY}),
+    ("SetIloAuth", ("a", "b"), {}, {}, {"PyArg_ParseTuple": BAD_PARAMETERS}),
+    ("GetIloAuth", (), {}, {"GetIloAuth": {"out": {"first": "a", "second": "b"}}},
+     {"PyTuple_New": runtime("PyTuple_New failed!"), "PyUnicode_FromString": MEMORY,
+      "PyTuple_SetItem": runtime("PyTuple_SetItem failed!")}),
+    ("SetPerfsvcHostConfigStore", ("a", "b"), {}, {},
+     {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
+    ("GetPerfsvcHostConfigStore", (), {},
+     {"GetPerfsvcHostConfigStore": {"out": {"config": [["a", "b"], ["c", "d"]]}}},
+     {"PyDict_New": runtime("PyDict_New failed!"),
+      "PyUnicode_FromString": runtime("PyDict_SetItemString failed!"),
+      "PyDict_SetItemString": runtime("PyDict_SetItemString failed!")}),
+    ("SetClusterTimeMachineConfigStore", ("a", "b"), {}, {},
+     {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
+]
