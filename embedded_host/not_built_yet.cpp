@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "embedded_host/host_system.h"
+#include "platform/quelt_util.h"
 
 namespace quelt {
 
@@ -72,3 +73,46 @@ void EmbeddedHostSystem::GetUnwrappedDekForDisk(const std::string&, unsigned cha
 }
 
 }  // namespace quelt
+
+namespace ZelCtl::Quelt {
+
+void QueltUtil::AddKeyToKeyCache(const char*, const char*, const char*, int) {
+  throw std::runtime_error("AddKeyToKeyCache");
+}
+void QueltUtil::RemoveKeyFromKeyCache(const char*) {
+  throw std::runtime_error("RemoveKeyFromKeyCache");
+}
+void QueltUtil::RetrieveKeyFromKeyCache(const char*, unsigned char*, unsigned int, unsigned int&) {
+  throw std::runtime_error("RetrieveKeyFromKeyCache");
+}
+bool QueltUtil::LookupKeyInKeyCache(const char*) {
+  throw std::runtime_error("LookupKeyInKeyCache");
+}
+void QueltUtil::GetEncMetadataForDisk(const std::string&, HostCtl::Quelt::Uuid&, ENCR_Metadata&,
+                                      ENCR_Metadata_AWS&) {
+  throw std::runtime_error("GetEncMetadataForDisk");
+}
+std::string QueltUtil::QueltUuidToString(const HostCtl::Quelt::Uuid&) {
+  throw std::runtime_error("QueltUuidToString");
+}
+void QueltUtil::Decrypt2kBlock(const unsigned char*, unsigned long, const unsigned char*,
+                               unsigned char*) {
+  throw std::runtime_error("Decrypt2kBlock");
+}
+std::string QueltUtil::FormatCertString(const std::string&) {
+  throw std::runtime_error("FormatCertString");
+}
+void QueltUtil::AddKmsCertToTrustStore(const std::string&, bool) {
+  throw std::runtime_error("AddKmsCertToTrustStore");
+}
+bool QueltUtil::CheckCloudKmsStatus(const std::string&, std::string&) {
+  throw std::runtime_error("CheckCloudKmsStatus");
+}
+std::string QueltUtil::KeyIdForKek(const std::string&, const std::string&) {
+  throw std::runtime_error("KeyIdForKek");
+}
+bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string&, std::string&) {
+  throw std::runtime_error("GetKmsPasswordFromConfigStore");
+}
+
+}  // namespace ZelCtl::Quelt

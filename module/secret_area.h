@@ -1,14 +1,15 @@
-// A fixed area for key material, wiped when it goes out of scope, whatever the way out.
+// Places for secrets, wiped when they go out of scope, whatever the way out. They touch no Python
+// object, so that they may be destroyed with or without the interpreter lock.
 #pragma once
 
 #include <string.h>  // explicit_bzero
 
 #include <cstddef>
+#include <string>
 
 namespace pyquelt {
 
-/// `Size` bytes, not initialised. Touches no Python object, so that it may be destroyed with or
-/// without the interpreter lock.
+/// `Size` bytes for key material, not initialised.
 template <std::size_t Size>
 class SecretArea {
  public:
@@ -23,6 +24,16 @@ class SecretArea {
 
  private:
   unsigned char bytes_[Size];
+};
+
+/// A password that an operation fills in.
+struct SecretText {
+  SecretText() = default;
+  SecretText(const SecretText&) = delete;
+  SecretText& operator=(const SecretText&) = delete;
+  ~SecretText() { explicit_bzero(text.data(), text.size()); }
+
+  std::string text;
 };
 
 }  // namespace pyquelt

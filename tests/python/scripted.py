@@ -11,6 +11,7 @@ import unittest
 _PATH = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "scripted_host", "libquelt.so")
 _library = ctypes.CDLL(_PATH)
 _library.scripted_host_calls.restype = ctypes.c_void_p
+_library.scripted_host_held.restype = ctypes.c_void_p
 _libc = ctypes.CDLL(None)
 _libc.free.argtypes = [ctypes.c_void_p]
 
@@ -47,12 +48,16 @@ def throws(text="", kind="QueltCtlException"):
     return {"throws": {"type": kind, "text": text}}
 
 
+def _take_json(pointer):
+    value = json.loads(ctypes.string_at(pointer).decode("utf-8"))
+    _libc.free(pointer)
+    return value
+
+
 def calls(name=None):
     """The calls so far as (operation, [argument, ...]); with a name, the arguments of its calls."""
-    pointer = _library.scripted_host_calls()
-    made = json.loads(ctypes.string_at(pointer).decode("utf-8"))
-    _libc.free(pointer)
-    made = [(operation, _decode(arguments)) for operation, arguments in made]
+    made = [(operation, _decode(arguments))
+            for operation, arguments in _take_json(_library.scripted_host_calls())]
     return made if name is None else [arguments for op, arguments in made if op == name]
 
 
@@ -60,14 +65,26 @@ def set_sync_callback(is_set):
     _library.scripted_host_sync(is_set)
 
 
+# The quick calls that are made with the interpreter lock held.
+_MADE_WITH_LOCK = {"KeyIdForKek", "BuildQueltIPAddress", "IsQueltCSDFeatureEnabled",
+                   "IsQueltMetadataNodeFeatureEnabled"}
+
+
 class ScriptedTestCase(unittest.TestCase):
-    """Each test begins with an empty script."""
+    """Each test begins with an empty script, and fails when an operation is waited for with the
+    interpreter lock held, or one of the quick ones without."""
 
     maxDiff = None
 
     def setUp(self):
         _library.scripted_host_reset()
         set_sync_callback(False)
+        self.addCleanup(self._check_lock)
+
+    def _check_lock(self):
+        made = {operation for operation, _ in calls()}
+        held = set(_take_json(_library.scripted_host_held()))
+        self.assertEqual(held, made & _MADE_WITH_LOCK)
 
     def assert_raises_exactly(self, kind, text, function, *args, **kwargs):
         """Exactly this type, exactly this text."""

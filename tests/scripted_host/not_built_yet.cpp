@@ -8,9 +8,6 @@ namespace scripted {
 std::vector<std::unique_ptr<QueltZelNicConfig2>> ScriptedHostSystem::GetZelNicConfigs() {
   throw std::runtime_error("GetZelNicConfigs");
 }
-void ScriptedHostSystem::ShallowRekeyDisks(const std::vector<std::string>&, bool) {
-  throw std::runtime_error("ShallowRekeyDisks");
-}
 std::uint8_t ScriptedHostSystem::GetOqtaMaxDiskVersion() {
   throw std::runtime_error("GetOqtaMaxDiskVersion");
 }
@@ -38,27 +35,6 @@ void ScriptedHostSystem::UpgradeDiskGroupFormatVersion(const std::string&) {
   throw std::runtime_error("UpgradeDiskGroupFormatVersion");
 }
 std::string ScriptedHostSystem::GetClusterId() { throw std::runtime_error("GetClusterId"); }
-void ScriptedHostSystem::SetHostEncryptionEnabled(bool, bool) {
-  throw std::runtime_error("SetHostEncryptionEnabled");
-}
-std::shared_ptr<std::vector<KmsServerInfo>> ScriptedHostSystem::GetKmsInfoList(bool) {
-  throw std::runtime_error("GetKmsInfoList");
-}
-std::string ScriptedHostSystem::GetConfiguredKekId() {
-  throw std::runtime_error("GetConfiguredKekId");
-}
-std::string ScriptedHostSystem::GetConfiguredHostKeyId() {
-  throw std::runtime_error("GetConfiguredHostKeyId");
-}
-void ScriptedHostSystem::PersistKekId(const std::string&) {
-  throw std::runtime_error("PersistKekId");
-}
-void ScriptedHostSystem::PersistHostKeyId(const std::string&) {
-  throw std::runtime_error("PersistHostKeyId");
-}
-bool ScriptedHostSystem::QueryKmsStatus(const std::string&, const std::string&, int, std::string&) {
-  throw std::runtime_error("QueryKmsStatus");
-}
 void ScriptedHostSystem::GetT1DiskInfoMap(
     std::unordered_map<std::string, std::unordered_map<std::string, int>>&) {
   throw std::runtime_error("GetT1DiskInfoMap");
@@ -66,9 +42,6 @@ void ScriptedHostSystem::GetT1DiskInfoMap(
 void ScriptedHostSystem::GetUnicastAgentList(std::vector<QueltInfo::QueltUnicastAddressInfo>&,
                                              bool) {
   throw std::runtime_error("GetUnicastAgentList");
-}
-void ScriptedHostSystem::GetUnwrappedDekForDisk(const std::string&, unsigned char*) {
-  throw std::runtime_error("GetUnwrappedDekForDisk");
 }
 
 }  // namespace scripted

@@ -1,5 +1,7 @@
 #include "tests/scripted_host/script.h"
 
+#include <dlfcn.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -21,6 +23,7 @@ struct State {
   std::mutex mutex;
   std::map<std::string, std::vector<json>> answers;  // the one to use next stands last
   json calls = json::array();
+  json held = json::array();  // operations that were called with the interpreter lock held
 };
 
 State& TheState() {
@@ -28,9 +31,19 @@ State& TheState() {
   return *state;
 }
 
+/// Whether this thread holds the interpreter lock: the library knows no interpreter, but is loaded
+/// into one.
+bool InterpreterLockHeld() {
+  static const auto check = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "PyGILState_Check"));
+  return check() != 0;
+}
+
 json RecordAndTake(const char* operation, json arguments) {
   State& state = TheState();
   const std::lock_guard lock(state.mutex);
+  if (InterpreterLockHeld()) {
+    state.held.push_back(operation);
+  }
   state.calls.push_back({operation, std::move(arguments)});
   const auto found = state.answers.find(operation);
   if (found == state.answers.end()) {
@@ -132,6 +145,7 @@ void scripted_host_reset() {
   const std::lock_guard lock(state.mutex);
   state.answers.clear();
   state.calls = scripted::json::array();
+  state.held = scripted::json::array();
 }
 
 /// The calls so far: a JSON array of [operation, [argument, ...]]. Released with free().
@@ -139,6 +153,13 @@ char* scripted_host_calls() {
   scripted::State& state = scripted::TheState();
   const std::lock_guard lock(state.mutex);
   return scripted::NewText(state.calls.dump());
+}
+
+/// The operations so far that were called with the interpreter lock held. Released with free().
+char* scripted_host_held() {
+  scripted::State& state = scripted::TheState();
+  const std::lock_guard lock(state.mutex);
+  return scripted::NewText(state.held.dump());
 }
 
 #pragma GCC visibility pop

@@ -1,0 +1,65 @@
+// The host's encryption state and the rekeying of its disks.
+#include <string>
+#include <vector>
+
+#include "crypto/functions.h"
+#include "module/call_frame.h"
+#include "module/cluster_plugin.h"
+
+namespace pyquelt {
+
+using HostCtl::Quelt::HostSystem;
+
+PyObject* PySetEncryptionEnabled(PyObject*, PyObject* args) {
+  int enabled = 0;
+  if (!PyArg_ParseTuple(args, "i", &enabled)) {
+    return Raise(PyExc_RuntimeError, "Unable to parse enabled");
+  }
+  return CallPlatform(
+      OnStdException(PyExc_ValueError),
+      [&] {
+        WithHostSystem(
+            [&](HostSystem& system) { system.SetHostEncryptionEnabled(enabled != 0, false); });
+      },
+      [] { return NewNone(); });
+}
+
+namespace {
+
+/// Appends the whole text of each item. False with an error set when an item gives none.
+bool AppendTexts(PyObject* list, std::vector<std::string>& texts) {
+  const Py_ssize_t size = PyList_Size(list);
+  for (Py_ssize_t i = 0; i < size; ++i) {
+    Py_ssize_t length = 0;
+    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GetItem(list, i), &length);
+    if (text == nullptr) {
+      return false;
+    }
+    texts.emplace_back(text, static_cast<std::size_t>(length));
+  }
+  return true;
+}
+
+}  // namespace
+
+PyObject* PyShallowRekey(PyObject*, PyObject* args) {
+  PyObject* list = nullptr;
+  if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &list)) {
+    return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
+  }
+  const FailureRule rule = OnStdException(PyExc_ValueError);
+  std::vector<std::string> disks;
+  bool parsed = false;
+  if (!RunUnderLock(rule, [&] { parsed = AppendTexts(list, disks); })) {
+    return nullptr;
+  }
+  if (!parsed) {
+    return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
+  }
+  return CallPlatform(
+      rule,
+      [&] { WithHostSystem([&](HostSystem& system) { system.ShallowRekeyDisks(disks, false); }); },
+      [] { return NewNone(); });
+}
+
+}  // namespace pyquelt
