@@ -28,10 +28,10 @@ namespace {
 
 /// Appends the whole text of each item. False with an error set when an item gives none.
 bool AppendTexts(PyObject* list, std::vector<std::string>& texts) {
-  const Py_ssize_t size = PyList_Size(list);
+  const Py_ssize_t size = PyList_GET_SIZE(list);
   for (Py_ssize_t i = 0; i < size; ++i) {
     Py_ssize_t length = 0;
-    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GetItem(list, i), &length);
+    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GET_ITEM(list, i), &length);
     if (text == nullptr) {
       return false;
     }

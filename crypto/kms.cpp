@@ -27,23 +27,26 @@ struct Status {
   std::string text;
 };
 
+/// Null when the item is set, else what failed.
+const char* SetStatusItem(PyObject* dict, const char* key, PyObject* stolen) {
+  const PyRef value(stolen);
+  if (!value) {
+    return "Py_BuildValue failed!";
+  }
+  return PyDict_SetItemString(dict, key, value.get()) == 0 ? nullptr
+                                                           : "PyDict_SetItemString failed!";
+}
+
 PyObject* NewStatusDict(const Status& status, const char* textKey) {
   PyRef dict(PyDict_New());
   if (!dict) {
     return Raise(PyExc_RuntimeError, "PyDict_New result failed!");
   }
-  const PyRef good(PyBool_FromLong(status.good ? 1 : 0));
-  if (PyDict_SetItemString(dict.get(), "good", good.get()) != 0) {
-    return Raise(PyExc_RuntimeError, "PyDict_SetItemString failed!");
+  const char* failure = SetStatusItem(dict.get(), "good", PyBool_FromLong(status.good ? 1 : 0));
+  if (failure == nullptr) {
+    failure = SetStatusItem(dict.get(), textKey, Py_BuildValue("s", status.text.c_str()));
   }
-  const PyRef text(Py_BuildValue("s", status.text.c_str()));
-  if (!text) {
-    return Raise(PyExc_RuntimeError, "Py_BuildValue failed!");
-  }
-  if (PyDict_SetItemString(dict.get(), textKey, text.get()) != 0) {
-    return Raise(PyExc_RuntimeError, "PyDict_SetItemString failed!");
-  }
-  return dict.release();
+  return failure == nullptr ? dict.release() : Raise(PyExc_RuntimeError, failure);
 }
 
 }  // namespace
