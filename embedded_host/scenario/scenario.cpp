@@ -14,12 +14,15 @@ const Section* const kSections[] = {
     &kConfigStoreSection,
 };
 
+bool IsKnown(const std::string& key) {
+  return std::any_of(std::begin(kSections), std::end(kSections), [&](const Section* section) {
+    return std::find(section->keys.begin(), section->keys.end(), key) != section->keys.end();
+  });
+}
+
 void RefuseUnknownKeys(const Node& root) {
   for (const auto& [key, member] : root.Members()) {
-    const bool known = std::any_of(std::begin(kSections), std::end(kSections), [&](const auto* s) {
-      return std::find(s->keys.begin(), s->keys.end(), key) != s->keys.end();
-    });
-    if (!known) {
+    if (!IsKnown(key)) {
       member.Fail("no such key in a scenario");
     }
   }

@@ -8,8 +8,7 @@ import json
 import os
 import unittest
 
-_PATH = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "scripted_host", "libquelt.so")
-_library = ctypes.CDLL(_PATH)
+_library = ctypes.CDLL(os.environ["PYQUELT_SCRIPTED_HOST"])
 _library.scripted_host_calls.restype = ctypes.c_void_p
 _library.scripted_host_held.restype = ctypes.c_void_p
 _libc = ctypes.CDLL(None)
