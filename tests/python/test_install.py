@@ -1,0 +1,32 @@
+"""What cmake --install puts into an empty prefix works from there, and from nowhere else."""
+
+import glob
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+
+class InstallTest(unittest.TestCase):
+
+    def test_installed_module_needs_the_build_folder(self):
+        prefix = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, prefix)
+        subprocess.check_output([os.environ["PYQUELT_CMAKE"], "--install",
+                                 os.environ["PYQUELT_BUILD_DIR"], "--prefix", prefix])
+        module, = glob.glob(os.path.join(prefix, "lib", "*", "*", "pyquelt.*.so"))
+        if not os.path.exists(os.path.join(prefix, "lib", "libquelt.so")):
+            self.skipTest("built on a host library from elsewhere, which is not installed")
+        environment = {"PYTHONPATH": os.path.dirname(module), "HOME": prefix,
+                       "QUELT_HOST_STATE": os.path.join(prefix, "state", "host.db")}
+        output = subprocess.check_output(
+            [sys.executable, "-c",
+             "import pyquelt; pyquelt.SetIloAuth('a', 'b'); print(pyquelt.GetIloAuth())"],
+            cwd=prefix, env=environment)
+        self.assertEqual(output, b"('a', 'b')\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
