@@ -12,6 +12,7 @@ namespace {
 
 const Section* const kSections[] = {
     &kConfigStoreSection,
+    &kFeaturesSection,
 };
 
 bool IsKnown(const std::string& key) {

@@ -25,6 +25,7 @@ struct Section {
 
 // sections/: one file each.
 extern const Section kConfigStoreSection;
+extern const Section kFeaturesSection;
 
 /// The scenario of a fresh host.
 const nlohmann::json& DefaultScenario();

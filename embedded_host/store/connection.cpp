@@ -1,21 +1,64 @@
 #include "embedded_host/store/connection.h"
 
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "embedded_host/store/failure.h"
+
 namespace quelt {
+
+using std::chrono::steady_clock;
 
 namespace {
 
-/// How long a writer waits for another one, in milliseconds.
-constexpr int kBusyTimeout = 30'000;
+SQLite::Database Open(const StorePlace& place) {
+  try {
+    return SQLite::Database(place.path, SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX);
+  } catch (const SQLite::Exception& failure) {
+    // The handle is gone already. What the system said is asked again.
+    if (!place.in_memory() && access(place.path.c_str(), R_OK | W_OK) != 0) {
+      ThrowSystemFailure(place.path, errno);
+    }
+    ThrowStoreFailure(place.path, failure.what());
+  }
+}
 
 }  // namespace
 
-Connection::Connection(const std::string& path)
-    : database_(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
-                kBusyTimeout) {
-  database_.exec("PRAGMA journal_mode = WAL");
-  database_.exec("PRAGMA synchronous = FULL");
-  database_.exec("PRAGMA secure_delete = ON");
-  database_.exec("PRAGMA foreign_keys = ON");
+Connection::Connection(const StorePlace& place) : place_(place), database_(Open(place)) {
+  sqlite3* const handle = database_.getHandle();
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_handler(handle, &Connection::WaitForWriter, this);
+  // The log stays when the last connection closes. Closing happens before every fork and must be
+  // quick, and a file that turns out not to be ours must not be touched.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+/// Called by SQLite while another process writes: zero gives up. Polls more often than SQLite's own
+/// handler, whose pauses of 100 ms let one busy process keep the others out.
+int Connection::WaitForWriter(void* connection, int retries) {
+  Connection& self = *static_cast<Connection*>(connection);
+  const auto now = steady_clock::now();
+  if (retries == 0) {
+    self.wait_ends_ = now + self.place_.wait;
+  }
+  if (now >= self.wait_ends_) {
+    return 0;
+  }
+  std::this_thread::sleep_for(std::chrono::microseconds(retries < 20 ? 250 : 2500));
+  return 1;
+}
+
+void Connection::Configure() {
+  database_.exec(
+      "PRAGMA synchronous = FULL;"
+      "PRAGMA secure_delete = ON;"
+      "PRAGMA foreign_keys = ON;"
+      // Sorted rows may hold keys: they don't go to a temporary file.
+      "PRAGMA temp_store = MEMORY;");
 }
 
 SQLite::Statement& Connection::Prepared(const char* sql) {

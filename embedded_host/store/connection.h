@@ -1,9 +1,10 @@
 // One connection to the host's database, with its prepared statements. Used by one thread at a
-// time.
+// time. Its failures are SQLite::Exception; the store makes them the host library's.
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,8 @@
 #include <span>
 #include <string>
 #include <unordered_map>
+
+#include "embedded_host/store/environment.h"
 
 namespace quelt {
 
@@ -50,7 +53,14 @@ class Rows {
 
 class Connection {
  public:
-  explicit Connection(const std::string& path);
+  /// Opens the file, which exists, without reading it. `place` outlives the connection. Throws
+  /// QueltCtlException.
+  explicit Connection(const StorePlace& place);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Sets durability and secrecy. Reads the file.
+  void Configure();
 
   /// Runs a statement that gives no rows; returns how many rows it changed. `sql` is a literal:
   /// its statement is prepared once per connection.
@@ -68,8 +78,11 @@ class Connection {
   }
 
   SQLite::Database& database() { return database_; }
+  const StorePlace& place() const { return place_; }
 
  private:
+  static int WaitForWriter(void* connection, int retries);
+
   template <typename... Values>
   SQLite::Statement& Bound(const char* sql, const Values&... values) {
     SQLite::Statement& statement = Prepared(sql);
@@ -98,6 +111,8 @@ class Connection {
 
   SQLite::Statement& Prepared(const char* sql);
 
+  const StorePlace& place_;
+  std::chrono::steady_clock::time_point wait_ends_;
   SQLite::Database database_;
   std::unordered_map<const char*, std::unique_ptr<SQLite::Statement>> statements_;
 };

@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/transaction.h"
+
 namespace quelt {
 
 namespace {
-
-/// The present version, kept in the file as its user_version.
-constexpr int kSchemaVersion = 1;
 
 constexpr const char* kTables = R"sql(
 -- Single settings: hardwareSku, iloFirst, iloSecond, kekId, hostKeyId, ...
@@ -24,17 +24,50 @@ CREATE TABLE service_setting (
   value   TEXT NOT NULL,
   PRIMARY KEY (service, key)
 ) WITHOUT ROWID;
+
+-- What processes keep at hand (store/switches.h): journal, csd, metadataNode.
+CREATE TABLE switch (
+  name  TEXT PRIMARY KEY,
+  is_on INTEGER NOT NULL
+) WITHOUT ROWID;
+
+-- Operations that misbehave on purpose.
+CREATE TABLE fault (
+  operation TEXT PRIMARY KEY,
+  kind      TEXT NOT NULL,
+  message   TEXT NOT NULL,
+  delay     INTEGER NOT NULL,  -- milliseconds
+  after     INTEGER NOT NULL,  -- calls that still go well before it begins
+  times     INTEGER            -- calls that it still strikes; NULL: until healed
+) WITHOUT ROWID;
 )sql";
+
+constexpr const char* kSteps[] = {kTables};
+
+int Version(Connection& db) { return db.database().execAndGet("PRAGMA user_version").getInt(); }
 
 }  // namespace
 
-bool CreateTables(Connection& db) {
-  if (db.database().execAndGet("PRAGMA user_version").getInt() != 0) {
-    return false;
+SchemaSteps AllSteps() { return kSteps; }
+
+void BringUpToDate(Connection& db, SchemaSteps steps) {
+  const int newest = static_cast<int>(steps.size());
+  if (Version(db) == newest) {
+    return;
   }
-  db.database().exec(kTables);
-  db.database().exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
-  return true;
+  Transaction transaction(db, Transaction::Kind::kWrite);
+  // Another process may have been quicker.
+  const int version = Version(db);
+  if (version < 0 || version > newest) {
+    ThrowStoreFailure(db.place().path, "made by a newer host library (schema version " +
+                                           std::to_string(version) + ", this one knows " +
+                                           std::to_string(newest) + ")");
+  }
+  for (const char* const step : steps.subspan(static_cast<std::size_t>(version))) {
+    db.database().exec(step);
+  }
+  db.database().exec("PRAGMA user_version = " + std::to_string(newest));
+  transaction.Commit();
 }
 
 void ClearTables(Connection& db) {

@@ -1,100 +1,91 @@
 // The host's state: one SQLite database, reached through a pool of connections.
 //
-// Any thread may use the store. It is made at its first use and never destroyed: at exit, daemon
-// threads may still be inside.
+// Any thread may use the store. A body holds a connection: it is quick, starts no other operation
+// and does not fork. Whatever goes wrong with the database is a QueltCtlException that names the
+// file and the reason.
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
+#include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "embedded_host/store/connection.h"
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/pool.h"
+#include "embedded_host/store/transaction.h"
 
 namespace quelt {
 
 class Store {
  public:
-  /// The store of this process. Its path is decided at the first call.
-  static Store& Instance();
+  /// The store of this process. Its path is decided at the first use.
+  static Store Instance() { return Store(ConnectionPool()); }
 
   /// Runs `body(Connection&)` with one connection and no transaction around it.
   template <typename Body>
   auto Read(Body&& body) {
-    const Lease lease(*this);
-    return std::forward<Body>(body)(lease.connection());
+    return WithConnection(Pool::Use::kRead, std::forward<Body>(body));
   }
 
   /// Runs `body(Connection&)` in a read transaction.
   template <typename Body>
   auto Snapshot(Body&& body) {
-    return InTransaction("BEGIN", std::forward<Body>(body));
+    return InTransaction(Pool::Use::kRead, Transaction::Kind::kRead, std::forward<Body>(body));
   }
 
   /// Runs `body(Connection&)` in a write transaction, committed when it returns.
   template <typename Body>
   auto Write(Body&& body) {
-    return InTransaction("BEGIN IMMEDIATE", std::forward<Body>(body));
+    return InTransaction(Pool::Use::kWrite, Transaction::Kind::kWrite, std::forward<Body>(body));
   }
 
-  const std::string& path() const { return path_; }
+  const std::string& path() const { return pool_.place().path; }
 
  private:
   /// A connection out of the pool, given back at the end.
   class Lease {
    public:
-    explicit Lease(Store& store) : store_(store), connection_(store.Take()) {}
+    Lease(Pool& pool, Pool::Use use) : pool_(pool), use_(use), connection_(pool.Take(use)) {}
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
-    ~Lease() { store_.GiveBack(std::move(connection_)); }
+    ~Lease() { pool_.GiveBack(std::move(connection_), use_); }
     Connection& connection() const { return *connection_; }
 
    private:
-    Store& store_;
+    Pool& pool_;
+    const Pool::Use use_;
     std::unique_ptr<Connection> connection_;
   };
 
-  /// A transaction that is rolled back unless it was committed.
-  class Transaction {
-   public:
-    Transaction(Connection& connection, const char* begin) : connection_(connection) {
-      connection_.Execute(begin);
-    }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-    ~Transaction();
-    void Commit() {
-      connection_.Execute("COMMIT");
-      open_ = false;
-    }
-
-   private:
-    Connection& connection_;
-    bool open_ = true;
-  };
-
   template <typename Body>
-  auto InTransaction(const char* begin, Body&& body) {
-    const Lease lease(*this);
-    Transaction transaction(lease.connection(), begin);
-    if constexpr (std::is_void_v<std::invoke_result_t<Body, Connection&>>) {
-      std::forward<Body>(body)(lease.connection());
-      transaction.Commit();
-    } else {
-      auto result = std::forward<Body>(body)(lease.connection());
-      transaction.Commit();
-      return result;
+  auto WithConnection(Pool::Use use, Body&& body) {
+    const Lease lease(pool_, use);
+    try {
+      return std::forward<Body>(body)(lease.connection());
+    } catch (const SQLite::Exception& failure) {
+      ThrowDatabaseFailure(pool_.place(), lease.connection(), failure);
     }
   }
 
-  explicit Store(std::string path);
-  std::unique_ptr<Connection> Take();
-  void GiveBack(std::unique_ptr<Connection> connection);
+  template <typename Body>
+  auto InTransaction(Pool::Use use, Transaction::Kind kind, Body&& body) {
+    return WithConnection(use, [&](Connection& connection) {
+      Transaction transaction(connection, kind);
+      if constexpr (std::is_void_v<std::invoke_result_t<Body, Connection&>>) {
+        std::forward<Body>(body)(connection);
+        transaction.Commit();
+      } else {
+        auto result = std::forward<Body>(body)(connection);
+        transaction.Commit();
+        return result;
+      }
+    });
+  }
 
-  const std::string path_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<Connection>> idle_;
+  explicit Store(Pool& pool) : pool_(pool) {}
+
+  Pool& pool_;
 };
 
 }  // namespace quelt

@@ -11,5 +11,7 @@ namespace quelt {
 
 /// init, reset
 void AddStateCommands(CLI::App& app);
+/// fail, heal, faults
+void AddFaultCommands(CLI::App& app);
 
 }  // namespace quelt

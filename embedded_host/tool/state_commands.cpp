@@ -3,7 +3,7 @@
 
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/schema.h"
-#include "embedded_host/store/store.h"
+#include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 
 namespace quelt {
@@ -11,13 +11,13 @@ namespace quelt {
 namespace {
 
 void Init() {
-  Store& store = Store::Instance();
+  Store store = Store::Instance();
   store.Read([](Connection&) {});
   std::cout << store.path() << '\n';
 }
 
 void Reset() {
-  Store::Instance().Write([](Connection& db) {
+  ChangeSwitches([](Connection& db) {
     ClearTables(db);
     LoadScenario(db, DefaultScenario());
   });

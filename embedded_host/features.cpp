@@ -1,0 +1,23 @@
+// Feature flags. A listing asks them twice for each agent, with the interpreter lock held: the
+// answer is at hand and costs no look into the state.
+#include "embedded_host/operation.h"
+#include "embedded_host/store/switches.h"
+#include "platform/quelt_util.h"
+
+namespace ZelCtl::Quelt {
+
+using quelt::CurrentSwitches;
+using quelt::Operation;
+using quelt::Refused;
+
+bool QueltUtil::IsQueltCSDFeatureEnabled() {
+  return Operation("IsQueltCSDFeatureEnabled")
+      .Run([] { return CurrentSwitches().csd; }, Refused(false));
+}
+
+bool QueltUtil::IsQueltMetadataNodeFeatureEnabled() {
+  return Operation("IsQueltMetadataNodeFeatureEnabled")
+      .Run([] { return CurrentSwitches().metadataNode; }, Refused(false));
+}
+
+}  // namespace ZelCtl::Quelt

@@ -1,0 +1,54 @@
+#include "embedded_host/store/control_word.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+
+#include "embedded_host/store/failure.h"
+
+namespace quelt {
+
+namespace {
+
+std::string ControlFile(const std::string& state) { return state + "-control"; }
+
+}  // namespace
+
+int OpenControlFile(const std::string& state) {
+  const std::string file = ControlFile(state);
+  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (descriptor < 0) {
+    ThrowSystemFailure(file, errno);
+  }
+  return descriptor;
+}
+
+const ControlWord* ControlWord::Map(const std::string& state) {
+  const int descriptor = OpenControlFile(state);
+  struct stat entry {};
+  void* place = MAP_FAILED;
+  // Growing it again where another process just did changes nothing.
+  if (ftruncate(descriptor, sizeof(Counter)) == 0 && fstat(descriptor, &entry) == 0) {
+    place = mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  }
+  const int error = errno;
+  close(descriptor);
+  if (place == MAP_FAILED) {
+    ThrowSystemFailure(ControlFile(state), error);
+  }
+  return new ControlWord(static_cast<Counter*>(place), entry.st_dev, entry.st_ino);
+}
+
+const ControlWord* ControlWord::Private() { return new ControlWord(new Counter(0), 0, 0); }
+
+bool ControlWord::StandsAt(const std::string& state) const {
+  struct stat entry {};
+  return stat(ControlFile(state).c_str(), &entry) == 0 && entry.st_dev == device_ &&
+         entry.st_ino == inode_;
+}
+
+}  // namespace quelt

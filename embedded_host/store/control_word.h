@@ -1,0 +1,44 @@
+// A counter in a small file beside the state, mapped into every process of the host: it changes
+// whenever faults, the journal switch or feature flags change, so that a process learns with one
+// memory read that what it knows of them still stands.
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace quelt {
+
+/// Opens the control file of a state, making it when it is missing. The caller closes the
+/// descriptor. Throws QueltCtlException.
+int OpenControlFile(const std::string& state);
+
+/// One mapping of the control file. It stays mapped for good: threads may be reading it.
+class ControlWord {
+ public:
+  /// Throws QueltCtlException.
+  static const ControlWord* Map(const std::string& state);
+  /// A counter of this process alone, for a host in memory.
+  static const ControlWord* Private();
+
+  std::uint64_t Value() const { return counter_->load(std::memory_order_acquire); }
+  void Bump() const { counter_->fetch_add(1, std::memory_order_acq_rel); }
+
+  /// False when the file was removed or replaced: other processes then look at another one.
+  bool StandsAt(const std::string& state) const;
+
+ private:
+  using Counter = std::atomic<std::uint64_t>;
+  static_assert(Counter::is_always_lock_free, "it is shared between processes");
+
+  ControlWord(Counter* counter, dev_t device, ino_t inode)
+      : counter_(counter), device_(device), inode_(inode) {}
+
+  Counter* const counter_;
+  const dev_t device_;
+  const ino_t inode_;
+};
+
+}  // namespace quelt

@@ -1,0 +1,140 @@
+#include "embedded_host/store/creation.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/connection.h"
+#include "embedded_host/store/control_word.h"
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/schema.h"
+#include "embedded_host/store/transaction.h"
+
+namespace quelt {
+
+namespace {
+
+using std::filesystem::path;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) {
+      close(number_);
+    }
+  }
+  int get() const { return number_; }
+  bool valid() const { return number_ >= 0; }
+
+ private:
+  const int number_;
+};
+
+/// Makes what was written to a folder's list of files survive a power loss.
+void SyncFolder(const path& folder, const std::string& file) {
+  const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // Some file systems can't: that is not the file's fault.
+  if (!descriptor.valid() || (fsync(descriptor.get()) != 0 && errno != EINVAL)) {
+    ThrowSystemFailure(file, errno);
+  }
+}
+
+/// Folders that are made are their owner's alone; those that stand are left as they are.
+void MakeFolders(const path& folder, const std::string& file) {
+  path made;
+  for (const path& name : folder) {
+    const path parent = made;
+    made /= name;
+    if (mkdir(made.c_str(), 0700) == 0) {
+      SyncFolder(parent, file);
+    } else if (errno != EEXIST) {
+      ThrowSystemFailure(file, errno);
+    }
+  }
+}
+
+/// A file that goes away again with what SQLite put beside it.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& target) : path_(target + "-XXXXXX") {
+    const Descriptor descriptor(mkostemp(path_.data(), O_CLOEXEC));
+    if (!descriptor.valid()) {
+      ThrowSystemFailure(target, errno);
+    }
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+      unlink((path_ + suffix).c_str());
+    }
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+/// Fills an empty file and leaves nothing beside it.
+void BuildState(const TemporaryFile& temporary, const StorePlace& target) {
+  const StorePlace place{temporary.path(), target.wait};
+  Connection connection(place);
+  try {
+    // Until the file has its name nobody misses it after a crash.
+    connection.database().exec("PRAGMA journal_mode = MEMORY");
+    connection.database().exec("PRAGMA application_id = " + std::to_string(kApplicationId));
+    connection.Configure();
+    BringUpToDate(connection);
+    Transaction transaction(connection, Transaction::Kind::kWrite);
+    LoadScenario(connection, DefaultScenario());
+    transaction.Commit();
+    // Those who find the file don't have to switch it, which they could not do all at once.
+    connection.database().exec("PRAGMA journal_mode = WAL; PRAGMA wal_checkpoint(TRUNCATE)");
+  } catch (const SQLite::Exception& failure) {
+    ThrowDatabaseFailure(target, connection, failure);
+  }
+}
+
+/// The log of a file that was removed by hand would be taken for the new file's.
+void RemoveStrayLog(const std::string& file) {
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+    if (unlink((file + suffix).c_str()) != 0 && errno != ENOENT) {
+      ThrowSystemFailure(file, errno);
+    }
+  }
+}
+
+}  // namespace
+
+void CreateState(const StorePlace& place) {
+  const std::string& file = place.path;
+  const path folder = path(file).parent_path();
+  MakeFolders(folder, file);
+  // One creator at a time, so that nobody takes the log of a file just made for a stray one.
+  const Descriptor control(OpenControlFile(file));
+  if (flock(control.get(), LOCK_EX) != 0) {
+    ThrowSystemFailure(file, errno);
+  }
+  if (access(file.c_str(), F_OK) == 0) {
+    return;
+  }
+  RemoveStrayLog(file);
+  const TemporaryFile temporary(file);
+  BuildState(temporary, place);
+  // Whoever was quicker, having lost the control file, is right.
+  if (link(temporary.path().c_str(), file.c_str()) != 0 && errno != EEXIST) {
+    ThrowSystemFailure(file, errno);
+  }
+  SyncFolder(folder, file);
+}
+
+}  // namespace quelt

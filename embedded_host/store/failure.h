@@ -1,0 +1,27 @@
+// Failures of the store, in one form: "<file>: <reason>", as the host library's exception.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace SQLite {
+class Exception;
+}
+
+namespace quelt {
+
+class Connection;
+struct StorePlace;
+
+[[noreturn]] void ThrowStoreFailure(const std::string& file, std::string_view reason);
+
+/// The reason is the system's text for the errno value `error`.
+[[noreturn]] void ThrowSystemFailure(const std::string& file, int error);
+
+/// The reason is SQLite's text, with the system's where there is one.
+[[noreturn]] void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
+                                       const SQLite::Exception& failure);
+
+[[noreturn]] void ThrowWaitedTooLong(const StorePlace& place);
+
+}  // namespace quelt

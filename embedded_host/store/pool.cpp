@@ -1,0 +1,140 @@
+#include "embedded_host/store/pool.h"
+
+#include <pthread.h>
+
+#include <new>
+#include <stdexcept>
+
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/state_file.h"
+
+namespace quelt {
+
+namespace {
+
+/// Above this many, threads wait for each other: each connection holds three file descriptors.
+constexpr std::size_t kMostConnections = 64;
+
+/// Whether this thread holds a connection.
+thread_local bool in_use_here = false;
+
+// Made at load time: a pool made at its first use could be half made at a fork.
+Pool* const the_pool = new Pool;
+[[maybe_unused]] const int registered =
+    pthread_atfork([] { the_pool->BeforeFork(); }, [] { the_pool->AfterForkInParent(); },
+                   [] { the_pool->AfterForkInChild(); });
+
+}  // namespace
+
+Pool& ConnectionPool() { return *the_pool; }
+
+bool Pool::InUseHere() { return in_use_here; }
+
+const StorePlace& Pool::place() {
+  const std::lock_guard lock(mutex_);
+  return PlaceLocked();
+}
+
+const StorePlace& Pool::PlaceLocked() {
+  if (!place_) {
+    place_ = ReadStorePlace();
+    // A database in memory belongs to its one connection.
+    most_in_use_ = place_->in_memory() ? 1 : kMostConnections;
+    idle_.reserve(most_in_use_);
+  }
+  return *place_;
+}
+
+std::unique_ptr<Connection> Pool::Take(Use use) {
+  if (in_use_here) {
+    throw std::logic_error("An operation of the embedded host was started inside another");
+  }
+  std::unique_ptr<Connection> connection;
+  {
+    std::unique_lock lock(mutex_);
+    PlaceLocked();
+    Wait(lock, use);
+    ++in_use_;
+    writing_ = writing_ || use == Use::kWrite;
+    connection = PopIdle();
+  }
+  in_use_here = true;
+  try {
+    if (connection != nullptr && HasMoved(*connection)) {
+      connection = nullptr;
+    }
+    if (connection == nullptr) {
+      connection = OpenState(*place_);
+    }
+  } catch (...) {
+    GiveBack(nullptr, use);
+    throw;
+  }
+  return connection;
+}
+
+void Pool::GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept {
+  in_use_here = false;
+  const std::lock_guard lock(mutex_);
+  --in_use_;
+  writing_ = writing_ && use != Use::kWrite;
+  if (connection != nullptr) {
+    idle_.push_back(std::move(connection));
+  }
+  if (waiting_ > 0) {
+    changed_.notify_all();
+  }
+}
+
+void Pool::Wait(std::unique_lock<std::mutex>& lock, Use use) {
+  const auto free = [&] {
+    return forks_ == 0 && in_use_ < most_in_use_ && !(writing_ && use == Use::kWrite);
+  };
+  if (free()) {
+    return;
+  }
+  ++waiting_;
+  const bool freed = changed_.wait_for(lock, place_->wait, free);
+  --waiting_;
+  if (!freed) {
+    ThrowWaitedTooLong(*place_);
+  }
+}
+
+std::unique_ptr<Connection> Pool::PopIdle() {
+  if (idle_.empty()) {
+    return nullptr;
+  }
+  std::unique_ptr<Connection> connection = std::move(idle_.back());
+  idle_.pop_back();
+  return connection;
+}
+
+void Pool::BeforeFork() {
+  std::unique_lock lock(mutex_);
+  ++forks_;
+  ++waiting_;
+  changed_.wait(lock, [&] { return in_use_ == 0; });
+  --waiting_;
+  if (place_ && !place_->in_memory()) {
+    idle_.clear();
+  }
+  lock.release();
+}
+
+void Pool::AfterForkInParent() {
+  --forks_;
+  changed_.notify_all();
+  mutex_.unlock();
+}
+
+void Pool::AfterForkInChild() {
+  // The threads that waited are not here, and the condition variable must not wait for them.
+  new (&changed_) std::condition_variable;
+  idle_.clear();
+  waiting_ = 0;
+  forks_ = 0;
+  mutex_.unlock();
+}
+
+}  // namespace quelt

@@ -1,0 +1,117 @@
+#include "embedded_host/store/state_file.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/creation.h"
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/schema.h"
+#include "embedded_host/store/transaction.h"
+
+namespace quelt {
+
+namespace {
+
+constexpr std::string_view kMagic{"SQLite format 3\0", 16};
+constexpr std::size_t kApplicationIdAt = 68;  // big-endian; SQLite's file format, section 1.3
+constexpr std::size_t kHeaderSize = 100;
+
+/// False when nothing is there; whatever is there and can't be a state is refused.
+bool IsThere(const std::string& path) {
+  struct stat entry {};
+  if (stat(path.c_str(), &entry) != 0) {
+    if (errno != ENOENT) {
+      ThrowSystemFailure(path, errno);
+    }
+    return false;
+  }
+  if (S_ISDIR(entry.st_mode)) {
+    ThrowSystemFailure(path, EISDIR);
+  }
+  if (!S_ISREG(entry.st_mode)) {
+    ThrowStoreFailure(path, "not a regular file");
+  }
+  return true;
+}
+
+/// SQLite takes shorter paths than the system, and the file's companions have longer ones.
+void RefuseLongPath(const std::string& path) {
+  constexpr std::size_t kLongestSuffix = sizeof("-XXXXXX-journal") - 1;
+  const auto most = static_cast<std::size_t>(sqlite3_vfs_find(nullptr)->mxPathname);
+  if (path.size() + kLongestSuffix > most) {
+    ThrowStoreFailure(path, "a path of " + std::to_string(path.size()) + " bytes, the longest is " +
+                                std::to_string(most - kLongestSuffix));
+  }
+}
+
+/// Looks at the file's first bytes through the connection's own file handle: no lock, no log and no
+/// other file is touched, and no second handle is closed, which would drop SQLite's locks.
+void RefuseForeignFile(Connection& connection) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  std::array<unsigned char, kHeaderSize> header{};
+  const int status = file->pMethods->xRead(file, header.data(), kHeaderSize, 0);
+  const std::string& path = connection.place().path;
+  if (status != SQLITE_OK && status != SQLITE_IOERR_SHORT_READ) {
+    ThrowStoreFailure(path, sqlite3_errstr(status));
+  }
+  std::uint32_t id = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    id = id << 8 | header[kApplicationIdAt + i];
+  }
+  if (!std::equal(kMagic.begin(), kMagic.end(), header.begin(),
+                  [](char expected, unsigned char c) {
+                    return static_cast<unsigned char>(expected) == c;
+                  }) ||
+      id != kApplicationId) {
+    ThrowStoreFailure(path, "not a database of a Quelt host");
+  }
+}
+
+std::unique_ptr<Connection> OpenInMemory(const StorePlace& place) {
+  auto connection = std::make_unique<Connection>(place);
+  connection->Configure();
+  BringUpToDate(*connection);
+  Transaction transaction(*connection, Transaction::Kind::kWrite);
+  LoadScenario(*connection, DefaultScenario());
+  transaction.Commit();
+  return connection;
+}
+
+}  // namespace
+
+std::unique_ptr<Connection> OpenState(const StorePlace& place) {
+  if (place.in_memory()) {
+    return OpenInMemory(place);
+  }
+  const bool isThere = IsThere(place.path);
+  RefuseLongPath(place.path);
+  if (!isThere) {
+    CreateState(place);
+  }
+  auto connection = std::make_unique<Connection>(place);
+  RefuseForeignFile(*connection);
+  try {
+    if (sqlite3_db_readonly(connection->database().getHandle(), "main") != 0) {
+      ThrowSystemFailure(place.path, EACCES);
+    }
+    connection->Configure();
+    BringUpToDate(*connection);
+  } catch (const SQLite::Exception& failure) {
+    ThrowDatabaseFailure(place, *connection, failure);
+  }
+  return connection;
+}
+
+bool HasMoved(Connection& connection) {
+  int moved = 0;
+  sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
+}
+
+}  // namespace quelt

@@ -1,0 +1,18 @@
+// The file that holds the host's state.
+#pragma once
+
+#include <memory>
+
+#include "embedded_host/store/connection.h"
+
+namespace quelt {
+
+/// A connection to the host's state, ready for use; a state that is not there yet is created from
+/// the default scenario. What is not a state of ours, or not one that we understand, is refused and
+/// left as it is. Throws QueltCtlException. `place` outlives the connection.
+std::unique_ptr<Connection> OpenState(const StorePlace& place);
+
+/// True when the file that this connection has open no longer stands at its path.
+bool HasMoved(Connection& connection);
+
+}  // namespace quelt

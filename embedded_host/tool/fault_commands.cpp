@@ -1,0 +1,160 @@
+// fail, heal and faults: operations that misbehave on purpose.
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "embedded_host/store/faults.h"
+#include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/operation_argument.h"
+
+namespace quelt {
+
+namespace {
+
+using nlohmann::json;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr double kLongestDelay = 86400;  // seconds
+
+/// What `fail` was given.
+struct FailArguments {
+  std::string operation;
+  Fault fault;
+  double delay = 0;
+  std::int64_t times = 0;
+};
+
+void Fail(const CLI::App& command, FailArguments arguments) {
+  Fault& fault = arguments.fault;
+  fault.delay = Milliseconds(std::llround(arguments.delay * 1000));
+  if (command.count("--times") > 0) {
+    fault.times = arguments.times;
+  }
+  if (command.count("--throw") > 0) {
+    fault.kind = Fault::Kind::kThrow;
+  } else if (command.count("--throw-standard") > 0) {
+    fault.kind = Fault::Kind::kThrowStandard;
+  } else if (command.count("--throw-unknown") > 0) {
+    fault.kind = Fault::Kind::kThrowUnknown;
+  } else if (command.count("--delay") > 0 && command.count("--refuse") == 0) {
+    fault.kind = Fault::Kind::kNone;
+  }
+  SetFault(arguments.operation, fault);
+}
+
+void AddFail(CLI::App& app) {
+  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+  CLI::App& command = *app.add_subcommand("fail", "Make a platform operation misbehave");
+  const auto arguments = std::make_shared<FailArguments>();
+  command.add_option("OPERATION", arguments->operation, "Its name, as below")
+      ->required()
+      ->check(OperationName());
+  CLI::Option_group& how = *command.add_option_group("What it does (--refuse unless given)");
+  how.require_option(0, 1);
+  how.add_flag("--refuse", "Give its false, null or status answer; throw where it has none");
+  how.add_option("--throw", arguments->fault.message, "Throw the host library's exception")
+      ->type_name("MESSAGE");
+  how.add_option("--throw-standard", arguments->fault.message, "Throw another standard exception")
+      ->type_name("MESSAGE");
+  how.add_flag("--throw-unknown", "Throw something that is no standard exception");
+  command.add_option("--delay", arguments->delay, "Be slow; alone, do nothing else")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, kLongestDelay));
+  command.add_option("--times", arguments->times, "For the next N calls, not until healed")
+      ->type_name("N")
+      ->check(CLI::Range(std::int64_t{1}, kMost));
+  command.add_option("--after", arguments->fault.after, "After K calls that go well")
+      ->type_name("K")
+      ->check(CLI::Range(std::int64_t{0}, kMost));
+  command.footer(
+      "Calls of all processes of the host count. A new fault takes the place of an old one.\n\n"
+      "Example:\n"
+      "  quelt-host fail GetConfiguredKekId --throw 'iru.conf is locked' --times 2 --after 1\n\n"
+      "Operations:" +
+      OperationNameLines());
+  command.callback([&command, arguments] { Fail(command, *arguments); });
+}
+
+void AddHeal(CLI::App& app) {
+  CLI::App& command = *app.add_subcommand("heal", "End faults: those of the operations, or all");
+  const auto operations = std::make_shared<std::vector<std::string>>();
+  command.add_option("OPERATION", *operations, "Names of operations")->check(OperationName());
+  command.footer("Example:\n  quelt-host heal GetConfiguredKekId");
+  command.callback([operations] {
+    for (const std::string& operation : *operations) {
+      HealFault(operation);
+    }
+    if (operations->empty()) {
+      HealAllFaults();
+    }
+  });
+}
+
+json FaultRecord(const std::string& operation, const Fault& fault) {
+  json record = {{"operation", operation},
+                 {"kind", KindName(fault.kind)},
+                 {"delay", static_cast<double>(fault.delay.count()) / 1000},
+                 {"after", fault.after},
+                 {"times", nullptr}};
+  if (fault.times) {
+    record["times"] = *fault.times;
+  }
+  if (fault.kind == Fault::Kind::kThrow || fault.kind == Fault::Kind::kThrowStandard) {
+    record["message"] = fault.message;
+  }
+  return record;
+}
+
+void PrintFault(const std::string& operation, const Fault& fault) {
+  std::cout << operation << ": " << KindName(fault.kind);
+  if (!fault.message.empty()) {
+    std::cout << " \"" << fault.message << '"';
+  }
+  if (fault.delay.count() > 0) {
+    std::cout << ", " << static_cast<double>(fault.delay.count()) / 1000 << " s late";
+  }
+  if (fault.after > 0) {
+    std::cout << ", after " << fault.after << " more";
+  }
+  std::cout << (fault.times ? ", " + std::to_string(*fault.times) + " times" : "") << '\n';
+}
+
+void PrintFaults(bool asJson) {
+  const std::vector<NamedFault> faults = ListFaults();
+  json records = json::array();
+  for (const auto& [operation, fault] : faults) {
+    if (asJson) {
+      records.push_back(FaultRecord(operation, fault));
+    } else {
+      PrintFault(operation, fault);
+    }
+  }
+  if (asJson) {
+    // Arguments of a command line need not be UTF-8.
+    std::cout << records.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+  }
+}
+
+void AddFaults(CLI::App& app) {
+  CLI::App& command = *app.add_subcommand("faults", "Print the faults that are set");
+  const auto asJson = std::make_shared<bool>(false);
+  command.add_flag("--json", *asJson, "As a JSON array");
+  command.footer("Example:\n  quelt-host faults --json");
+  command.callback([asJson] { PrintFaults(*asJson); });
+}
+
+}  // namespace
+
+void AddFaultCommands(CLI::App& app) {
+  AddFail(app);
+  AddHeal(app);
+  AddFaults(app);
+}
+
+}  // namespace quelt
