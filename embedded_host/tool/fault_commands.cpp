@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdint>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -28,6 +27,8 @@ struct FailArguments {
   Fault fault;
   double delay = 0;
   std::int64_t times = 0;
+  bool refuse = false;
+  bool throwUnknown = false;
 };
 
 void Fail(const CLI::App& command, FailArguments arguments) {
@@ -40,16 +41,15 @@ void Fail(const CLI::App& command, FailArguments arguments) {
     fault.kind = Fault::Kind::kThrow;
   } else if (command.count("--throw-standard") > 0) {
     fault.kind = Fault::Kind::kThrowStandard;
-  } else if (command.count("--throw-unknown") > 0) {
+  } else if (arguments.throwUnknown) {
     fault.kind = Fault::Kind::kThrowUnknown;
-  } else if (command.count("--delay") > 0 && command.count("--refuse") == 0) {
+  } else if (command.count("--delay") > 0 && !arguments.refuse) {
     fault.kind = Fault::Kind::kNone;
   }
   SetFault(arguments.operation, fault);
 }
 
 void AddFail(CLI::App& app) {
-  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
   CLI::App& command = *app.add_subcommand("fail", "Make a platform operation misbehave");
   const auto arguments = std::make_shared<FailArguments>();
   command.add_option("OPERATION", arguments->operation, "Its name, as below")
@@ -57,21 +57,23 @@ void AddFail(CLI::App& app) {
       ->check(OperationName());
   CLI::Option_group& how = *command.add_option_group("What it does (--refuse unless given)");
   how.require_option(0, 1);
-  how.add_flag("--refuse", "Give its false, null or status answer; throw where it has none");
+  how.add_flag("--refuse", arguments->refuse,
+               "Give its false, null or status answer; throw where it has none");
   how.add_option("--throw", arguments->fault.message, "Throw the host library's exception")
       ->type_name("MESSAGE");
   how.add_option("--throw-standard", arguments->fault.message, "Throw another standard exception")
       ->type_name("MESSAGE");
-  how.add_flag("--throw-unknown", "Throw something that is no standard exception");
+  how.add_flag("--throw-unknown", arguments->throwUnknown,
+               "Throw something that is no standard exception");
   command.add_option("--delay", arguments->delay, "Be slow; alone, do nothing else")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, kLongestDelay));
   command.add_option("--times", arguments->times, "For the next N calls, not until healed")
       ->type_name("N")
-      ->check(CLI::Range(std::int64_t{1}, kMost));
+      ->check(CLI::PositiveNumber);
   command.add_option("--after", arguments->fault.after, "After K calls that go well")
       ->type_name("K")
-      ->check(CLI::Range(std::int64_t{0}, kMost));
+      ->check(CLI::NonNegativeNumber);
   command.footer(
       "Calls of all processes of the host count. A new fault takes the place of an old one.\n\n"
       "Example:\n"
