@@ -17,7 +17,7 @@ import unittest
 
 _FOLDER = tempfile.mkdtemp(prefix="quelt-test-")
 _OWNER = os.getpid()
-_TOOL = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "bin", "quelt-host")
+_TOOL = os.environ["PYQUELT_TOOL"]
 
 #: The state of this process's host.
 STATE = os.path.join(_FOLDER, "host.db")

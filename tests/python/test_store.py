@@ -21,8 +21,8 @@ class StateTest(hosts.HostTestCase):
 class LibraryTest(unittest.TestCase):
 
     def test_library_exports_more_than_the_platform(self):
-        path = os.path.join(os.environ["PYQUELT_BUILD_DIR"], "lib", "libquelt.so")
-        listing = subprocess.check_output(["nm", "-DC", "--defined-only", path]).decode()
+        listing = subprocess.check_output(
+            ["nm", "-DC", "--defined-only", os.environ["PYQUELT_EMBEDDED_HOST"]]).decode()
         names = [line.split(" ", 2)[2] for line in listing.splitlines()]
         ours = ("HostCtl::", "ZelCtl::", "ObjLib_", "ObjUtil_", "DDBGet", "vtable for HostCtl::",
                 "typeinfo for HostCtl::", "typeinfo name for HostCtl::")
