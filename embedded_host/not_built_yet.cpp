@@ -12,9 +12,6 @@ std::vector<std::unique_ptr<QueltZelNicConfig2>> EmbeddedHostSystem::GetZelNicCo
 void EmbeddedHostSystem::ShallowRekeyDisks(const std::vector<std::string>&, bool) {
   throw std::runtime_error("ShallowRekeyDisks");
 }
-std::uint8_t EmbeddedHostSystem::GetOqtaMaxDiskVersion() {
-  throw std::runtime_error("GetOqtaMaxDiskVersion");
-}
 void EmbeddedHostSystem::AddUnicastAgentEntry(const std::string&, std::int32_t, bool,
                                               const QueltIpAddress&, std::int32_t, bool,
                                               const std::string&, const std::string&,
@@ -34,9 +31,6 @@ void EmbeddedHostSystem::SetUnicastAgentInConfigStore(const std::string&, std::i
 }
 std::shared_ptr<ClusterConfig> EmbeddedHostSystem::GetClusterConfig(bool) {
   throw std::runtime_error("GetClusterConfig");
-}
-void EmbeddedHostSystem::UpgradeDiskGroupFormatVersion(const std::string&) {
-  throw std::runtime_error("UpgradeDiskGroupFormatVersion");
 }
 std::string EmbeddedHostSystem::GetClusterId() { throw std::runtime_error("GetClusterId"); }
 void EmbeddedHostSystem::SetHostEncryptionEnabled(bool, bool) {
@@ -59,10 +53,6 @@ void EmbeddedHostSystem::PersistHostKeyId(const std::string&) {
 }
 bool EmbeddedHostSystem::QueryKmsStatus(const std::string&, const std::string&, int, std::string&) {
   throw std::runtime_error("QueryKmsStatus");
-}
-void EmbeddedHostSystem::GetT1DiskInfoMap(
-    std::unordered_map<std::string, std::unordered_map<std::string, int>>&) {
-  throw std::runtime_error("GetT1DiskInfoMap");
 }
 void EmbeddedHostSystem::GetUnicastAgentList(std::vector<QueltInfo::QueltUnicastAddressInfo>&,
                                              bool) {

@@ -1,6 +1,5 @@
 #include "module/result_helpers.h"
 
-#include "module/call_frame.h"
 #include "module/py_ref.h"
 
 template <>
@@ -73,7 +72,8 @@ bool PySetDictItem(PyObject* dict, const char* key, PyObject* value) {
   }
   PyDict_Clear(dict);
   Py_DECREF(dict);
-  Raise(PyExc_RuntimeError, std::string("PyDict_SetItemString failed with key:") + key);
+  // Composed by the interpreter: nothing may be thrown once the dictionary is given back.
+  PyErr_Format(PyExc_RuntimeError, "PyDict_SetItemString failed with key:%s", key);
   return false;
 }
 

@@ -5,12 +5,19 @@
 
 namespace pyquelt {
 
+// object_changes.cpp: creating and deleting objects.
+PyObject* PyCreateObject(PyObject* module, PyObject* args, PyObject* keywords);
+PyObject* PyDeleteObject(PyObject* module, PyObject* args, PyObject* keywords);
+
+// ext_attrs_result.cpp: friendly name, path and class of objects.
 PyObject* PyGetObjectExtAttrs(PyObject* module, PyObject* args);
+
+// disk_facts.cpp: disk format versions and first-tier disks.
 PyObject* PyGetOqtaCappedMaxDiskVersion(PyObject* module, PyObject* args);
 PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject* module, PyObject* args);
 PyObject* PyGetT1DiskInfo(PyObject* module, PyObject* args);
+
+// host_facts.cpp: capacity and overhead figures.
 PyObject* PyGetHostInfo(PyObject* module, PyObject* args);
-PyObject* PyCreateObject(PyObject* module, PyObject* args, PyObject* keywords);
-PyObject* PyDeleteObject(PyObject* module, PyObject* args, PyObject* keywords);
 
 }  // namespace pyquelt

@@ -39,7 +39,7 @@ std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, b
 /// Makes the library ready for ObjLib_GetURIPrefix, ObjLib_GetExtParams and DDBGet.
 bool ObjLib_Init();
 /// Ends what one successful ObjLib_Init began.
-void ObjLib_Exit();
+void ObjLib_Exit() noexcept;
 
 /// The text that stands before an identifier in an object's path, or null.
 char* ObjLib_GetURIPrefix(int selector);
@@ -47,7 +47,7 @@ char* ObjLib_GetURIPrefix(int selector);
 /// Reads the extended parameters of the object at `path`; zero is success and fills `*params`.
 int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params);
 /// Releases `*params`, with its descriptor, and sets it to null.
-void ObjLib_FreeExtParams(ObjLibExtParams** params);
+void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept;
 
 /// The value of a descriptor key, or null when the descriptor has no such key.
 char* DDBGet(ObjDescriptor* descriptor, const char* key);

@@ -12,7 +12,9 @@ namespace {
 
 const Section* const kSections[] = {
     &kConfigStoreSection,
+    &kDiskGroupsSection,
     &kFeaturesSection,
+    &kObjectsSection,
 };
 
 bool IsKnown(const std::string& key) {

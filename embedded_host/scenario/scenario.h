@@ -25,7 +25,9 @@ struct Section {
 
 // sections/: one file each.
 extern const Section kConfigStoreSection;
+extern const Section kDiskGroupsSection;
 extern const Section kFeaturesSection;
+extern const Section kObjectsSection;
 
 /// The scenario of a fresh host.
 const nlohmann::json& DefaultScenario();

@@ -40,6 +40,59 @@ CREATE TABLE fault (
   after     INTEGER NOT NULL,  -- calls that still go well before it begins
   times     INTEGER            -- calls that it still strikes; NULL: until healed
 ) WITHOUT ROWID;
+
+-- Storage objects. Identifiers are 16 bytes, sizes are in bytes.
+CREATE TABLE object (
+  uuid          BLOB PRIMARY KEY,
+  cid           BLOB NOT NULL,
+  friendly_name TEXT UNIQUE,
+  path          TEXT NOT NULL,
+  ha_metadata   TEXT NOT NULL,
+  policy        TEXT NOT NULL,
+  alloc_type    INTEGER NOT NULL,
+  size          INTEGER NOT NULL,
+  capabilities  INTEGER NOT NULL,
+  class         INTEGER NOT NULL,
+  group_uuid    BLOB REFERENCES object (uuid) ON DELETE SET NULL,
+  ext_attrs     INTEGER NOT NULL,
+  accessible    INTEGER NOT NULL,
+  allocated     INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE INDEX object_group ON object (group_uuid) WHERE group_uuid IS NOT NULL;
+
+-- The host's space, in bytes: one row. The last two columns follow the objects, so that a creation
+-- need not look at all of them.
+CREATE TABLE space (
+  physical_capacity  INTEGER NOT NULL,
+  dedup_metadata     INTEGER NOT NULL,
+  transient          INTEGER NOT NULL,
+  physical_transient INTEGER NOT NULL,
+  objects            INTEGER NOT NULL DEFAULT 0,
+  allocated          INTEGER NOT NULL DEFAULT 0
+);
+CREATE TRIGGER object_takes_space AFTER INSERT ON object BEGIN
+  UPDATE space SET objects = objects + 1, allocated = allocated + NEW.allocated;
+END;
+CREATE TRIGGER object_gives_space_back AFTER DELETE ON object BEGIN
+  UPDATE space SET objects = objects - 1, allocated = allocated - OLD.allocated;
+END;
+
+-- Disk groups and first-tier disks with their facts.
+CREATE TABLE disk_group (
+  name           TEXT PRIMARY KEY,
+  format_version INTEGER NOT NULL
+) WITHOUT ROWID;
+CREATE TABLE t1_disk (
+  name       TEXT PRIMARY KEY,
+  disk_group TEXT REFERENCES disk_group (name)
+) WITHOUT ROWID;
+CREATE INDEX t1_disk_by_group ON t1_disk (disk_group);
+CREATE TABLE t1_disk_fact (
+  disk  TEXT NOT NULL REFERENCES t1_disk (name),
+  fact  TEXT NOT NULL,
+  value INTEGER NOT NULL,
+  PRIMARY KEY (disk, fact)
+) WITHOUT ROWID;
 )sql";
 
 constexpr const char* kSteps[] = {kTables};

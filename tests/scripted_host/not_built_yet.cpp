@@ -8,9 +8,6 @@ namespace scripted {
 std::vector<std::unique_ptr<QueltZelNicConfig2>> ScriptedHostSystem::GetZelNicConfigs() {
   throw std::runtime_error("GetZelNicConfigs");
 }
-std::uint8_t ScriptedHostSystem::GetOqtaMaxDiskVersion() {
-  throw std::runtime_error("GetOqtaMaxDiskVersion");
-}
 void ScriptedHostSystem::AddUnicastAgentEntry(const std::string&, std::int32_t, bool,
                                               const QueltIpAddress&, std::int32_t, bool,
                                               const std::string&, const std::string&,
@@ -31,14 +28,7 @@ void ScriptedHostSystem::SetUnicastAgentInConfigStore(const std::string&, std::i
 std::shared_ptr<ClusterConfig> ScriptedHostSystem::GetClusterConfig(bool) {
   throw std::runtime_error("GetClusterConfig");
 }
-void ScriptedHostSystem::UpgradeDiskGroupFormatVersion(const std::string&) {
-  throw std::runtime_error("UpgradeDiskGroupFormatVersion");
-}
 std::string ScriptedHostSystem::GetClusterId() { throw std::runtime_error("GetClusterId"); }
-void ScriptedHostSystem::GetT1DiskInfoMap(
-    std::unordered_map<std::string, std::unordered_map<std::string, int>>&) {
-  throw std::runtime_error("GetT1DiskInfoMap");
-}
 void ScriptedHostSystem::GetUnicastAgentList(std::vector<QueltInfo::QueltUnicastAddressInfo>&,
                                              bool) {
   throw std::runtime_error("GetUnicastAgentList");

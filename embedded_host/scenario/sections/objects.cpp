@@ -1,0 +1,187 @@
+// "capacity", "objects".
+#include <algorithm>
+
+#include "embedded_host/objects/object.h"
+#include "embedded_host/objects/space.h"
+#include "embedded_host/scenario/scenario.h"
+
+namespace quelt {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr std::string_view kKeys[] = {"capacity", "objects"};
+
+/// 2^60: sums of such figures stay far from the end of 64 bits.
+constexpr std::int64_t kMostBytes = std::int64_t{1} << 60;
+
+void LoadCapacity(Connection& db, const std::optional<Node>& capacity) {
+  Space space;
+  if (capacity) {
+    capacity->AllowOnly({"physical", "dedupMetadata", "transient", "physicalTransient"});
+    space.physicalCapacity = capacity->At("physical").Integer(0, kMostBytes);
+    space.dedupMetadata = capacity->IntegerOr("dedupMetadata", 0, 0, space.physicalCapacity);
+    space.transient = capacity->IntegerOr("transient", 0, 0, kMostBytes);
+    space.physicalTransient = capacity->IntegerOr("physicalTransient", 0, 0, kMostBytes);
+  }
+  db.Execute(
+      "INSERT INTO space (physical_capacity, dedup_metadata, transient, physical_transient) VALUES "
+      "(?, ?, ?, ?)",
+      space.physicalCapacity, space.dedupMetadata, space.transient, space.physicalTransient);
+}
+
+/// The number that stands for the name at `key`.
+template <std::size_t Size>
+std::int64_t NumberOf(const Node& object, const char* key,
+                      const std::array<std::string_view, Size>& names, std::int64_t missing) {
+  const std::optional<Node> name = object.Find(key);
+  if (!name) {
+    return missing;
+  }
+  const auto found = std::find(names.begin(), names.end(), name->Text());
+  if (found == names.end()) {
+    std::string known;
+    for (const std::string_view each : names) {
+      known += (known.empty() ? "" : ", ") + std::string(each);
+    }
+    name->Fail("one of " + known);
+  }
+  return found - names.begin();
+}
+
+UuidBytes Uuid(const Node& node) {
+  const std::optional<UuidBytes> uuid = ReadUuid(node.Text());
+  if (!uuid) {
+    node.Fail("a UUID: 8-4-4-4-12 hexadecimal digits");
+  }
+  return *uuid;
+}
+
+UuidBytes Cid(const Node& node) {
+  const std::vector<std::uint8_t> bytes = node.Hex(UuidBytes().size());
+  UuidBytes cid{};
+  std::copy(bytes.begin(), bytes.end(), cid.begin());
+  return cid;
+}
+
+Object ReadObject(const Node& node) {
+  node.AllowOnly({"uuid", "cid", "friendlyName", "path", "haMetaData", "policy", "allocType",
+                  "size", "capabilities", "class", "group", "extAttrs", "accessible"});
+  Object object;
+  object.uuid = Uuid(node.At("uuid"));
+  if (const auto cid = node.Find("cid")) {
+    object.cid = Cid(*cid);
+  }
+  if (const auto name = node.Find("friendlyName")) {
+    object.friendlyName = name->Text();
+  }
+  object.path = node.TextOr("path", DefaultPath(object.uuid));
+  object.haMetaData = node.TextOr("haMetaData", "");
+  object.policy = node.TextOr("policy", "");
+  object.allocType = NumberOf(node, "allocType", kAllocTypes, object.allocType);
+  object.size = node.IntegerOr("size", 0, 0, kMostBytes);
+  object.capabilities =
+      node.IntegerOr("capabilities", object.capabilities, std::numeric_limits<std::int32_t>::min(),
+                     std::numeric_limits<std::int32_t>::max());
+  object.objClass = NumberOf(node, "class", kObjectClasses, object.objClass);
+  if (const auto group = node.Find("group")) {
+    object.group = Uuid(*group);
+  }
+  object.hasExtAttrs = node.BooleanOr("extAttrs", true);
+  object.accessible = node.BooleanOr("accessible", true);
+  return object;
+}
+
+void LoadObject(Connection& db, const Node& node, const Object& object) {
+  if (object.allocType == 0) {
+    node.At("allocType").Fail("a way of allocation other than INVALID");
+  }
+  if (FindClass(db, object.uuid)) {
+    node.At("uuid").Fail("a UUID that no other object has");
+  }
+  if (object.friendlyName &&
+      (object.friendlyName->empty() || IsNameTaken(db, *object.friendlyName))) {
+    node.At("friendlyName").Fail("a name that no other object has, not empty");
+  }
+  if (object.group &&
+      (object.objClass == kConsistencyGroup || FindClass(db, *object.group) != kConsistencyGroup)) {
+    node.At("group").Fail(
+        "the UUID of an object of class DPCONSISTENCYGROUP, which stands in none");
+  }
+  InsertObject(db, object);
+}
+
+// Groups come first: their members may stand before them.
+void LoadObjects(Connection& db, const Node& objects) {
+  std::vector<std::pair<Node, Object>> members;
+  for (const Node& node : objects.Items()) {
+    Object object = ReadObject(node);
+    if (object.objClass == kConsistencyGroup) {
+      LoadObject(db, node, object);
+    } else {
+      members.emplace_back(node, std::move(object));
+    }
+  }
+  for (const auto& [node, object] : members) {
+    LoadObject(db, node, object);
+  }
+}
+
+void Load(Connection& db, const Node& root) {
+  LoadCapacity(db, root.Find("capacity"));
+  const std::optional<Node> objects = root.Find("objects");
+  if (!objects) {
+    return;
+  }
+  LoadObjects(db, *objects);
+  if (!ReadSpace(db).Fits()) {
+    objects->Fail("objects that fit into \"capacity\"");
+  }
+}
+
+void DumpCapacity(Connection& db, json& document) {
+  const Space space = ReadSpace(db);
+  document["capacity"] = {{"physical", space.physicalCapacity},
+                          {"dedupMetadata", space.dedupMetadata},
+                          {"transient", space.transient},
+                          {"physicalTransient", space.physicalTransient}};
+}
+
+json DumpObject(const Rows& rows) {
+  json object = {{"uuid", UuidText(rows.Blob(0).data())},
+                 {"path", rows.Text(3)},
+                 {"haMetaData", rows.Text(4)},
+                 {"policy", rows.Text(5)},
+                 {"allocType", kAllocTypes[static_cast<std::size_t>(rows.Integer(6))]},
+                 {"size", rows.Integer(7)},
+                 {"capabilities", rows.Integer(8)},
+                 {"class", kObjectClasses[static_cast<std::size_t>(rows.Integer(9))]},
+                 {"extAttrs", rows.Boolean(11)},
+                 {"accessible", rows.Boolean(12)}};
+  const Bytes cid = rows.Blob(1);
+  object["cid"] = HexText(cid.data(), cid.size());
+  if (!rows.IsNull(2)) {
+    object["friendlyName"] = rows.Text(2);
+  }
+  if (!rows.IsNull(10)) {
+    object["group"] = UuidText(rows.Blob(10).data());
+  }
+  return object;
+}
+
+void Dump(Connection& db, bool, json& document) {
+  DumpCapacity(db, document);
+  Rows rows = db.Query(
+      "SELECT uuid, cid, friendly_name, path, ha_metadata, policy, alloc_type, size, capabilities, "
+      "class, group_uuid, ext_attrs, accessible FROM object ORDER BY uuid");
+  while (rows.Next()) {
+    document["objects"].push_back(DumpObject(rows));
+  }
+}
+
+}  // namespace
+
+const Section kObjectsSection = {kKeys, Load, Dump};
+
+}  // namespace quelt

@@ -1,0 +1,23 @@
+// The text form of 16-byte identifiers: hexadecimal groups of 4, 2, 2, 2 and 6 bytes.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace quelt {
+
+using UuidBytes = std::array<std::uint8_t, 16>;
+
+/// 36 characters, lower-case digits.
+std::string UuidText(const std::uint8_t* bytes);
+inline std::string UuidText(const UuidBytes& uuid) { return UuidText(uuid.data()); }
+
+/// Exactly the text form, digits of either case; nothing when `text` is anything else.
+std::optional<UuidBytes> ReadUuid(const std::string& text);
+
+/// The identifier that `text` begins with, read as formatted input; what follows does not count.
+std::optional<UuidBytes> ScanUuid(const char* text);
+
+}  // namespace quelt

@@ -1,0 +1,106 @@
+#include "objects/ext_attrs.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+
+#include "objects/identifier_text.h"
+#include "platform/exception.h"
+#include "platform/object_library.h"
+#include "platform/quelt_util.h"
+
+namespace pyquelt {
+
+using HostCtl::Lib::Quelt::QueltCtlException;
+using ZelCtl::Quelt::QueltUtil;
+
+namespace {
+
+/// Selects the prefix of object paths.
+constexpr int kObjectPathPrefix = 3;
+
+/// The object library, open from construction to destruction.
+class LibrarySession {
+ public:
+  LibrarySession() {
+    if (!ObjLib_Init()) {
+      throw QueltCtlException("ObjLib_Init failed");
+    }
+  }
+  LibrarySession(const LibrarySession&) = delete;
+  LibrarySession& operator=(const LibrarySession&) = delete;
+  ~LibrarySession() { ObjLib_Exit(); }
+};
+
+struct FreeText {
+  void operator()(char* text) const { std::free(text); }
+};
+/// A text that the object library handed out.
+using LibraryText = std::unique_ptr<char, FreeText>;
+
+/// An object's extended parameters. A handle is given back once, also when reading failed.
+class ExtParams {
+ public:
+  explicit ExtParams(const std::string& path)
+      : read_(ObjLib_GetExtParams(path.c_str(), 0, &params_) == 0 && params_ != nullptr) {}
+  ExtParams(const ExtParams&) = delete;
+  ExtParams& operator=(const ExtParams&) = delete;
+  ~ExtParams() {
+    if (params_ != nullptr) {
+      ObjLib_FreeExtParams(&params_);
+    }
+  }
+
+  explicit operator bool() const { return read_; }
+  const ObjLibExtParams* operator->() const { return params_; }
+
+ private:
+  ObjLibExtParams* params_ = nullptr;
+  bool read_;
+};
+
+std::string TextOrEmpty(const LibraryText& text) { return text ? text.get() : ""; }
+
+bool IsAccessible(const Identifier& identifier) {
+  QUELTUUID uuid{};
+  std::copy(identifier.begin(), identifier.end(), uuid.bytes);
+  char accessible = 0;
+  return QueltUtil::IsObjectAccessible(QUELTUUID{}, uuid, &accessible) == 0 && accessible != 0;
+}
+
+/// Appends the object's record, or nothing when the object does not qualify.
+void ReadObject(const char* prefix, const std::string& uuid, std::vector<ObjectExtAttrs>& records) {
+  Identifier identifier{};
+  if (!ObjectUuidText::Read(uuid.c_str(), identifier) || !IsAccessible(identifier)) {
+    return;
+  }
+  const ExtParams params(prefix + uuid);
+  if (!params) {
+    return;
+  }
+  const LibraryText ufn(DDBGet(params->descriptor, "quelt.FriendlyName"));
+  const LibraryText objPath(DDBGet(params->descriptor, "quelt.objPath"));
+  records.push_back({params->objClass, uuid, TextOrEmpty(objPath), TextOrEmpty(ufn)});
+}
+
+}  // namespace
+
+void ReadObjectExtAttrs(const std::vector<std::string>& uuids,
+                        std::vector<ObjectExtAttrs>& records) {
+  records.reserve(uuids.size());
+  const LibrarySession session;
+  const LibraryText prefix(ObjLib_GetURIPrefix(kObjectPathPrefix));
+  if (!prefix) {
+    throw QueltCtlException("Failed to get quelt URI prefix");
+  }
+  try {
+    for (const std::string& uuid : uuids) {
+      ReadObject(prefix.get(), uuid, records);
+    }
+  } catch (const std::exception& failure) {
+    throw QueltCtlException(std::string("Failed to GetObjectExtAttrs: ") + failure.what());
+  }
+}
+
+}  // namespace pyquelt

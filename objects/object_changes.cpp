@@ -1,0 +1,104 @@
+// Creating and deleting storage objects: the object utility library answers with a kernel status.
+#include <cstdint>
+
+#include "module/call_frame.h"
+#include "module/constants.h"
+#include "module/status_texts.h"
+#include "objects/functions.h"
+#include "objects/identifier_text.h"
+#include "platform/object_library.h"
+
+namespace pyquelt {
+
+namespace {
+
+PyObject* RaiseStatus(std::int32_t status) {
+  return Raise(PyExc_RuntimeError, ZEL_ReturnStatusToString(status));
+}
+
+/// What CreateObject hands to the library. A text that was not given is null, an identifier zeros.
+struct NewObject {
+  const char* ufn = nullptr;
+  const char* haMetaData = nullptr;
+  const char* policy = nullptr;
+  int allocType = OBJ_ALLOC_TYPE_THIN;
+  unsigned long size = 0;
+  int capabilities = -1;
+  int ignoreExtAttr = 0;
+  Identifier group{};
+  int objClass = NORIM_EXTATTR_OBJTYPE_CLASS_VDISK;
+  Identifier cid{};
+};
+
+/// False with an error set when the arguments are refused.
+bool ParseNewObject(PyObject* args, PyObject* keywords, NewObject& object) {
+  static const char* const kNames[] = {"ufn",      "haMetaData",   "policy",        "allocType",
+                                       "size",     "capabilities", "ignoreExtAttr", "groupUuid",
+                                       "objClass", "cid",          nullptr};
+  const char* group = nullptr;
+  const char* cid = nullptr;
+  if (!PyArg_ParseTupleAndKeywords(args, keywords, "|$sssikipsis", const_cast<char**>(kNames),
+                                   &object.ufn, &object.haMetaData, &object.policy,
+                                   &object.allocType, &object.size, &object.capabilities,
+                                   &object.ignoreExtAttr, &group, &object.objClass, &cid)) {
+    return false;  // with the parser's own exception
+  }
+  if (group != nullptr && !ObjectUuidText::Read(group, object.group)) {
+    PyErr_SetString(PyExc_ValueError, "could not parse groupUuid");
+    return false;
+  }
+  if (cid != nullptr && !CidText::Read(cid, object.cid)) {
+    PyErr_SetString(PyExc_ValueError, "could not parse cid");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+PyObject* PyCreateObject(PyObject*, PyObject* args, PyObject* keywords) {
+  NewObject object;
+  if (!ParseNewObject(args, keywords, object)) {
+    return nullptr;
+  }
+  std::int32_t status = 0;
+  Identifier uuid{};
+  return CallPlatform(
+      FailureRule{},
+      [&] {
+        status = ObjUtil_Create(object.cid.data(), object.ufn, object.haMetaData, object.policy,
+                                object.allocType, object.size, object.capabilities,
+                                object.ignoreExtAttr != 0, object.group.data(), object.objClass,
+                                uuid.data());
+      },
+      [&] {
+        return status != 0 ? RaiseStatus(status)
+                           : PyUnicode_FromString(ObjectUuidText::Write(uuid).c_str());
+      });
+}
+
+PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
+  static const char* const kNames[] = {"uuid", "force", "cid", nullptr};
+  const char* uuidText = nullptr;
+  int force = 0;
+  const char* cidText = nullptr;
+  if (!PyArg_ParseTupleAndKeywords(args, keywords, "s|$ps", const_cast<char**>(kNames), &uuidText,
+                                   &force, &cidText)) {
+    return nullptr;  // with the parser's own exception
+  }
+  Identifier uuid{};
+  Identifier cid{};
+  if (!ObjectUuidText::Read(uuidText, uuid)) {
+    return PyErr_Format(PyExc_ValueError, "could not parse uuid: %s", uuidText);
+  }
+  if (cidText != nullptr && !CidText::Read(cidText, cid)) {
+    return PyErr_Format(PyExc_ValueError, "could not parse cid: %s", cidText);
+  }
+  std::int32_t status = 0;
+  return CallPlatform(
+      FailureRule{},
+      [&] { status = ObjUtil_Delete(cid.data(), uuid.data(), force != 0, nullptr, nullptr); },
+      [&] { return status != 0 ? RaiseStatus(status) : NewNone(); });
+}
+
+}  // namespace pyquelt
