@@ -5,6 +5,7 @@
 #include "crypto/functions.h"
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
+#include "module/text_list.h"
 
 namespace pyquelt {
 
@@ -23,24 +24,6 @@ PyObject* PySetEncryptionEnabled(PyObject*, PyObject* args) {
       },
       [] { return NewNone(); });
 }
-
-namespace {
-
-/// Appends the whole text of each item. False with an error set when an item gives none.
-bool AppendTexts(PyObject* list, std::vector<std::string>& texts) {
-  const Py_ssize_t size = PyList_GET_SIZE(list);
-  for (Py_ssize_t i = 0; i < size; ++i) {
-    Py_ssize_t length = 0;
-    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GET_ITEM(list, i), &length);
-    if (text == nullptr) {
-      return false;
-    }
-    texts.emplace_back(text, static_cast<std::size_t>(length));
-  }
-  return true;
-}
-
-}  // namespace
 
 PyObject* PyShallowRekey(PyObject*, PyObject* args) {
   PyObject* list = nullptr;

@@ -3,11 +3,11 @@
 namespace pyquelt {
 
 bool AppendTexts(PyObject* list, std::vector<std::string>& texts) {
-  const Py_ssize_t size = PyList_Size(list);
+  const Py_ssize_t size = PyList_GET_SIZE(list);
   texts.reserve(texts.size() + static_cast<std::size_t>(size));
   for (Py_ssize_t i = 0; i < size; ++i) {
     Py_ssize_t length = 0;
-    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GetItem(list, i), &length);
+    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GET_ITEM(list, i), &length);
     if (text == nullptr) {
       return false;
     }

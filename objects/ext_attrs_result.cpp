@@ -48,7 +48,7 @@ PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
   if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &list)) {
     return Raise(PyExc_RuntimeError, "Unable to parse object uuids");
   }
-  if (PyList_Size(list) == 0) {
+  if (PyList_GET_SIZE(list) == 0) {
     return Raise(PyExc_RuntimeError, "object uuids parameter is required");
   }
   const FailureRule rule =

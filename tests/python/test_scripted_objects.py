@@ -1,5 +1,7 @@
 """Objects, disks and host facts against a host that answers from a script."""
 
+import ctypes
+import random
 import resource
 import unittest
 
@@ -94,6 +96,49 @@ class ChangesTest(scripted.ScriptedTestCase):
                 self.assert_raises_exactly(RuntimeError, text, getattr(pyquelt, name), *args)
             scripted.answer("ObjUtil_" + name[:6], scripted.throws(b"bad \xff"))
             self.assert_raises_exactly(RuntimeError, u"bad \ufffd", getattr(pyquelt, name), *args)
+
+
+class IdentifierTextTest(scripted.ScriptedTestCase):
+
+    UUID_FORMAT = b"-".join(b"%2hhx" * count for count in (4, 2, 2, 2, 6))
+    CID_FORMAT = b"-".join(b"%2hhx" * count for count in (8, 8))
+
+    def read(self, form, text):
+        """What formatted input makes of a text: 16 bytes, or None."""
+        area = ctypes.create_string_buffer(16)
+        places = [ctypes.byref(area, i) for i in range(16)]
+        return area.raw if ctypes.CDLL(None).sscanf(text.encode(), form, *places) == 16 else None
+
+    def random_text(self, source, valid):
+        text = list(valid)
+        for _ in range(source.choice((0, 1, 1, 2, 3))):
+            place = source.randrange(len(text) + 1)
+            text[place:place + source.randrange(3)] = source.choice(
+                ("", "-", " ", "\n", "+", "-f", "0x", "G", "A", "77", u"\u00e9", "%n", "0" * 40))
+        return "".join(text)
+
+    def test_random_text_is_accepted_or_refused_against_the_rule(self):
+        source = random.Random(20240229)
+        expected = []
+        for _ in range(10000):
+            uuid, cid = self.random_text(source, UUID), self.random_text(source, CID)
+            uuid_bytes = self.read(self.UUID_FORMAT, uuid)
+            cid_bytes = self.read(self.CID_FORMAT, cid)
+            try:
+                pyquelt.DeleteObject(uuid, cid=cid)
+                expected.append([cid_bytes, uuid_bytes, False, True, True])
+            except ValueError as error:
+                self.assertEqual(str(error), "could not parse cid: " + cid if uuid_bytes else
+                                 "could not parse uuid: " + uuid)
+                self.assertTrue(uuid_bytes is None or cid_bytes is None, (uuid, cid))
+        self.assertEqual(scripted.calls("ObjUtil_Delete"), expected)
+        self.assertTrue(2000 < len(expected) < 8000, len(expected))
+
+    def test_odd_text_reads_as_other_bytes(self):
+        for start, first in ((" 00", 0), ("\t\n +f", 15), ("-1", 255)):
+            pyquelt.DeleteObject(start + UUID[2:])
+            sent = scripted.calls("ObjUtil_Delete")[-1][1]
+            self.assertEqual(sent, bytes(bytearray([first])) + UUID_BYTES[1:])
 
 
 class ExtAttrsTest(scripted.ScriptedTestCase):
