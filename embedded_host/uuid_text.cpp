@@ -17,7 +17,7 @@ constexpr char kFormat[] =
 
 template <std::size_t... Index>
 void Print(char* text, std::size_t size, const std::uint8_t* bytes, std::index_sequence<Index...>) {
-  std::snprintf(text, size, kFormat, bytes[Index]...);
+  (void)std::snprintf(text, size, kFormat, bytes[Index]...);
 }
 
 template <std::size_t... Index>

@@ -23,7 +23,7 @@ bool Scan(const char* text, const char* format, Identifier& bytes, std::index_se
 template <std::size_t... Index>
 std::string Print(const char* format, const Identifier& bytes, std::index_sequence<Index...>) {
   char text[64];
-  std::snprintf(text, sizeof(text), format, bytes[Index]...);
+  (void)std::snprintf(text, sizeof(text), format, bytes[Index]...);
   return text;
 }
 

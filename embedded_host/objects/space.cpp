@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::int64_t kBlock = 4096;
 constexpr std::int64_t kAttributesOfBlock = 8;
-constexpr std::int64_t kOverheadOfObject = 64 * 1024;
-constexpr std::int64_t kThinAtFirst = 1024 * 1024;
+constexpr std::int64_t kOverheadOfObject = std::int64_t{64} * 1024;
+constexpr std::int64_t kThinAtFirst = std::int64_t{1024} * 1024;
 
 }  // namespace
 

@@ -86,10 +86,10 @@ int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
 
 void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept {
   if (LiveParams().erase(*params) == 0) {
-    Answer("ObjLib_FreeExtParams", {"not handed out"});
+    const Answer unknown("ObjLib_FreeExtParams", {"not handed out"});
     return;
   }
-  Answer("ObjLib_FreeExtParams", {(*params)->objClass});
+  const Answer released("ObjLib_FreeExtParams", {(*params)->objClass});
   delete static_cast<Params*>(*params);
   *params = nullptr;
 }
