@@ -15,6 +15,9 @@ const Section* const kSections[] = {
     &kDiskGroupsSection,
     &kFeaturesSection,
     &kObjectsSection,
+    &kKmsSection,
+    &kKeysSection,
+    &kDisksSection,  // wraps DEKs under the keys
 };
 
 bool IsKnown(const std::string& key) {

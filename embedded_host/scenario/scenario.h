@@ -26,7 +26,10 @@ struct Section {
 // sections/: one file each.
 extern const Section kConfigStoreSection;
 extern const Section kDiskGroupsSection;
+extern const Section kDisksSection;
 extern const Section kFeaturesSection;
+extern const Section kKeysSection;
+extern const Section kKmsSection;
 extern const Section kObjectsSection;
 
 /// The scenario of a fresh host.

@@ -93,6 +93,68 @@ CREATE TABLE t1_disk_fact (
   value INTEGER NOT NULL,
   PRIMARY KEY (disk, fact)
 ) WITHOUT ROWID;
+
+-- The key cache: KEKs, and DEKs under their disk's UUID text.
+CREATE TABLE cached_key (
+  id        TEXT PRIMARY KEY,
+  attribute TEXT NOT NULL,
+  key       BLOB NOT NULL
+);
+
+-- Disks with their encryption records (platform/encryption.h), 512 bytes each.
+CREATE TABLE disk (
+  position INTEGER PRIMARY KEY,
+  name     TEXT NOT NULL UNIQUE,
+  uuid     BLOB NOT NULL UNIQUE,
+  metadata BLOB NOT NULL,
+  aws      BLOB NOT NULL
+);
+
+-- Key management servers: "" and -1 stand for "not set".
+CREATE TABLE kms_server (
+  position        INTEGER PRIMARY KEY,
+  name            TEXT NOT NULL,
+  kmip_cluster_id TEXT NOT NULL,
+  user_name       TEXT NOT NULL,
+  password        TEXT NOT NULL,
+  address         TEXT NOT NULL,
+  protocol        TEXT NOT NULL,
+  proxy_address   TEXT NOT NULL,
+  port            INTEGER NOT NULL,
+  proxy_port      INTEGER NOT NULL,
+  reconnect       INTEGER NOT NULL,
+  nbio            INTEGER NOT NULL,
+  timeout         INTEGER NOT NULL
+);
+
+-- The keys that a KMIP cluster holds.
+CREATE TABLE kms_key (
+  kmip_cluster_id TEXT NOT NULL,
+  key_id          TEXT NOT NULL,
+  PRIMARY KEY (key_id, kmip_cluster_id)
+) WITHOUT ROWID;
+
+-- Passwords for KEKs; key_id is made of the other two.
+CREATE TABLE kms_password (
+  key_id          TEXT PRIMARY KEY,
+  kek_id          TEXT NOT NULL,
+  kmip_cluster_id TEXT NOT NULL,
+  password        TEXT NOT NULL
+) WITHOUT ROWID;
+
+-- Certificates that are trusted, each once.
+CREATE TABLE trusted_certificate (
+  position    INTEGER PRIMARY KEY,
+  fingerprint TEXT NOT NULL UNIQUE,  -- SHA-256
+  pem         TEXT NOT NULL
+);
+
+-- What the cloud KMS answers to a text.
+CREATE TABLE cloud_kms (
+  text  TEXT PRIMARY KEY,
+  good  INTEGER NOT NULL,
+  error TEXT NOT NULL
+) WITHOUT ROWID;
 )sql";
 
 constexpr const char* kSteps[] = {kTables};

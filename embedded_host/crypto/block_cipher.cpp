@@ -1,0 +1,99 @@
+// Blocks of a disk: AES-256-XTS (IEEE 1619) under the disk's DEK. One block is one data unit; its
+// position is the data unit's number, a little-endian 128-bit integer.
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#include "embedded_host/crypto/openssl.h"
+#include "embedded_host/operation.h"
+#include "platform/quelt_util.h"
+
+namespace quelt {
+
+namespace {
+
+constexpr std::array<unsigned char, ENCR_DEK_SIZE> kNoKey{};
+using Tweak = std::array<unsigned char, 16>;
+
+/// Contexts to use again: making one and giving it the cipher costs more than decrypting a block.
+/// Nothing here waits, so that a fork at any moment leaves it usable in the child.
+class ContextPool {
+ public:
+  CipherContext Take() {
+    for (std::atomic<EVP_CIPHER_CTX*>& slot : slots_) {
+      if (slot.load(std::memory_order_relaxed) == nullptr) {
+        continue;
+      }
+      if (EVP_CIPHER_CTX* const context = slot.exchange(nullptr, std::memory_order_acquire)) {
+        return CipherContext(context);
+      }
+    }
+    return NewContext();
+  }
+
+  void GiveBack(CipherContext context) {
+    for (std::atomic<EVP_CIPHER_CTX*>& slot : slots_) {
+      EVP_CIPHER_CTX* expected = nullptr;
+      if (slot.compare_exchange_strong(expected, context.get(), std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+        context.release();
+        return;
+      }
+    }
+  }
+
+ private:
+  static CipherContext NewContext() {
+    static const EVP_CIPHER* const cipher = FetchCipher("AES-256-XTS");
+    CipherContext context = NewCipherContext();
+    if (EVP_DecryptInit_ex2(context.get(), cipher, nullptr, nullptr, nullptr) != 1) {
+      ThrowOpensslFailure("AES-256-XTS cannot be started");
+    }
+    return context;
+  }
+
+  std::array<std::atomic<EVP_CIPHER_CTX*>, 8> slots_{};
+};
+
+Tweak TweakOf(unsigned long position) {
+  Tweak tweak{};
+  for (std::size_t i = 0; i < sizeof position; ++i) {
+    tweak[i] = static_cast<unsigned char>(position >> (8 * i));
+  }
+  return tweak;
+}
+
+bool Decrypt(EVP_CIPHER_CTX* context, const unsigned char* dek, const Tweak& tweak,
+             const unsigned char* block, unsigned char* output) {
+  int length = 0;
+  return EVP_DecryptInit_ex2(context, nullptr, dek, tweak.data(), nullptr) == 1 &&
+         EVP_DecryptUpdate(context, output, &length, block, ENCR_BLOCK_SIZE) == 1 &&
+         length == int{ENCR_BLOCK_SIZE};
+}
+
+void DecryptBlock(const unsigned char* dek, unsigned long position, const unsigned char* block,
+                  unsigned char* output) {
+  static ContextPool* const pool = new ContextPool;
+  CipherContext context = pool->Take();
+  const bool decrypted = Decrypt(context.get(), dek, TweakOf(position), block, output);
+  // A zero key takes the place of the DEK and all that was derived from it. A context that refuses
+  // it is freed, which wipes it too.
+  if (!decrypted ||
+      EVP_DecryptInit_ex2(context.get(), nullptr, kNoKey.data(), nullptr, nullptr) != 1) {
+    ThrowOpensslFailure("The block cannot be decrypted");
+  }
+  pool->GiveBack(std::move(context));
+}
+
+}  // namespace
+
+}  // namespace quelt
+
+void ZelCtl::Quelt::QueltUtil::Decrypt2kBlock(const unsigned char* dek, unsigned long position,
+                                              const unsigned char* block, unsigned char* output) {
+  using quelt::Secret;
+  quelt::Operation("Decrypt2kBlock", {{"dek", Secret(ENCR_DEK_SIZE)},
+                                      {"position", static_cast<std::int64_t>(position)},
+                                      {"block", Secret(ENCR_BLOCK_SIZE)}})
+      .Run([&] { quelt::DecryptBlock(dek, position, block, output); });
+}
