@@ -11,6 +11,8 @@ namespace quelt {
 
 /// init, reset
 void AddStateCommands(CLI::App& app);
+/// load, dump
+void AddScenarioCommands(CLI::App& app);
 /// fail, heal, faults
 void AddFaultCommands(CLI::App& app);
 

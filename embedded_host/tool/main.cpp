@@ -25,6 +25,7 @@ int Run(int argc, char** argv) {
       ->type_name("PATH")
       ->trigger_on_parse();
   quelt::AddStateCommands(app);
+  quelt::AddScenarioCommands(app);
   quelt::AddFaultCommands(app);
   try {
     app.parse(argc, argv);
