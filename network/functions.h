@@ -1,4 +1,4 @@
-// Module functions for the host's storage network interfaces.
+// Module functions for the host's storage network interfaces, in interfaces.cpp.
 #pragma once
 
 #include "module/interpreter.h"

@@ -5,10 +5,15 @@
 
 namespace pyquelt {
 
-PyObject* PyGetUnicastMode(PyObject* module, PyObject* args);
+// agent_list.cpp
 PyObject* PyGetUnicastAgents(PyObject* module, PyObject* args, PyObject* keywords);
+
+// agent_changes.cpp
 PyObject* PyAddUnicastAgent(PyObject* module, PyObject* args, PyObject* keywords);
 PyObject* PyRemoveUnicastAgent(PyObject* module, PyObject* args, PyObject* keywords);
 PyObject* PySetUnicastInfoInConfigStore(PyObject* module, PyObject* args, PyObject* keywords);
+
+// mode.cpp
+PyObject* PyGetUnicastMode(PyObject* module, PyObject* args);
 
 }  // namespace pyquelt

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "embedded_host/addresses.h"
+
 namespace quelt {
 
 using nlohmann::json;
@@ -58,6 +60,14 @@ std::int64_t Node::Integer(std::int64_t least, std::int64_t most) const {
     Fail("an integer from " + std::to_string(least) + " to " + std::to_string(most));
   }
   return value_->get<std::int64_t>();
+}
+
+std::string Node::Address() const {
+  HostCtl::Quelt::QueltIpAddress address;
+  if (!value_->is_string() || !ParseAddress(value_->get<std::string>(), address)) {
+    Fail("an IPv4 or IPv6 address");
+  }
+  return AddressText(address);
 }
 
 std::vector<std::uint8_t> Node::Hex(std::size_t bytes) const { return Hex(bytes, bytes); }

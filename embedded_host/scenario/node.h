@@ -32,6 +32,8 @@ class Node {
   bool Boolean() const;
   std::int64_t Integer(std::int64_t least = std::numeric_limits<std::int64_t>::min(),
                        std::int64_t most = std::numeric_limits<std::int64_t>::max()) const;
+  /// An IPv4 or IPv6 address, given back in its normal form.
+  std::string Address() const;
   /// Exactly `bytes` bytes, written as twice as many hexadecimal digits.
   std::vector<std::uint8_t> Hex(std::size_t bytes) const;
   /// Any number of bytes from `least` to `most`, as hexadecimal digits.

@@ -18,6 +18,8 @@ const Section* const kSections[] = {
     &kKmsSection,
     &kKeysSection,
     &kDisksSection,  // wraps DEKs under the keys
+    &kNetworkSection,
+    &kUnicastSection,
 };
 
 bool IsKnown(const std::string& key) {

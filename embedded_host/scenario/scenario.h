@@ -31,6 +31,8 @@ extern const Section kFeaturesSection;
 extern const Section kKeysSection;
 extern const Section kKmsSection;
 extern const Section kObjectsSection;
+extern const Section kNetworkSection;
+extern const Section kUnicastSection;
 
 /// The scenario of a fresh host.
 const nlohmann::json& DefaultScenario();

@@ -155,6 +155,59 @@ CREATE TABLE cloud_kms (
   good  INTEGER NOT NULL,
   error TEXT NOT NULL
 ) WITHOUT ROWID;
+
+-- Unicast agents: the membership list, and what the configuration store records. The id keeps the
+-- order in which they came.
+CREATE TABLE agent (
+  id                 INTEGER PRIMARY KEY,
+  uuid               TEXT NOT NULL,
+  address            TEXT NOT NULL,
+  port               INTEGER NOT NULL,
+  node_type          INTEGER NOT NULL,
+  is_support_unicast INTEGER NOT NULL,
+  interface_given    INTEGER NOT NULL,
+  zelnic             TEXT NOT NULL,
+  hostname           TEXT NOT NULL,
+  thumbprint         TEXT NOT NULL,
+  sub_cluster_uuid   TEXT NOT NULL,
+  UNIQUE (uuid, address, port)
+);
+CREATE TABLE recorded_agent (
+  id                 INTEGER PRIMARY KEY,
+  uuid               TEXT NOT NULL,
+  address            TEXT NOT NULL,
+  port               INTEGER NOT NULL,
+  node_type          INTEGER NOT NULL,
+  is_support_unicast INTEGER NOT NULL,
+  interface_given    INTEGER NOT NULL,
+  zelnic             TEXT NOT NULL,
+  hostname           TEXT NOT NULL,
+  thumbprint         TEXT NOT NULL,
+  sub_cluster_uuid   TEXT NOT NULL,
+  UNIQUE (uuid, address, port)
+);
+
+-- Whether a cluster runs in unicast mode.
+CREATE TABLE unicast_mode (
+  cluster TEXT PRIMARY KEY,
+  is_on   INTEGER NOT NULL
+) WITHOUT ROWID;
+
+-- Storage network interfaces, in the host's order.
+CREATE TABLE zelnic (
+  id              INTEGER PRIMARY KEY,
+  name            TEXT NOT NULL,
+  uuid            TEXT NOT NULL,
+  traffic_type    TEXT NOT NULL,
+  agent_group     TEXT NOT NULL,
+  agent_v6_group  TEXT NOT NULL,
+  master_group    TEXT NOT NULL,
+  master_v6_group TEXT NOT NULL,
+  agent_port      INTEGER NOT NULL,
+  master_port     INTEGER NOT NULL,
+  unicast_port    INTEGER NOT NULL,
+  ttl             INTEGER NOT NULL
+);
 )sql";
 
 constexpr const char* kSteps[] = {kTables};

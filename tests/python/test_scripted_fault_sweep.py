@@ -49,6 +49,8 @@ EXCUSED = re.compile(r"PyErr_|PyExc_|PyEval_(Save|Restore)Thread$|_Py_\w+Struct$
 
 class FaultSweepTest(scripted.ScriptedTestCase):
 
+    made_with_lock = None
+
     def attempt(self, row, good, stays=False):
         """One call in which the interpreter call after `good` ones fails: (name of the call that
         failed or None, outcome)."""
@@ -114,7 +116,7 @@ class FaultSweepTest(scripted.ScriptedTestCase):
             for good, failed, _, _ in self.sweep(row):
                 with self.subTest(row[0], failed=failed, good=good):
                     # What is made once does not come again; a leak does.
-                    self.assertLess(min(growth(row, good, watched) for _ in range(3)), repeats)
+                    self.assertTrue(any(growth(row, good, watched) < repeats for _ in range(3)))
 
     def test_failed_constant_spoils_the_import(self):
         names = set(dir(_module))

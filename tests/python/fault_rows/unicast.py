@@ -1,0 +1,53 @@
+"""Unicast membership."""
+
+from fault_rows import BAD_PARAMETERS, MEMORY, runtime
+
+
+def listing(text, uuid="u"):
+    return runtime(
+        "Failed to get unicast agents from ulo: " + text + " uuid: " + uuid + " isWitness: 0"
+        " isSupportUnicast: 0 address: a port: 0 zelnic:  hostname:  thumbprint:  subClusterUuid: ")
+
+
+_FLAGS = ["isWitness", "isSupportUnicast"]
+_TEXTS = ["zelnic", "hostname", "thumbprint", "subClusterUuid"]
+_FIELDS = _FLAGS + ["address", "port"] + _TEXTS
+_ALLOCATE = "Failed to allocate python object "
+_SET = "Failed to set python object "
+# Two agents of one node: keys are made for the first, the list is there for the second.
+_AGENT = {"uuid": "u", "address": "a"}
+
+ROWS = [
+    ("GetUnicastAgents", (), {},
+     {"GetUnicastAgentList": {"out": {"agents": [_AGENT, _AGENT]}}},
+     {"PyArg_ParseTupleAndKeywords":
+      runtime("Failed to extract parameters for PyGetUnicastAgents"),
+      "PyDict_New": [(ValueError, "Failed to create result list"),
+                     listing("Failed to allocate python dict object 0 for:"),
+                     listing("Failed to allocate python dict object 1 for:")],
+      "PyList_New": listing("Failed to allocate python list for:"),
+      # First the key for the UUID, then the fields.
+      "PyUnicode_FromString":
+      ([listing("Failed to set python list for:")] +
+       [listing(_ALLOCATE + name) for name in ["address"] + _TEXTS]) * 2,
+      "PyDict_GetItemWithError": listing("Failed to set python list for:"),
+      "PyBool_FromLong": [listing(_ALLOCATE + name) for name in _FLAGS] * 2,
+      "PyLong_FromLong": listing(_ALLOCATE + "port"),
+      "PyUnicode_InternFromString": [listing(_SET + name) for name in _FIELDS],
+      "PyDict_SetItem":
+      ([listing(_SET + name) for name in _FIELDS] + [listing("Failed to set python list for:")]) * 2,
+      "PyList_Append": listing("Failed to append list item for:")}),
+    ("GetUnicastAgents", (), {},
+     {"GetUnicastAgentList": {"throws": {"type": "QueltCtlException", "text": "no"}}},
+     {"PyArg_ParseTupleAndKeywords":
+      runtime("Failed to extract parameters for PyGetUnicastAgents"),
+      "PyUnicode_DecodeUTF8": MEMORY}),
+    ("AddUnicastAgent", ("192.0.2.7",), {"port": 12345}, {},
+     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY}),
+    ("SetUnicastInfoInConfigStore", ("192.0.2.7",), {"type": "x"}, {},
+     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyUnicode_DecodeUTF8": MEMORY}),
+    ("RemoveUnicastAgent", ("192.0.2.7",), {"port": 10 ** 20}, {},
+     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY,
+      "PyNumber_ToBase": MEMORY, "PyUnicode_AsUTF8": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
+    ("GetUnicastMode", (), {}, {}, {"PyBool_FromLong": MEMORY}),
+]
