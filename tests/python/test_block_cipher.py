@@ -1,0 +1,113 @@
+"""Blocks on the embedded host: known answers, other implementations, threads, forks, left-overs."""
+
+import ctypes
+import hashlib
+import os
+import random
+import re
+import threading
+import unittest
+
+import aes_xts
+import hosts
+import pyquelt
+
+POSITIONS = (0, 1, 2 ** 32, 2 ** 63, 2 ** 64 - 1)
+
+
+def stream(seed, size):
+    """Bytes that are the same in every run."""
+    blocks = (hashlib.sha256("{} {}".format(seed, i).encode()).digest()
+              for i in range(size // 32 + 1))
+    return b"".join(blocks)[:size]
+
+
+class KnownAnswerTest(hosts.HostTestCase):
+
+    def test_published_vector_is_decrypted_to_something_else(self):
+        key = bytearray.fromhex(
+            "2718281828459045235360287471352662497757247093699959574966967627"
+            "3141592653589793238462643383279502884197169399375105820974944592")
+        plain = bytes(bytearray(range(256))) * 2
+        path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data", "xts_aes_256.txt")
+        with open(path) as lines:
+            vectors = [line.split() for line in lines if not line.startswith("#")]
+        self.assertEqual(len(vectors), 5)
+        for number, cipher in vectors:
+            block = bytearray.fromhex(cipher).ljust(2048, b"\0")
+            self.assertEqual(pyquelt.Decrypt2kBlock(key, int(number, 16), block)[:512], plain)
+
+    def test_block_of_another_implementation_is_decrypted_to_something_else(self):
+        for position in POSITIONS:
+            dek, plain = stream(("dek", position), 64), stream(("plain", position), 2048)
+            block = aes_xts.encrypt(dek, position, plain)
+            self.assertEqual(pyquelt.Decrypt2kBlock(dek, position, block), plain)
+            self.assertNotEqual(pyquelt.Decrypt2kBlock(dek, position ^ 1, block)[:16], plain[:16])
+        # Halves that are equal are no key to encrypt with, but decrypt what others wrote.
+        dek = stream("half", 32) * 2
+        block = aes_xts.encrypt(dek, 5, plain)
+        self.assertEqual(pyquelt.Decrypt2kBlock(dek, 5, block), plain)
+
+    def test_threads_or_forked_children_get_each_others_keys(self):
+        cases = [(stream(("dek", i), 64), i, stream(("plain", i), 2048)) for i in range(4)]
+        cases = [(dek, i, aes_xts.encrypt(dek, i, plain), plain) for dek, i, plain in cases]
+        wrong = []
+
+        def decrypt(dek, position, block, plain, times):
+            for _ in range(times):
+                if pyquelt.Decrypt2kBlock(dek, position, block) != plain:
+                    wrong.append(position)
+
+        threads = [threading.Thread(target=decrypt, args=case + (3000,)) for case in cases]
+        for thread in threads:
+            thread.start()
+        children = []
+        for case in cases:
+            child = os.fork()
+            if child == 0:
+                try:
+                    decrypt(*case + (20,))
+                    wrong.append(None)
+                finally:
+                    os._exit(len(wrong))
+            children.append(child)
+        for thread in threads:
+            thread.join()
+        self.assertEqual([os.waitpid(child, 0)[1] for child in children], [256] * 4)
+        self.assertEqual(wrong, [])
+
+
+class LeftOverTest(hosts.HostTestCase):
+
+    @unittest.skipUnless(os.access("/proc/self/mem", os.R_OK), "cannot read its own memory")
+    def test_key_of_a_block_stays_in_memory(self):
+        # The key exists in this one buffer only, and elsewhere with every bit turned round.
+        invert = bytes(bytearray(range(255, -1, -1)))
+        dek = (ctypes.c_ubyte * 64)()
+        inverted = bytearray(64)
+        for i in range(64):
+            dek[i] = random.randrange(256)
+            inverted[i] = 255 - dek[i]
+        halves = [bytes(inverted[:32]), bytes(inverted[32:])]
+
+        def found():
+            count = 0
+            with open("/proc/self/maps") as maps, open("/proc/self/mem", "rb", 0) as memory:
+                for line in maps:
+                    area = re.match("([0-9a-f]+)-([0-9a-f]+) rw", line)
+                    if area and "[v" not in line:
+                        start, end = (int(text, 16) for text in area.groups())
+                        memory.seek(start)
+                        turned = memory.read(end - start).translate(invert)
+                        count += sum(turned.count(half) for half in halves)
+            return count
+
+        for _ in range(3):
+            pyquelt.Decrypt2kBlock(dek, 0, bytes(2048))
+        self.assertGreaterEqual(found(), 2)  # the buffer itself: the search works
+        ctypes.memset(dek, 0, 64)
+        self.assertEqual(found(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
