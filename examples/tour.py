@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A tour of pyquelt: each step is shown as the call and its answer.
+"""A tour of pyquelt: each step is shown as one would type it, with its answer.
 
 ./run demo runs it on a fresh embedded host. Run by hand, it changes the host that the module finds.
 """
@@ -7,23 +7,23 @@
 import subprocess
 import sys
 
-import pyquelt  # noqa: F401 (used in the steps below)
+import pyquelt
+
+#: What the steps can name.
+NAMES = {"pyquelt": pyquelt}
 
 
 def chapter(title):
     print("\n--- " + title + " ---")
 
 
-def show(call):
-    """Prints the call as one would type it, then what it gives or raises."""
-    print(">>> " + call)
+def show(step):
+    """Prints the step as one would type it, then what it gives or raises."""
+    print(">>> " + step)
     try:
-        answer = eval(call)
+        exec(compile(step, "<tour>", "single"), NAMES)
     except Exception as error:
         print("%s: %s" % (type(error).__name__, error))
-    else:
-        if answer is not None:
-            print(repr(answer))
 
 
 def show_in_another_process(call):
@@ -34,20 +34,91 @@ def show_in_another_process(call):
 
 
 def configuration_store():
-    chapter("Configuration store: hardware")
+    chapter("Configuration store")
     show("pyquelt.GetHardwareSku()")
     show("pyquelt.GetIloAuth()")
     show("pyquelt.SetIloAuth('admin', 'correct horse')")
     show("pyquelt.GetIloAuth()")
     show_in_another_process("pyquelt.GetIloAuth()")
     show("pyquelt.SetIloAuth('admin')")
-
-    chapter("Configuration store: services")
-    show("pyquelt.GetPerfsvcHostConfigStore()")
+    show("sorted(pyquelt.GetPerfsvcHostConfigStore().items())")
     show("pyquelt.SetPerfsvcHostConfigStore('verbosity', 'high')")
     show("pyquelt.GetPerfsvcHostConfigStore()['verbosity']")
     show("pyquelt.SetClusterTimeMachineConfigStore('snapshotInterval', '900')")
 
 
+def encryption():
+    chapter("Encryption: keys and disks")
+    show("pyquelt.GetEncInfoForDisk('naa.58ce38ee20a1c001')")
+    show("pyquelt.GetDekFromDisk('naa.58ce38ee20a1c001')")
+    show("pyquelt.SetEncryptionEnabled(True)")
+    show("pyquelt.CacheKey('kek-of-the-tour', 'KEK', bytes(range(32)))")
+    show("pyquelt.SetKekId('kek-of-the-tour')")
+    show("pyquelt.GetKekId()")
+    show("pyquelt.SetEncryptionEnabled(True)")
+    show("pyquelt.GetEncInfoForDisk('naa.58ce38ee20a1c001')")
+    show("len(pyquelt.GetWrappedDekFromDisk('naa.58ce38ee20a1c001'))")
+    show("dek = pyquelt.GetDekFromDisk('naa.58ce38ee20a1c001')")
+    show("len(pyquelt.Decrypt2kBlock(dek, 7, bytes(2048)))")
+    show("pyquelt.ShallowRekey(['naa.58ce38ee20a1c002'])")
+    show("pyquelt.GetEncInfoForDisk('naa.58ce38ee20a1c002')['kekId']")
+    show("pyquelt.RemoveKey('kek-2026-01')")
+    show("pyquelt.GetKeyFromKeyCache('kek-2026-01')")
+    show("pyquelt.SetHostKeyId('host-key-1')")
+    show("pyquelt.GetHostKeyId()")
+
+    chapter("Encryption: key management servers")
+    show("[(server['name'], server['password']) for server in pyquelt.GetKms()]")
+    show("pyquelt.CheckKmsStatus('kmip-a', 'kek-2026-01', 2)")
+    show("pyquelt.CheckCloudKmsStatus('naa.58ce38ee20a1c004')")
+    show("pyquelt.GetKmsPasswordFromConfigStore('kek-2026-01', 'kmip-a') is not None")
+    show("pyquelt.AddKmsTrustedCert('no certificate at all')")
+
+
+def unicast():
+    chapter("Unicast membership")
+    show("pyquelt.GetUnicastMode()")
+    show("sorted(pyquelt.GetUnicastAgents())")
+    show("pyquelt.AddUnicastAgent('2001:db8::9', '52e1c7a6-0000-4000-8000-000000000009', 'node',"
+         " True, hostname='host-9')")
+    show("pyquelt.GetUnicastAgents()['52e1c7a6-0000-4000-8000-000000000009']")
+    show("pyquelt.AddUnicastAgent('2001:db8::9', '52e1c7a6-0000-4000-8000-000000000009', 'node')")
+    show("pyquelt.RemoveUnicastAgent('2001:db8::9', '52e1c7a6-0000-4000-8000-000000000009')")
+    show("pyquelt.SetUnicastInfoInConfigStore('192.0.2.40', type='witness')")
+    show("len(pyquelt.GetUnicastAgents(includeExtra=True)) - len(pyquelt.GetUnicastAgents())")
+    show("pyquelt.AddUnicastAgent('192.0.2.300')")
+
+
+def network():
+    chapter("Network interfaces")
+    show("pyquelt.GetQueltZelnicNames()")
+    show("pyquelt.GetQueltNetworkInfo()[0]")
+
+
+def objects():
+    chapter("Objects")
+    show("uuid = pyquelt.CreateObject(ufn='tour', size=10 * 2 ** 30,"
+         " allocType=pyquelt.OBJ_ALLOC_TYPE_THICK)")
+    show("uuid")
+    show("pyquelt.CreateObject(ufn='tour')")
+    show("pyquelt.GetObjectExtAttrs([uuid, '0d4c8f62-91be-4a57-b0e6-3f5a7c21d801'])")
+    show("pyquelt.DeleteObject(uuid)")
+    show("pyquelt.GetObjectExtAttrs([uuid])")
+    show("pyquelt.DeleteObject('no identifier')")
+
+
+def disks_and_host():
+    chapter("Disks and host")
+    show("pyquelt.GetOqtaCappedMaxDiskVersion()")
+    show("pyquelt.UpgradeFormatVersionForDiskGroup('group-1')")
+    show("sorted(pyquelt.GetT1DiskInfo()['naa.58ce38ee20a1c001'].items())")
+    show("sorted(pyquelt.GetHostInfo().items())")
+
+
 if __name__ == "__main__":
     configuration_store()
+    encryption()
+    unicast()
+    network()
+    objects()
+    disks_and_host()
