@@ -1,0 +1,112 @@
+"""docs/reference.md and the type stubs say what the running module shows and does."""
+
+import ast
+import doctest
+import inspect
+import os
+import re
+import sys
+import unittest
+
+import hosts
+import pyquelt
+
+_ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+_STUBS = os.path.join(_ROOT, "python", "pyquelt-stubs", "__init__.pyi")
+
+
+def _read(path):
+    with open(path, "rb") as file:
+        return file.read().decode("utf-8")
+
+
+_PAGE = _read(os.path.join(_ROOT, "docs", "reference.md"))
+#: A function's name and its part of the page.
+SECTIONS = [(part.split("\n", 1)[0], part) for part in
+            re.split(r"^##+ ", _PAGE, flags=re.MULTILINE) if "```python\n" in part]
+FUNCTIONS = {name for name in dir(pyquelt) if callable(getattr(pyquelt, name))
+             and not name.startswith("__")}
+CONSTANTS = {name: getattr(pyquelt, name) for name in dir(pyquelt) if name.isupper()}
+
+
+def _signature(section):
+    """The function's signature on the page, on one line."""
+    text = re.search(r"```python\n(.*?)```", section, re.DOTALL).group(1)
+    return re.sub(r"\s+", " ", text.strip())
+
+
+class _Answers(doctest.OutputChecker):
+    """Two answers are equal when they are equal as Python values: order and line breaks of
+    dictionaries do not count."""
+
+    def check_output(self, want, got, optionflags):
+        try:
+            return ast.literal_eval(want) == ast.literal_eval(got)
+        except (SyntaxError, ValueError):
+            return doctest.OutputChecker.check_output(self, want, got, optionflags)
+
+
+class PageTest(hosts.HostTestCase):
+
+    def test_function_or_constant_is_missing_or_unknown(self):
+        self.assertEqual(sorted(name for name, _ in SECTIONS), sorted(FUNCTIONS))
+        rows = re.findall(r"^\| `([A-Z_0-9]+)` \| `(.*?)` \|", _PAGE, re.MULTILINE)
+        self.assertEqual({name: ast.literal_eval(value) for name, value in rows}, CONSTANTS)
+
+    def test_signature_or_doc_string_differs_from_the_module(self):
+        for name, section in SECTIONS:
+            function = getattr(pyquelt, name)
+            shown = name + str(inspect.signature(function))
+            if name in ("CreateObject", "DeleteObject"):
+                shown = shown.replace("=None", "=...")
+            self.assertEqual(_signature(section), shown)
+            self.assertEqual(re.search(r"^\*(.*)\*$", section, re.MULTILINE).group(1),
+                             function.__doc__)
+
+    def test_example_gives_another_answer(self):
+        parser = doctest.DocTestParser()
+        runner = doctest.DocTestRunner(_Answers(), False, doctest.NORMALIZE_WHITESPACE)
+        sections = SECTIONS + [("Native symbols", _PAGE.split("\n## Native symbols\n")[1])]
+        for name, section in sections:
+            with self.subTest(name):
+                self.setUp()
+                examples = "\n".join(re.findall(r"```pycon\n(.*?)```", section, re.DOTALL))
+                self.assertIn(name if name in FUNCTIONS else "ZEL_ReturnStatusToString", examples)
+                test = parser.get_doctest(examples, {"pyquelt": pyquelt}, name, None, 0)
+                output = []
+                self.assertEqual(runner.run(test, out=output.append).failed, 0, "".join(output))
+
+
+@unittest.skipIf(sys.version_info < (3, 8), "this interpreter cannot read the stubs")
+class StubsTest(unittest.TestCase):
+
+    def setUp(self):
+        self.body = ast.parse(_read(_STUBS)).body
+        self.functions = {node.name: node for node in self.body
+                          if isinstance(node, ast.FunctionDef)}
+
+    def test_name_is_missing_or_exists_only_in_the_stubs(self):
+        self.assertEqual(set(self.functions), FUNCTIONS)
+        constants = {node.target.id: ast.literal_eval(node.value) for node in self.body
+                     if isinstance(node, ast.AnnAssign)}
+        self.assertEqual(constants, CONSTANTS)
+        classes = [node.name for node in self.body if isinstance(node, ast.ClassDef)]
+        self.assertEqual([name for name in classes if not name.startswith("_")], [])
+
+    def test_signature_or_doc_string_differs_from_the_page(self):
+        docs = {name: getattr(pyquelt, name).__doc__ for name in FUNCTIONS}
+        self.assertEqual({name: ast.get_docstring(node) for name, node in self.functions.items()},
+                         docs)
+        for name, section in SECTIONS:
+            arguments = self.functions[name].args
+            for argument in ast.walk(arguments):
+                if isinstance(argument, ast.arg):
+                    self.assertIsNotNone(argument.annotation, name)
+                    argument.annotation = None
+            page = ast.parse("def " + _signature(section) + ": ...").body[0].args
+            self.assertEqual(ast.dump(arguments), ast.dump(page), name)
+            self.assertIsNotNone(self.functions[name].returns, name)
+
+
+if __name__ == "__main__":
+    unittest.main()
