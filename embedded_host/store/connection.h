@@ -80,6 +80,9 @@ class Connection {
   SQLite::Database& database() { return database_; }
   const StorePlace& place() const { return place_; }
 
+  /// When to look again whether the file still stands (coarse clock); the store's own.
+  std::int64_t lookAgainAt = 0;
+
  private:
   static int WaitForWriter(void* connection, int retries);
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <new>
 
 #include "embedded_host/store/failure.h"
 
@@ -17,6 +16,8 @@ namespace {
 std::string ControlFile(const std::string& state) { return state + "-control"; }
 
 }  // namespace
+
+std::atomic<const ControlWord*> ControlWord::present_{nullptr};
 
 int OpenControlFile(const std::string& state) {
   const std::string file = ControlFile(state);
@@ -43,12 +44,26 @@ const ControlWord* ControlWord::Map(const std::string& state) {
   return new ControlWord(static_cast<Counter*>(place), entry.st_dev, entry.st_ino);
 }
 
-const ControlWord* ControlWord::Private() { return new ControlWord(new Counter(0), 0, 0); }
+const ControlWord& ControlWord::Ensure(const StorePlace& place) {
+  const ControlWord* present = Present();
+  if (present == nullptr) {
+    present = place.in_memory() ? new ControlWord(new Counter(0), 0, 0) : Map(place.path);
+    present_.store(present, std::memory_order_release);
+  }
+  return *present;
+}
 
-bool ControlWord::StandsAt(const std::string& state) const {
+void ControlWord::DropUnlessItStands(const StorePlace& place) {
+  const ControlWord* present = Present();
+  if (present == nullptr || place.in_memory()) {
+    return;
+  }
   struct stat entry {};
-  return stat(ControlFile(state).c_str(), &entry) == 0 && entry.st_dev == device_ &&
-         entry.st_ino == inode_;
+  const bool stands = stat(ControlFile(place.path).c_str(), &entry) == 0 &&
+                      entry.st_dev == present->device_ && entry.st_ino == present->inode_;
+  if (!stands) {
+    present_.compare_exchange_strong(present, nullptr);
+  }
 }
 
 }  // namespace quelt

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "embedded_host/store/environment.h"
+
 namespace quelt {
 
 /// Opens the control file of a state, making it when it is missing. The caller closes the
@@ -18,23 +20,27 @@ int OpenControlFile(const std::string& state);
 /// One mapping of the control file. It stays mapped for good: threads may be reading it.
 class ControlWord {
  public:
-  /// Throws QueltCtlException.
-  static const ControlWord* Map(const std::string& state);
-  /// A counter of this process alone, for a host in memory.
-  static const ControlWord* Private();
+  /// The mapping in use; null when there is none, or none that can be trusted.
+  static const ControlWord* Present() { return present_.load(std::memory_order_acquire); }
+  /// The mapping in use, made when it is missing; a counter of this process alone for a host in
+  /// memory. Called by one thread at a time. Throws QueltCtlException.
+  static const ControlWord& Ensure(const StorePlace& place);
+  /// Gives the mapping up when its file was removed or replaced: others then look at another one.
+  static void DropUnlessItStands(const StorePlace& place);
 
   std::uint64_t Value() const { return counter_->load(std::memory_order_acquire); }
   void Bump() const { counter_->fetch_add(1, std::memory_order_acq_rel); }
-
-  /// False when the file was removed or replaced: other processes then look at another one.
-  bool StandsAt(const std::string& state) const;
 
  private:
   using Counter = std::atomic<std::uint64_t>;
   static_assert(Counter::is_always_lock_free, "it is shared between processes");
 
+  static const ControlWord* Map(const std::string& state);
+
   ControlWord(Counter* counter, dev_t device, ino_t inode)
       : counter_(counter), device_(device), inode_(inode) {}
+
+  static std::atomic<const ControlWord*> present_;
 
   Counter* const counter_;
   const dev_t device_;

@@ -18,11 +18,14 @@ constexpr std::size_t kMostConnections = 64;
 /// Whether this thread holds a connection.
 thread_local bool in_use_here = false;
 
-// Made at load time: a pool made at its first use could be half made at a fork.
-Pool* const the_pool = new Pool;
-[[maybe_unused]] const int registered =
-    pthread_atfork([] { the_pool->BeforeFork(); }, [] { the_pool->AfterForkInParent(); },
-                   [] { the_pool->AfterForkInChild(); });
+Pool* the_pool = nullptr;
+
+/// At load time: a pool made at its first use could be half made at a fork.
+__attribute__((constructor)) void MakePool() {
+  the_pool = new Pool;
+  pthread_atfork([] { the_pool->BeforeFork(); }, [] { the_pool->AfterForkInParent(); },
+                 [] { the_pool->AfterForkInChild(); });
+}
 
 }  // namespace
 
@@ -60,7 +63,7 @@ std::unique_ptr<Connection> Pool::Take(Use use) {
   }
   in_use_here = true;
   try {
-    if (connection != nullptr && HasMoved(*connection)) {
+    if (connection != nullptr && !StillStands(*connection, use == Use::kWrite)) {
       connection = nullptr;
     }
     if (connection == nullptr) {

@@ -8,6 +8,8 @@
 #include <cerrno>
 
 #include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/coarse_clock.h"
+#include "embedded_host/store/control_word.h"
 #include "embedded_host/store/creation.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
@@ -108,10 +110,16 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
   return connection;
 }
 
-bool HasMoved(Connection& connection) {
+bool StillStands(Connection& connection, bool writing) {
+  const std::int64_t now = CoarseNow();
+  if (!writing && now < connection.lookAgainAt) {
+    return true;
+  }
+  connection.lookAgainAt = now + kLookAgainAfter;
+  ControlWord::DropUnlessItStands(connection.place());
   int moved = 0;
   sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-  return moved != 0;
+  return moved == 0;
 }
 
 }  // namespace quelt

@@ -12,7 +12,8 @@ namespace quelt {
 /// left as it is. Throws QueltCtlException. `place` outlives the connection.
 std::unique_ptr<Connection> OpenState(const StorePlace& place);
 
-/// True when the file that this connection has open no longer stands at its path.
-bool HasMoved(Connection& connection);
+/// False when the file that this connection has open was removed or replaced at its path. Looked at
+/// now and then when reading, always before writing, and the control file with it.
+bool StillStands(Connection& connection, bool writing);
 
 }  // namespace quelt

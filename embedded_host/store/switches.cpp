@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <ctime>
 #include <mutex>
 
 #include "embedded_host/store/control_word.h"
@@ -11,46 +10,24 @@ namespace quelt {
 
 namespace {
 
-/// How long a removed control file may go unnoticed, in nanoseconds.
-constexpr std::int64_t kLookAgain = 50'000'000;
-
 constexpr unsigned kJournal = 1;
 constexpr unsigned kCsd = 2;
 constexpr unsigned kMetadataNode = 4;
 
-// The switches as they were at the counter's value `known` - 1; 0: not known.
-std::atomic<const ControlWord*> word{nullptr};
-std::atomic<std::uint64_t> known{0};
+// The switches as they were when this word had this value.
+std::atomic<const ControlWord*> known_word{nullptr};
+std::atomic<std::uint64_t> known_value{0};
 std::atomic<std::uint64_t> faulty{0};
 std::atomic<unsigned> flags{0};
-std::atomic<std::int64_t> look_again{0};
 
 // Orders those who change the above. Taken only with a connection in hand, so that it is free
 // whenever the process forks.
 std::mutex changing;
 
-/// A clock that costs little more than a memory read, and is a few milliseconds coarse.
-std::int64_t Now() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
 Switches Known() {
   const unsigned set = flags.load(std::memory_order_relaxed);
   return {faulty.load(std::memory_order_relaxed), (set & kJournal) != 0, (set & kCsd) != 0,
           (set & kMetadataNode) != 0};
-}
-
-/// The control word that all processes of the host look at now. `changing` is held.
-const ControlWord& PresentWord(const StorePlace& place) {
-  const ControlWord* present = word.load(std::memory_order_relaxed);
-  if (present == nullptr || !(place.in_memory() || present->StandsAt(place.path))) {
-    present = place.in_memory() ? ControlWord::Private() : ControlWord::Map(place.path);
-    known.store(0, std::memory_order_relaxed);
-    word.store(present, std::memory_order_release);
-  }
-  return *present;
 }
 
 std::uint64_t ReadFaulty(Connection& db) {
@@ -66,28 +43,29 @@ std::uint64_t ReadFaulty(Connection& db) {
 }
 
 unsigned ReadFlags(Connection& db) {
+  constexpr std::pair<const char*, unsigned> kNames[] = {
+      {"journal", kJournal}, {"csd", kCsd}, {"metadataNode", kMetadataNode}};
   unsigned set = 0;
   Rows rows = db.Query("SELECT name FROM switch WHERE is_on");
   while (rows.Next()) {
-    const std::string name = rows.Text(0);
-    set |= name == "journal"        ? kJournal
-           : name == "csd"          ? kCsd
-           : name == "metadataNode" ? kMetadataNode
-                                    : 0;
+    for (const auto& [name, flag] : kNames) {
+      set |= rows.Text(0) == name ? flag : 0;
+    }
   }
   return set;
 }
 
-Switches LookAgain() {
+[[gnu::noinline]] Switches LookAgain() {
   Store::Instance().Snapshot([](Connection& db) {
     const std::lock_guard lock(changing);
+    const ControlWord& word = ControlWord::Ensure(db.place());
     // The counter is read first: what is committed later counts it up once more. The snapshot
     // begins with the first statement, after that.
-    const std::uint64_t value = PresentWord(db.place()).Value();
+    const std::uint64_t value = word.Value();
     faulty.store(ReadFaulty(db), std::memory_order_relaxed);
     flags.store(ReadFlags(db), std::memory_order_relaxed);
-    known.store(value + 1, std::memory_order_release);
-    look_again.store(Now() + kLookAgain, std::memory_order_relaxed);
+    known_value.store(value, std::memory_order_release);
+    known_word.store(&word, std::memory_order_release);
   });
   return Known();
 }
@@ -95,19 +73,17 @@ Switches LookAgain() {
 }  // namespace
 
 Switches CurrentSwitches() {
-  const ControlWord* const present = word.load(std::memory_order_acquire);
-  const std::uint64_t at = known.load(std::memory_order_acquire);
-  if (present != nullptr && at == present->Value() + 1 &&
-      Now() < look_again.load(std::memory_order_relaxed)) {
-    return Known();
-  }
-  return Pool::InUseHere() ? Known() : LookAgain();
+  const ControlWord* const word = ControlWord::Present();
+  const bool stand = word != nullptr && word == known_word.load(std::memory_order_acquire) &&
+                     word->Value() == known_value.load(std::memory_order_acquire);
+  return stand || Pool::InUseHere() ? Known() : LookAgain();
 }
 
 void AnnounceSwitches() {
   Store::Instance().Read([](Connection& db) {
     const std::lock_guard lock(changing);
-    PresentWord(db.place()).Bump();
+    ControlWord::DropUnlessItStands(db.place());
+    ControlWord::Ensure(db.place()).Bump();
   });
 }
 

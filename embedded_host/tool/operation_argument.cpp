@@ -46,8 +46,8 @@ bool IsWithin(std::string_view part, std::string_view whole) {
   return found == part.size();
 }
 
-/// Names that may have been meant, the nearest first.
-std::vector<std::string_view> Suggestions(const std::string& text) {
+/// Names that may have been meant with their distances, the nearest first.
+std::vector<std::pair<std::size_t, std::string_view>> Suggestions(const std::string& text) {
   const std::string wanted = LowerCase(text);
   std::vector<std::pair<std::size_t, std::string_view>> near;
   for (const std::string_view name : kOperationNames) {
@@ -60,11 +60,7 @@ std::vector<std::string_view> Suggestions(const std::string& text) {
   }
   std::sort(near.begin(), near.end());
   near.resize(std::min(near.size(), kMostSuggestions));
-  std::vector<std::string_view> names;
-  for (const auto& [distance, name] : near) {
-    names.push_back(name);
-  }
-  return names;
+  return near;
 }
 
 std::string Refusal(const std::string& text) {
@@ -73,7 +69,7 @@ std::string Refusal(const std::string& text) {
   }
   std::string refusal = "No platform operation is called \"" + text + "\"";
   std::string_view before = ". Did you mean ";
-  for (const std::string_view name : Suggestions(text)) {
+  for (const auto& [distance, name] : Suggestions(text)) {
     refusal += std::string(std::exchange(before, " or ")) + std::string(name);
   }
   return refusal + (before == " or " ? "?" : "");
