@@ -67,7 +67,14 @@ void AddFail(CLI::App& app) {
                "Throw something that is no standard exception");
   command.add_option("--delay", arguments->delay, "Be slow; alone, do nothing else")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, kLongestDelay));
+      ->check([](const std::string& text) {
+        double seconds = -1;
+        const bool read = CLI::detail::lexical_cast(text, seconds);
+        // Written so that what is no number is refused too.
+        return read && seconds >= 0 && seconds <= kLongestDelay
+                   ? std::string()
+                   : "Expected 0 to 86400 seconds, not \"" + text + "\"";
+      });
   command.add_option("--times", arguments->times, "For the next N calls, not until healed")
       ->type_name("N")
       ->check(CLI::PositiveNumber);

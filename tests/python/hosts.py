@@ -8,6 +8,7 @@ child process: run_python("...", state=path).
 
 import atexit
 import collections
+import json
 import os
 import shutil
 import subprocess
@@ -15,12 +16,14 @@ import sys
 import tempfile
 import unittest
 
-_FOLDER = tempfile.mkdtemp(prefix="quelt-test-")
+#: A folder of this process's own, gone when it ends.
+FOLDER = tempfile.mkdtemp(prefix="quelt-test-")
 _OWNER = os.getpid()
-_TOOL = os.environ["PYQUELT_TOOL"]
+#: The tool quelt-host.
+TOOL = os.environ["PYQUELT_TOOL"]
 
 #: The state of this process's host.
-STATE = os.path.join(_FOLDER, "host.db")
+STATE = os.path.join(FOLDER, "host.db")
 os.environ["QUELT_HOST_STATE"] = STATE
 
 #: Long forms of the tests that hammer the host: PYQUELT_DEEP=1.
@@ -33,7 +36,7 @@ Result = collections.namedtuple("Result", "code out err")
 @atexit.register
 def _remove_folder():
     if os.getpid() == _OWNER:
-        shutil.rmtree(_FOLDER, ignore_errors=True)
+        shutil.rmtree(FOLDER, ignore_errors=True)
 
 
 def start(command, state=STATE, env=None, **options):
@@ -63,7 +66,20 @@ def run_python(script, *args, **options):
 
 def quelt_host(*args, **options):
     """Runs the tool; options as for run(). Arguments that are not texts are turned into such."""
-    return run([_TOOL] + [str(arg) for arg in args], **options)
+    return run([TOOL] + [str(arg) for arg in args], **options)
+
+
+def sqlite(path, statements):
+    """Runs SQL statements on a database and returns the rows of the last one. In a process of its
+    own: this one may have another copy of SQLite than the host library, which breaks file locks.
+    """
+    script = ("import json, sqlite3, sys\n"
+              "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+              "for statement in sys.argv[2].split(';'):\n"
+              "    rows = db.execute(statement).fetchall()\n"
+              "print(json.dumps(rows))\n")
+    output = subprocess.check_output([sys.executable, "-c", script, path, statements])
+    return json.loads(output.decode("utf-8"))
 
 
 class HostTestCase(unittest.TestCase):
@@ -75,7 +91,7 @@ class HostTestCase(unittest.TestCase):
         self.tool("reset")
 
     def tool(self, *args, **options):
-        """Runs the tool, which must succeed without a word on standard error; returns its output."""
+        """Runs the tool, which must succeed silently on standard error; returns its output."""
         result = quelt_host(*args, **options)
         self.assertEqual((result.code, result.err), (0, ""), args)
         return result.out
@@ -88,7 +104,7 @@ class HostTestCase(unittest.TestCase):
 
     def fresh_folder(self):
         """An empty folder that goes away with the test."""
-        folder = tempfile.mkdtemp(dir=_FOLDER)
+        folder = tempfile.mkdtemp(dir=FOLDER)
         self.addCleanup(shutil.rmtree, folder, True)
         return folder
 
