@@ -35,7 +35,8 @@ def scenario(**changes):
              "clusterId": "kmip-a", "dekGenerationId": 7},
             {"name": OTHER, "uuid": disk_uuid(2), "encrypted": True, "dek": dek(2), "kekId": KEK_B,
              "dekGenerationId": 4294967295},
-            {"name": CLOUD, "uuid": disk_uuid(3), "encrypted": True, "aws": {"wrappedDek": "ab" * 300}},
+            {"name": CLOUD, "uuid": disk_uuid(3), "encrypted": True,
+             "aws": {"wrappedDek": "ab" * 300}},
         ],
         "kms": {"keys": {"kmip-a": [KEK_A], "kmip-b": [KEK_B]}},
     }
@@ -122,12 +123,16 @@ class DiskTest(CryptoTestCase):
         self.assert_refused(refusal, pyquelt.GetDekFromDisk, CLOUD)
         pyquelt.CacheKey(disk_uuid(3), "", b"d" * 64)
         self.assertEqual(pyquelt.GetDekFromDisk(CLOUD), b"d" * 64)
-        for key, reason in ((b"\xa1" * 31 + b"\xa0", 'KEK "kek-a" is not the one it was wrapped under,'
-                                                     ' or the record was altered'),
-                            (b"\xa1" * 31, 'KEK "kek-a" has 31 bytes; a KEK has 32'),
-                            (b"", 'KEK "kek-a" has 0 bytes; a KEK has 32'),
-                            (None, 'KEK "kek-a" is not in the key cache')):
-            pyquelt.CacheKey(KEK_A, "", key or b"") if key is not None else pyquelt.RemoveKey(KEK_A)
+        for key, reason in (
+                (b"\xa1" * 31 + b"\xa0",
+                 'KEK "kek-a" is not the one it was wrapped under, or the record was altered'),
+                (b"\xa1" * 31, 'KEK "kek-a" has 31 bytes; a KEK has 32'),
+                (b"", 'KEK "kek-a" has 0 bytes; a KEK has 32'),
+                (None, 'KEK "kek-a" is not in the key cache')):
+            if key is None:
+                pyquelt.RemoveKey(KEK_A)
+            else:
+                pyquelt.CacheKey(KEK_A, "", key)
             self.assert_refused('The DEK of disk "secret" cannot be unwrapped: ' + reason,
                                 pyquelt.GetDekFromDisk, SECRET)
 
@@ -290,23 +295,23 @@ class ScenarioTest(CryptoTestCase):
 
     def test_bad_document_is_loaded_or_refused_without_a_place(self):
         good = scenario()["disks"][1]
+        kek_id = '/kekId: expected the id of a key of 32 bytes among "keys"'
+        dek_beside = ('/dek: expected no DEK beside "wrapped" or "aws", and none for a disk that '
+                      'is not encrypted')
+        bad_text = ": expected a text of at most {} bytes, none of them zero"
         disks = [
             (dict(good, dek="00"), "/dek: expected 128 hexadecimal digits"),
             (dict(good, dek="ab" * 64), "/dek: expected two halves that differ"),
-            (dict(good, kekId="short"), '/kekId: expected the id of a key of 32 bytes among "keys"'),
-            (dict(good, kekId="none"), '/kekId: expected the id of a key of 32 bytes among "keys"'),
-            (dict(good, kekId="k" * 80), "/kekId: expected a text of at most 79 bytes, none of them "
-                                         "zero"),
-            (dict(good, clusterId="c" * 256), "/clusterId: expected a text of at most 255 bytes, "
-                                              "none of them zero"),
+            (dict(good, kekId="short"), kek_id),
+            (dict(good, kekId="none"), kek_id),
+            (dict(good, kekId="k" * 80), "/kekId" + bad_text.format(79)),
+            (dict(good, kekId="k\0"), "/kekId" + bad_text.format(79)),
+            (dict(good, clusterId="c" * 256), "/clusterId" + bad_text.format(255)),
             (dict(good, uuid="1"), "/uuid: expected hexadecimal groups 8-4-4-4-12"),
             (dict(good, dekGenerationId=2 ** 32),
              "/dekGenerationId: expected an integer from 0 to 4294967295"),
-            (dict(good, encrypted=False), '/dek: expected no DEK beside "wrapped" or "aws", and none '
-                                          'for a disk that is not encrypted'),
-            (dict(good, aws={"wrappedDek": "00" * 301}), '/dek: expected no DEK beside "wrapped" or '
-                                                         '"aws", and none for a disk that is not '
-                                                         'encrypted'),
+            (dict(good, encrypted=False), dek_beside),
+            (dict(good, aws={"wrappedDek": "00"}), dek_beside),
             ({"name": "x", "uuid": disk_uuid(8), "aws": {"wrappedDek": "00" * 301}},
              "/aws/wrappedDek: expected an even number of hexadecimal digits, 0 to 600"),
             ({"name": "x", "uuid": disk_uuid(8), "encrypted": True},
@@ -325,7 +330,7 @@ class ScenarioTest(CryptoTestCase):
              "/kms/servers/0/port: expected an integer from -1 to 65535"),
             (scenario(kms={"trustedCertificates": ["x"]}),
              "/kms/trustedCertificates/0: expected the text of one certificate"),
-            (scenario(kms={"passwords": [{"kekId": "k", "kmipClusterId": "c", "password": "p"}] * 2}),
+            (scenario(kms={"passwords": [{"kekId": "", "kmipClusterId": "", "password": ""}] * 2}),
              "/kms/passwords/1: expected a KEK and KMIP cluster that no other password has"),
             (scenario(cloudKms={"x": {}}), '/cloudKms/x: expected a member "good"'),
         ]

@@ -221,7 +221,8 @@ class TrustTest(KmsTestCase):
         body = "".join(text.split("\n")[1:-2])
         wide = "-----BEGIN CERTIFICATE-----\n" + body + "\n-----END CERTIFICATE-----"
         for form in (text, text.replace("\n", "\r\n"), text.replace("\n", " "), wide,
-                     "Issued for us:\n\n" + text + "\nas agreed\n", certificates.text("good"), text):
+                     "Issued for us:\n\n" + text + "\nas agreed\n",
+                     certificates.text("good"), text):
             pyquelt.AddKmsTrustedCert(form)
         self.assertEqual(self.trusted(), [text, certificates.text("good")])
 

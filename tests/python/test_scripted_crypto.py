@@ -48,16 +48,17 @@ FUNCTIONS = (
     ("GetDekFromDisk", ("a",), "GetUnwrappedDekForDisk", "Unable to parse input disk name",
      NO_TEXT),
     ("Decrypt2kBlock", (DEK, 0, BLOCK), "Decrypt2kBlock", "Unable to parse input",
-     ((), (DEK, 0), (DEK, 0, BLOCK, 0), ("x" * 64, 0, BLOCK), (DEK, 0, "x" * 2048), (DEK, "0", BLOCK),
-      (DEK, 1.0, BLOCK), (DEK, None, BLOCK), (1, 0, BLOCK), (memoryview(DEK)[::2], 0, BLOCK))),
+     ((), (DEK, 0), (DEK, 0, BLOCK, 0), ("x" * 64, 0, BLOCK), (DEK, 0, "x" * 2048),
+      (DEK, "0", BLOCK), (DEK, 1.0, BLOCK), (DEK, None, BLOCK), (1, 0, BLOCK),
+      (memoryview(DEK)[::2], 0, BLOCK))),
     ("SetEncryptionEnabled", (1,), "SetHostEncryptionEnabled", "Unable to parse enabled",
      ((), (1, 2), ("1",), (1.0,), (None,), (2 ** 31,), (-2 ** 31 - 1,))),
     ("ShallowRekey", (["a"],), "ShallowRekeyDisks", "Unable to parse diskNames",
      ((), (["a"], 1), (("a",),), ("a",), (None,), (["a", 1],), ([b"a"],), ([None],),
       ([u"\ud800"],))),
 )
-PLUGIN_FUNCTIONS = ("GetKekId", "SetKekId", "GetHostKeyId", "SetHostKeyId", "CheckKmsStatus", "GetKms",
-                    "GetDekFromDisk", "SetEncryptionEnabled", "ShallowRekey")
+PLUGIN_FUNCTIONS = ("GetKekId", "SetKekId", "GetHostKeyId", "SetHostKeyId", "CheckKmsStatus",
+                    "GetKms", "GetDekFromDisk", "SetEncryptionEnabled", "ShallowRekey")
 
 
 def metadata(flags=0, wrapped=b"w" * 64, kek_id=b"kek\0", cluster_id=b"cluster\0", generation=1):
@@ -123,7 +124,8 @@ class KeyTest(scripted.ScriptedTestCase):
         for reader, read, writer, written in (
                 ("GetKekId", "GetConfiguredKekId", "SetKekId", "PersistKekId"),
                 ("GetHostKeyId", "GetConfiguredHostKeyId", "SetHostKeyId", "PersistHostKeyId")):
-            for stored, text in ((b"", ""), (b"id", "id"), (b"a\0b", "a"), (b"\xc3\xbc", u"\u00fc")):
+            for stored, text in ((b"", ""), (b"id", "id"), (b"a\0b", "a"),
+                                 (b"\xc3\xbc", u"\u00fc")):
                 scripted.answer(read, {"returns": stored})
                 self.assertEqual(getattr(pyquelt, reader)("ignored", 1), text)
                 self.assertIsNone(getattr(pyquelt, writer)(text))
@@ -193,8 +195,8 @@ class KmsTest(scripted.ScriptedTestCase):
     def test_server_is_listed_wrongly(self):
         full = [("kmipClusterId", "c"), ("address", "192.0.2.1"), ("proxyAddress", "p"),
                 ("protocol", "KMIP"), ("userName", u"\u00fc"), ("name", "n"),
-                ("password", "(not shown)"), ("proxyPort", 0), ("port", -2), ("reconnect", 2 ** 31 - 1),
-                ("timeout", -2 ** 31), ("nbio", 1)]
+                ("password", "(not shown)"), ("proxyPort", 0), ("port", -2),
+                ("reconnect", 2 ** 31 - 1), ("timeout", -2 ** 31), ("nbio", 1)]
         secret = dict(full, password="secret")
         rows = [({}, [("password", "(not shown)")]), (secret, full)]
         rows += [({key: value}, [("password", "(not shown)"), (key, value)])
@@ -238,7 +240,8 @@ class DiskTest(scripted.ScriptedTestCase):
         self.assertEqual(scripted.calls()[:3], [("GetEncMetadataForDisk", [b"d\xc3\xbc"]),
                                                 ("QueltUuidToString", [UUID]),
                                                 ("LookupKeyInKeyCache", [b"uuid text"])])
-        for key, fields in (("kekId", {"kek_id": b"\xff\0"}), ("clusterId", {"cluster_id": b"\xff\0"})):
+        for key, fields in (("kekId", {"kek_id": b"\xff\0"}),
+                            ("clusterId", {"cluster_id": b"\xff\0"})):
             answer_metadata(**fields)
             self.assert_raises_exactly(RuntimeError, "PyDict_SetItemString failed with key:" + key,
                                        pyquelt.GetEncInfoForDisk, "d")
