@@ -1,5 +1,7 @@
 """Unicast membership and storage interfaces on the embedded host."""
 
+import json
+import os
 import threading
 import unittest
 
@@ -167,6 +169,81 @@ class DefaultHostTest(hosts.HostTestCase):
             "Master Group IPv6 Multicast Address": "ff15::77:2",
             "Master Group Multicast Port": 12342, "Host Unicast Channel Bound Port": 12321,
             "Multicast TTL": 16, "Traffic Type": "quelt"})
+
+
+AGENT = {"uuid": "u", "type": "witness", "address": "192.0.2.7"}
+
+
+class ScenarioTest(hosts.HostTestCase):
+
+    def load(self, document):
+        path = os.path.join(self.fresh_folder(), "scenario.json")
+        with open(path, "w") as scenario:
+            json.dump(document, scenario)
+        return hosts.quelt_host("load", path)
+
+    def test_scenario_comes_back_changed(self):
+        agents = [dict(AGENT, type=kind, port=port, address=u"2001:db8::7", interface="",
+                       isSupportUnicast=True, hostname="h\0i", thumbprint="t",
+                       subClusterUuid="s")
+                  for kind, port in (("node", -2 ** 31), ("witness", 2 ** 31 - 1),
+                                     ("metadata", 0), ("remote", 1))]
+        del agents[1]["interface"]
+        group = {"agentGroup": "239.0.0.1", "agentV6Group": "239.0.0.2", "agentPort": -1,
+                 "masterGroup": "ff15::1", "masterV6Group": "ff15::2", "masterPort": 2 ** 31 - 1,
+                 "unicastPort": 0, "ttl": 1}
+        document = {
+            "agents": agents, "recordedAgents": agents[::-1],
+            "cluster": {"id": "c", "enabled": False, "unicastModes": {"c": True, "": False}},
+            "interfaces": [dict(group, name="b", uuid="u", trafficType="all"),
+                           dict(group, name="a", uuid="", trafficType="")]}
+        result = self.load(document)
+        self.assertEqual((result.code, result.err), (0, ""))
+        dumped = json.loads(self.tool("dump"))
+        self.assertEqual({key: dumped[key] for key in document}, document)
+        self.assertIs(pyquelt.GetUnicastMode(), False)
+        self.assertEqual(pyquelt.GetQueltZelnicNames(), ["b"])
+
+    def test_bad_scenario_is_loaded_or_refused_without_its_place(self):
+        table = (
+            ({"agents": {}}, "/agents: expected an array"),
+            ({"agents": [dict(AGENT, address="192.0.2")]},
+             "/agents/0/address: expected an IPv4 or IPv6 address"),
+            ({"agents": [dict(AGENT, address="192.0.2.7\0")]},
+             "/agents/0/address: expected an IPv4 or IPv6 address"),
+            ({"agents": [dict(AGENT, type="Node")]}, "/agents/0/type: expected "),
+            ({"agents": [dict(AGENT, port=2 ** 31)]}, "/agents/0/port: expected "),
+            ({"agents": [dict(AGENT, nodeType=1)]}, "/agents/0/nodeType: expected "),
+            ({"recordedAgents": [AGENT, dict(AGENT, type="node", port=12321)]},
+             "/recordedAgents/1: expected an agent that is not listed before ("),
+            ({"cluster": {}}, '/cluster: expected a member "id"'),
+            ({"cluster": {"id": "c", "unicastModes": {"c": 1}}},
+             "/cluster/unicastModes/c: expected true or false"),
+            ({"interfaces": [{"name": "a", "agentGroup": "x"}]},
+             "/interfaces/0/agentGroup: expected an IPv4 or IPv6 address"),
+        )
+        before = self.tool("dump")
+        for document, text in table:
+            with self.subTest(text):
+                result = self.load(document)
+                self.assertEqual(result.code, 1)
+                self.assertIn(text, result.err)
+        self.assertEqual(self.tool("dump"), before)
+
+    def test_host_without_a_cluster_fails_to_answer(self):
+        self.load({})
+        self.assertIs(pyquelt.GetUnicastMode(), False)
+        self.assertEqual((pyquelt.GetUnicastAgents(True), pyquelt.GetQueltNetworkInfo(),
+                          pyquelt.GetQueltZelnicNames()), ({}, [], []))
+        self.load({"cluster": {"id": "c"}})
+        self.assert_raises_exactly(
+            RuntimeError, 'Failed to get unicast mode:The unicast mode of cluster "c" is not known',
+            pyquelt.GetUnicastMode)
+
+    def test_long_list_loses_agents(self):
+        self.load({"agents": [dict(AGENT, port=port) for port in range(20000)]})
+        self.assertEqual([agent["port"] for agent in pyquelt.GetUnicastAgents()["u"]],
+                         list(range(20000)))
 
 
 if __name__ == "__main__":
