@@ -35,6 +35,7 @@ bool Fails(const char* call) {
 #define WRAPPED(call) JOINED(__wrap_, call)
 #define REAL(call) JOINED(__real_, call)
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types and lists are no expressions
 #define FAULTY(result, failure, call, parameters, arguments) \
   extern "C" result REAL(call) parameters;                   \
   extern "C" result WRAPPED(call) parameters {               \
@@ -88,6 +89,7 @@ FAULTY(const char*, nullptr, PyUnicode_AsUTF8AndSize, (PyObject* text, Py_ssize_
   }
 FAULTY_TAKER(PyList_SetItem)
 FAULTY_TAKER(PyTuple_SetItem)
+// NOLINTEND(bugprone-macro-parentheses)
 
 // Calls with an open argument list go on to their closed form.
 

@@ -66,7 +66,7 @@ def set_sync_callback(is_set):
 
 # The quick calls that are made with the interpreter lock held.
 MADE_WITH_LOCK = {"KeyIdForKek", "BuildQueltIPAddress", "IsQueltCSDFeatureEnabled",
-                   "IsQueltMetadataNodeFeatureEnabled"}
+                  "IsQueltMetadataNodeFeatureEnabled"}
 
 
 class ScriptedTestCase(unittest.TestCase):

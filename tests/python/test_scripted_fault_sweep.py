@@ -94,7 +94,8 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         for row in ROWS:
             for good, failed, expected, _ in self.sweep(row):
                 with self.subTest(row[0], failed=failed, good=good):
-                    self.assertIn(self.attempt(row, good, stays=True)[1], (fault_rows.MEMORY, expected))
+                    outcome = self.attempt(row, good, stays=True)[1]
+                    self.assertIn(outcome, (fault_rows.MEMORY, expected))
 
     def test_failed_interpreter_call_leaks(self):
         repeats = 10

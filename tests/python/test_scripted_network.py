@@ -107,9 +107,11 @@ class NetworkInfoTest(scripted.ScriptedTestCase):
 class ZelnicNamesTest(scripted.ScriptedTestCase):
 
     def test_interface_is_selected_wrongly(self):
-        set_interfaces(*[interface(GetZelnicName=name, GetTrafficType=traffic) for name, traffic in (
+        listed = (
             ("a", "quelt"), ("b", "all"), ("c", "Quelt"), ("d", "ALL"), ("e", "quelt "), ("f", ""),
-            ("g", b"all\0"), ("a", "all"), (b"h\0\xc3\xbc", "quelt"))])
+            ("g", b"all\0"), ("a", "all"), (b"h\0\xc3\xbc", "quelt"))
+        set_interfaces(*[interface(GetZelnicName=name, GetTrafficType=traffic)
+                         for name, traffic in listed])
         self.assertEqual(pyquelt.GetQueltZelnicNames("ignored", 1),
                          ["a", "b", "a", u"h\0\u00fc"])
         set_interfaces(interface(GetTrafficType="management"))

@@ -121,7 +121,8 @@ class MembershipTest(hosts.HostTestCase):
 
         def watch():
             while not done.is_set():
-                halves.extend(agent for uuid, agent in all_agents() if not self.is_whole(uuid, agent))
+                halves.extend(agent for uuid, agent in all_agents()
+                              if not self.is_whole(uuid, agent))
 
         watcher = threading.Thread(target=watch)
         watcher.start()

@@ -37,7 +37,7 @@ class ScriptedInterface final : public QueltZelNicConfig2 {
 
  private:
   json Value(const char* getter, const json& missing) const {
-    Answer(getter, json::array({position_}));
+    const Answer answer(getter, json::array({position_}));
     return values_.value(getter, missing);
   }
   std::string Text(const char* getter) const { return ToBytes(Value(getter, "")); }

@@ -4,6 +4,7 @@
 // them again "repeat" times with a number after each UUID. For measuring and for long listings, a
 // feature flag can be set so that asking for it is neither scripted nor recorded.
 #include <atomic>
+#include <utility>
 
 #include "embedded_host/addresses.h"
 #include "platform/quelt_util.h"
@@ -13,7 +14,6 @@
 using HostCtl::Quelt::QueltIpAddress;
 using scripted::Answer;
 using scripted::json;
-using scripted::ToBytes;
 using scripted::ToJson;
 
 namespace {
@@ -50,7 +50,8 @@ bool QueltUtil::IsQueltMetadataNodeFeatureEnabled() {
 }
 
 void QueltUtil::GetUnicastModeForCluster(bool& mode, std::string clusterId) {
-  Answer("GetUnicastModeForCluster", json::array({mode, ToJson(clusterId)})).Out("mode", mode);
+  const std::string id = std::move(clusterId);
+  Answer("GetUnicastModeForCluster", json::array({mode, ToJson(id)})).Out("mode", mode);
 }
 
 }  // namespace ZelCtl::Quelt
@@ -140,7 +141,7 @@ std::shared_ptr<ClusterConfig> ScriptedHostSystem::GetClusterConfig(bool flag) {
   }
   // Its release is recorded.
   std::shared_ptr<ClusterConfig> config(new ClusterConfig, [](ClusterConfig* released) {
-    Answer("~ClusterConfig");
+    const Answer answer("~ClusterConfig");
     delete released;
   });
   config->enabled = answer.Returns(false);

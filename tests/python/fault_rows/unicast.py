@@ -12,6 +12,7 @@ def listing(text, uuid="u"):
 _FLAGS = ["isWitness", "isSupportUnicast"]
 _TEXTS = ["zelnic", "hostname", "thumbprint", "subClusterUuid"]
 _FIELDS = _FLAGS + ["address", "port"] + _TEXTS
+_STORE = "Failed to set python list for:"
 _ALLOCATE = "Failed to allocate python object "
 _SET = "Failed to set python object "
 # Two agents of one node: keys are made for the first, the list is there for the second.
@@ -28,14 +29,14 @@ ROWS = [
       "PyList_New": listing("Failed to allocate python list for:"),
       # First the key for the UUID, then the fields.
       "PyUnicode_FromString":
-      ([listing("Failed to set python list for:")] +
+      ([listing(_STORE)] +
        [listing(_ALLOCATE + name) for name in ["address"] + _TEXTS]) * 2,
-      "PyDict_GetItemWithError": listing("Failed to set python list for:"),
+      "PyDict_GetItemWithError": listing(_STORE),
       "PyBool_FromLong": [listing(_ALLOCATE + name) for name in _FLAGS] * 2,
       "PyLong_FromLong": listing(_ALLOCATE + "port"),
       "PyUnicode_InternFromString": [listing(_SET + name) for name in _FIELDS],
       "PyDict_SetItem":
-      ([listing(_SET + name) for name in _FIELDS] + [listing("Failed to set python list for:")]) * 2,
+      ([listing(_SET + name) for name in _FIELDS] + [listing(_STORE)]) * 2,
       "PyList_Append": listing("Failed to append list item for:")}),
     ("GetUnicastAgents", (), {},
      {"GetUnicastAgentList": {"throws": {"type": "QueltCtlException", "text": "no"}}},
