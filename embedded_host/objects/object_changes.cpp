@@ -21,6 +21,8 @@ namespace quelt {
 
 namespace {
 
+/// A transaction inside Operation::Run, not Operation::Write: what the store throws becomes a
+/// status here, while what a fault throws passes.
 template <typename Body>
 std::int32_t WriteForStatus(Body&& body) {
   try {
