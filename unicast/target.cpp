@@ -33,10 +33,7 @@ std::optional<UnicastNodeType> FindNodeType(std::string_view word) {
 }
 
 bool ParseType(const char* word, std::int32_t& nodeType) {
-  std::optional<UnicastNodeType> found;
-  if (!RunUnderLock({}, [&] { found = FindNodeType(word); })) {
-    return false;
-  }
+  const std::optional<UnicastNodeType> found = FindNodeType(word);
   if (!found) {
     Raise(PyExc_RuntimeError, std::string("Invalid type specified: ") + word);
     return false;
@@ -46,14 +43,11 @@ bool ParseType(const char* word, std::int32_t& nodeType) {
 }
 
 bool ParseAddress(const char* text, HostCtl::Quelt::QueltIpAddress& address) {
-  bool valid = false;
-  if (!RunUnderLock({}, [&] { valid = QueltUtil::BuildQueltIPAddress(text, address); })) {
+  if (!QueltUtil::BuildQueltIPAddress(text, address)) {
+    Raise(PyExc_RuntimeError, std::string("Invalid address specified: ") + text);
     return false;
   }
-  if (!valid) {
-    Raise(PyExc_RuntimeError, std::string("Invalid address specified: ") + text);
-  }
-  return valid;
+  return true;
 }
 
 bool ParsePort(PyObject* object, std::int32_t& port) {
@@ -81,8 +75,13 @@ bool ParsePort(PyObject* object, std::int32_t& port) {
 
 bool ParseUnicastAgentTarget(const char* type, const char* address, PyObject* port,
                              UnicastAgentTarget& target) {
-  return ParseType(type, target.nodeType) && ParseAddress(address, target.address) &&
-         ParsePort(port, target.port);
+  bool parsed = false;
+  // Two quick platform calls, which may throw, and the texts of refusals.
+  const bool answered = RunUnderLock({}, [&] {
+    parsed = ParseType(type, target.nodeType) && ParseAddress(address, target.address) &&
+             ParsePort(port, target.port);
+  });
+  return answered && parsed;
 }
 
 }  // namespace pyquelt
