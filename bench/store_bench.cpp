@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -96,7 +97,7 @@ double NanosecondsPerCall(int calls, Call&& call) {
 }
 
 double Median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+  std::sort(values.begin(), values.end());
   return values[values.size() / 2];
 }
 
@@ -145,7 +146,7 @@ int main(int argc, char** argv) {
   try {
     Measure(path);
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "store_bench: %s\n", failure.what());
+    std::cerr << "store_bench: " << failure.what() << '\n';
     status = EXIT_FAILURE;
   }
   std::filesystem::remove_all(folder);

@@ -122,4 +122,10 @@ bool StillStands(Connection& connection, bool writing) {
   return moved == 0;
 }
 
+void EmptyLog(Connection& connection) {
+  if (!connection.place().in_memory()) {
+    connection.Query("PRAGMA wal_checkpoint(TRUNCATE)").Next();
+  }
+}
+
 }  // namespace quelt

@@ -16,4 +16,8 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place);
 /// now and then when reading, always before writing, and the control file with it.
 bool StillStands(Connection& connection, bool writing);
 
+/// Empties the log, where what was deleted from the state could still be read. Outside any
+/// transaction; where another process is in the way, that is left to a later time.
+void EmptyLog(Connection& connection);
+
 }  // namespace quelt

@@ -7,6 +7,7 @@
 
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/schema.h"
+#include "embedded_host/store/state_file.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 
@@ -32,6 +33,7 @@ void Load(const std::string& path) {
     ClearTables(db);
     LoadScenario(db, document);
   });
+  Store::Instance().Read(EmptyLog);
 }
 
 void Dump(bool withSecrets) {

@@ -3,6 +3,7 @@
 
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/schema.h"
+#include "embedded_host/store/state_file.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 
@@ -21,6 +22,7 @@ void Reset() {
     ClearTables(db);
     LoadScenario(db, DefaultScenario());
   });
+  Store::Instance().Read(EmptyLog);
 }
 
 }  // namespace

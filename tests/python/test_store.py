@@ -52,6 +52,13 @@ class StateTest(hosts.HostTestCase):
         self.tool("reset")
         self.assert_raises_exactly(ValueError, "Failed to get iLO credential", pyquelt.GetIloAuth)
 
+    def test_deleted_secret_stays_readable_after_a_reset(self):
+        pyquelt.SetIloAuth("a", "s3cr3t-w0rd")
+        self.tool("reset")
+        left = [path for path, data in contents(hosts.FOLDER).items()
+                if data and b"s3cr3t-w0rd" in data]
+        self.assertEqual(left, [])
+
     def test_others_may_read_the_state_under_an_open_umask(self):
         top = self.fresh_folder()
         state = os.path.join(top, "a", "b", "host.db")

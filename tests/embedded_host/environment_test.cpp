@@ -1,0 +1,39 @@
+// Without HOME the state goes to the home directory of the password database. (With it: see
+// test_store.py. Here nothing is created there.)
+#include "embedded_host/store/environment.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace quelt {
+namespace {
+
+TEST(Environment, PasswordDatabaseIsNotAskedWithoutHome) {
+  for (const char* name : {"QUELT_HOST_STATE", "XDG_STATE_HOME", "QUELT_HOST_WAIT"}) {
+    unsetenv(name);
+  }
+  const passwd* const entry = getpwuid(getuid());
+  if (entry == nullptr) {
+    GTEST_SKIP() << "this user is not in the password database";
+  }
+  const std::string expected = std::string(entry->pw_dir) + "/.local/state/quelt/host.db";
+  unsetenv("HOME");
+  EXPECT_EQ(ReadStorePlace().path, expected);
+  setenv("HOME", "", 1);
+  EXPECT_EQ(ReadStorePlace().path, expected);
+}
+
+TEST(Environment, WaitIsMisread) {
+  setenv("QUELT_HOST_STATE", kInMemory, 1);
+  for (const auto& [text, seconds] :
+       {std::pair("7", 7), {"0", 0}, {"", 30}, {"-1", 30}, {"1.5", 30}, {"99999999999", 30}}) {
+    setenv("QUELT_HOST_WAIT", text, 1);
+    EXPECT_EQ(ReadStorePlace().wait.count(), seconds) << text;
+  }
+}
+
+}  // namespace
+}  // namespace quelt

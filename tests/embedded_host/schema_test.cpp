@@ -1,0 +1,53 @@
+// A file of an older version is brought up to date, all the way or not at all.
+#include "embedded_host/store/schema.h"
+
+#include <gtest/gtest.h>
+
+#include "embedded_host/store/connection.h"
+#include "platform/exception.h"
+
+namespace quelt {
+namespace {
+
+constexpr const char* kSteps[] = {
+    "CREATE TABLE agent (uuid TEXT); INSERT INTO agent VALUES ('a')",
+    "ALTER TABLE agent ADD COLUMN port INTEGER NOT NULL DEFAULT 12321",
+    "ALTER TABLE agent RENAME COLUMN uuid TO id",
+    "CREATE TABLE other (id TEXT); ALTER TABLE missing RENAME TO found",  // fails half-way
+};
+const SchemaSteps kAll = kSteps;
+
+class SchemaTest : public testing::Test {
+ protected:
+  std::int64_t Number(const char* sql) { return db_.database().execAndGet(sql).getInt64(); }
+  std::int64_t Version() { return Number("PRAGMA user_version"); }
+
+  const StorePlace place_{kInMemory, std::chrono::seconds(1)};
+  Connection db_{place_};
+};
+
+TEST_F(SchemaTest, StepIsLeftOutOrRepeated) {
+  for (const std::size_t version : {1, 3, 3}) {
+    BringUpToDate(db_, kAll.first(version));
+    EXPECT_EQ(Version(), version);
+  }
+  EXPECT_EQ(Number("SELECT port FROM agent WHERE id = 'a'"), 12321);
+  EXPECT_EQ(Number("SELECT count(*) FROM agent"), 1);
+}
+
+TEST_F(SchemaTest, FailedStepLeavesHalfOfTheWay) {
+  BringUpToDate(db_, kAll.first(1));
+  EXPECT_THROW(BringUpToDate(db_, kAll), SQLite::Exception);
+  EXPECT_EQ(Version(), 1);
+  EXPECT_EQ(Number("SELECT count(*) FROM pragma_table_info('agent')"), 1);
+  EXPECT_EQ(Number("SELECT count(*) FROM sqlite_schema"), 1);
+}
+
+TEST_F(SchemaTest, NewerFileIsChanged) {
+  BringUpToDate(db_, kAll.first(3));
+  EXPECT_THROW(BringUpToDate(db_, kAll.first(2)), HostCtl::Lib::Quelt::QueltCtlException);
+  EXPECT_EQ(Version(), 3);
+}
+
+}  // namespace
+}  // namespace quelt
