@@ -29,6 +29,10 @@ os.environ["QUELT_HOST_STATE"] = STATE
 #: Long forms of the tests that hammer the host: PYQUELT_DEEP=1.
 DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
 
+# From 3.12 on the interpreter warns of forks beside threads, which some tests are about.
+_PYTHON = [sys.executable, "-X", "faulthandler", "-W", "ignore:This process:DeprecationWarning",
+           "-c"]
+
 #: How a process ended: exit status (negative: the signal), standard output and error as str.
 Result = collections.namedtuple("Result", "code out err")
 
@@ -56,12 +60,12 @@ def run(command, state=STATE, env=None, **options):
 
 def start_python(script, *args, **options):
     """Starts this interpreter on the text `script`; options as for start()."""
-    return start([sys.executable, "-X", "faulthandler", "-c", script] + list(args), **options)
+    return start(_PYTHON + [script] + list(args), **options)
 
 
 def run_python(script, *args, **options):
     """Runs this interpreter on the text `script`; options as for run()."""
-    return run([sys.executable, "-X", "faulthandler", "-c", script] + list(args), **options)
+    return run(_PYTHON + [script] + list(args), **options)
 
 
 def quelt_host(*args, **options):

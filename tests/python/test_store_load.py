@@ -56,8 +56,7 @@ WRITE = (
 
 # Forks while its threads write and read; prints what was acknowledged on either side.
 FORK = (
-    "import os, pyquelt, sys, threading, warnings\n"
-    "warnings.simplefilter('ignore')  # newer interpreters warn of what is tried here\n"
+    "import os, pyquelt, sys, threading\n"
     "done = False\n"
     "kept = []\n"
     "def put(key):\n"
