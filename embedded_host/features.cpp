@@ -1,5 +1,5 @@
 // Feature flags. A listing asks them twice for each agent, with the interpreter lock held: the
-// answer is at hand and costs no look into the state.
+// answer is at hand, costs no look into the state and leaves no record in the journal.
 #include "embedded_host/operation.h"
 #include "embedded_host/store/switches.h"
 #include "platform/quelt_util.h"
@@ -12,12 +12,12 @@ using quelt::Refused;
 
 bool QueltUtil::IsQueltCSDFeatureEnabled() {
   return Operation("IsQueltCSDFeatureEnabled")
-      .Run([] { return CurrentSwitches().csd; }, Refused(false));
+      .RunUnrecorded([] { return CurrentSwitches().csd; }, Refused(false));
 }
 
 bool QueltUtil::IsQueltMetadataNodeFeatureEnabled() {
   return Operation("IsQueltMetadataNodeFeatureEnabled")
-      .Run([] { return CurrentSwitches().metadataNode; }, Refused(false));
+      .RunUnrecorded([] { return CurrentSwitches().metadataNode; }, Refused(false));
 }
 
 }  // namespace ZelCtl::Quelt

@@ -1,10 +1,10 @@
 #include "embedded_host/operation.h"
 
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
 #include "embedded_host/store/faults.h"
-#include "embedded_host/store/switches.h"
 
 namespace quelt {
 
@@ -33,8 +33,8 @@ bool Suffer(const Fault& fault) {
 
 }  // namespace
 
-bool Operation::Admit() {
-  if (!CurrentSwitches().HasFault(id_)) {
+bool Operation::Admit(const Switches& switches) const {
+  if (!switches.HasFault(id_)) {
     return true;
   }
   const std::optional<Fault> fault = StrikingFault(id_);

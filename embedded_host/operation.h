@@ -8,37 +8,24 @@
 //         .Write([&](Connection& db) { ...; return true; }, Refused(false));
 //   }
 //
-// Faults and delays are applied before a connection is taken. A failure of the store reaches the
-// caller as QueltCtlException, with the file and the reason.
+// Faults and delays are applied before a connection is taken; the journal, when it is on, takes one
+// after the operation has given its own back. A failure of the store reaches the caller as
+// QueltCtlException, with the file and the reason.
 #pragma once
 
-#include <cstdint>
 #include <initializer_list>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <utility>
-#include <variant>
 
+#include "embedded_host/argument.h"
+#include "embedded_host/journal.h"
 #include "embedded_host/operation_names.h"
 #include "embedded_host/store/store.h"
+#include "embedded_host/store/switches.h"
 #include "platform/exception.h"
 
 namespace quelt {
-
-/// Key material or a password among the arguments: only its length is ever recorded.
-struct Secret {
-  explicit Secret(std::string_view text) : bytes(text.size()) {}
-  explicit Secret(std::size_t length) : bytes(length) {}
-  std::size_t bytes;
-};
-
-/// One argument by name. Refers to the caller's value.
-struct Argument {
-  std::string_view name;
-  std::variant<std::string_view, std::int64_t, bool, Secret> value;
-};
 
 /// What an operation answers when a fault refuses it.
 template <typename Answer>
@@ -96,22 +83,64 @@ class Operation {
     return PerformOr(std::move(refused), std::forward<Body>(body));
   }
 
+  /// For an answer at hand that is asked for very often: leaves no trace in the journal.
+  template <typename Body, typename Answer>
+  Answer RunUnrecorded(Body&& body, Refused<Answer> refused) {
+    return Admit(CurrentSwitches()) ? std::forward<Body>(body)() : std::move(refused.answer);
+  }
+
  private:
   template <typename Body>
   auto Perform(Body&& body) {
-    if (!Admit()) {
-      throw HostCtl::Lib::Quelt::QueltCtlException("The host refused " + std::string(id_.name()));
+    using Answer = std::invoke_result_t<Body>;
+    const Switches switches = CurrentSwitches();
+    const auto perform = [&]() -> Answer {
+      if (!Admit(switches)) {
+        throw HostCtl::Lib::Quelt::QueltCtlException("The host refused " + std::string(id_.name()));
+      }
+      return std::forward<Body>(body)();
+    };
+    if (!switches.journal) {
+      return perform();
     }
-    return std::forward<Body>(body)();
+    JournalEntry entry(id_, arguments_);
+    try {
+      if constexpr (std::is_void_v<Answer>) {
+        perform();
+        entry.Answered();
+      } else {
+        Answer answer = perform();
+        entry.Answered();
+        return answer;
+      }
+    } catch (...) {
+      entry.Threw();
+      throw;
+    }
   }
 
   template <typename Answer, typename Body>
   Answer PerformOr(Refused<Answer> refused, Body&& body) {
-    return Admit() ? std::forward<Body>(body)() : std::move(refused.answer);
+    const Switches switches = CurrentSwitches();
+    const auto perform = [&]() -> Answer {
+      return Admit(switches) ? std::forward<Body>(body)() : std::move(refused.answer);
+    };
+    if (!switches.journal) {
+      return perform();
+    }
+    JournalEntry entry(id_, arguments_);
+    try {
+      Answer answer = perform();
+      entry.Answered(answer);
+      return answer;
+    } catch (...) {
+      entry.Threw();
+      throw;
+    }
   }
 
   /// Applies the faults set for this operation: waits, throws, or answers false for a refusal.
-  bool Admit();
+  bool Admit(const Switches& switches) const;
 
   OperationId id_;
   std::initializer_list<Argument> arguments_;

@@ -208,6 +208,18 @@ CREATE TABLE zelnic (
   unicast_port    INTEGER NOT NULL,
   ttl             INTEGER NOT NULL
 );
+
+-- The journal of operations (journal.h).
+CREATE TABLE journal (
+  number    INTEGER PRIMARY KEY,
+  time      INTEGER NOT NULL,  -- microseconds since 1970
+  process   INTEGER NOT NULL,
+  operation TEXT NOT NULL,
+  arguments TEXT NOT NULL,     -- a JSON object
+  outcome   TEXT NOT NULL,
+  message   TEXT NOT NULL,
+  duration  INTEGER NOT NULL   -- microseconds
+);
 )sql";
 
 constexpr const char* kSteps[] = {kTables};

@@ -40,6 +40,18 @@ class Store {
     return InTransaction(Pool::Use::kWrite, Transaction::Kind::kWrite, std::forward<Body>(body));
   }
 
+  /// The same for notes about operations: what the body changed survives the end of the process,
+  /// but not, for some time, that of the machine; so it costs no wait for the disk.
+  template <typename Body>
+  void Note(Body&& body) {
+    WithConnection(Pool::Use::kWrite, [&](Connection& connection) {
+      const RelaxedDurability relaxed(connection);
+      Transaction transaction(connection, Transaction::Kind::kWrite);
+      std::forward<Body>(body)(connection);
+      transaction.Commit();
+    });
+  }
+
   const std::string& path() const { return pool_.place().path; }
 
  private:

@@ -1,4 +1,4 @@
-// A transaction that is rolled back unless it was committed.
+// A transaction that is rolled back unless it was committed, and how durable commits are.
 #pragma once
 
 #include "embedded_host/store/connection.h"
@@ -34,6 +34,20 @@ class Transaction {
  private:
   Connection& connection_;
   bool open_ = true;
+};
+
+/// Commits of the connection don't wait for the disk while this stands. Outside transactions.
+class RelaxedDurability {
+ public:
+  explicit RelaxedDurability(Connection& connection) : connection_(connection) {
+    connection_.database().exec("PRAGMA synchronous = NORMAL");
+  }
+  RelaxedDurability(const RelaxedDurability&) = delete;
+  RelaxedDurability& operator=(const RelaxedDurability&) = delete;
+  ~RelaxedDurability() { connection_.database().tryExec("PRAGMA synchronous = FULL"); }
+
+ private:
+  Connection& connection_;
 };
 
 }  // namespace quelt

@@ -1,0 +1,24 @@
+// Arguments of an operation by name: what the journal shows of them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <variant>
+
+namespace quelt {
+
+/// Key material or a password among the arguments: only its length is ever recorded.
+struct Secret {
+  explicit Secret(std::string_view text) : bytes(text.size()) {}
+  explicit Secret(std::size_t length) : bytes(length) {}
+  std::size_t bytes;
+};
+
+/// One argument by name. Refers to the caller's value.
+struct Argument {
+  std::string_view name;
+  std::variant<std::string_view, std::int64_t, bool, Secret> value;
+};
+
+}  // namespace quelt

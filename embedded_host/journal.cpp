@@ -1,0 +1,118 @@
+#include "embedded_host/journal.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+#include <nlohmann/json.hpp>
+
+#include "embedded_host/store/store.h"
+#include "embedded_host/store/switches.h"
+
+namespace quelt {
+
+using nlohmann::json;
+using std::chrono::duration_cast;
+using std::chrono::microseconds;
+
+namespace {
+
+/// Whole characters of UTF-8, as far as they fit, and how much there was.
+std::string Cut(std::string_view text) {
+  if (text.size() <= kLongestJournalText) {
+    return std::string(text);
+  }
+  std::size_t end = kLongestJournalText;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+    --end;
+  }
+  return std::string(text.substr(0, end)) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+struct ToJson {
+  json operator()(std::string_view text) const { return Cut(text); }
+  json operator()(std::int64_t number) const { return number; }
+  json operator()(bool flag) const { return flag; }
+  json operator()(Secret secret) const { return "(" + std::to_string(secret.bytes) + " bytes)"; }
+};
+
+std::string ArgumentsText(std::initializer_list<Argument> arguments) {
+  nlohmann::ordered_json object = nlohmann::ordered_json::object();
+  for (const Argument& argument : arguments) {
+    object[std::string(argument.name)] = std::visit(ToJson(), argument.value);
+  }
+  // What a script passes need not be UTF-8.
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+void Write(const JournalRecord& record) {
+  Store::Instance().Note([&](Connection& db) {
+    db.Execute(
+        "INSERT INTO journal (time, process, operation, arguments, outcome, message, duration) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?)",
+        record.time, record.process, record.operation, record.arguments, record.outcome,
+        record.message, record.duration);
+    db.Execute("DELETE FROM journal WHERE number <= last_insert_rowid() - ?", kMostJournalRecords);
+  });
+}
+
+}  // namespace
+
+JournalEntry::JournalEntry(OperationId operation, std::initializer_list<Argument> arguments)
+    : operation_(operation),
+      arguments_(arguments),
+      time_(std::chrono::system_clock::now()),
+      start_(std::chrono::steady_clock::now()) {}
+
+void JournalEntry::Threw() noexcept {
+  try {
+    throw;
+  } catch (const std::exception& failure) {
+    End("threw", failure.what());
+  } catch (...) {
+    End("threw", "(not a standard exception)");
+  }
+}
+
+void JournalEntry::RefusedWith(std::int64_t status) noexcept {
+  char text[32];
+  std::snprintf(text, sizeof text, "status 0x%08x", static_cast<unsigned>(status));
+  End("refused", text);
+}
+
+void JournalEntry::End(const char* outcome, std::string_view message) noexcept {
+  const auto duration = std::chrono::steady_clock::now() - start_;
+  try {
+    Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(),
+           std::string(operation_.name()), ArgumentsText(arguments_), outcome, Cut(message),
+           duration_cast<microseconds>(duration).count()});
+  } catch (...) {
+    // The operation has ended: what is lost is the record.
+  }
+}
+
+void SwitchJournal(bool on) {
+  ChangeSwitches([&](Connection& db) {
+    db.Execute("INSERT OR REPLACE INTO switch (name, is_on) VALUES ('journal', ?)", on);
+  });
+}
+
+void ClearJournal() {
+  Store::Instance().Write([](Connection& db) { db.Execute("DELETE FROM journal"); });
+}
+
+std::vector<JournalRecord> ReadJournal() {
+  return Store::Instance().Read([](Connection& db) {
+    std::vector<JournalRecord> records;
+    Rows rows = db.Query(
+        "SELECT number, time, process, operation, arguments, outcome, message, duration "
+        "FROM journal ORDER BY number");
+    while (rows.Next()) {
+      records.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Text(3),
+                         rows.Text(4), rows.Text(5), rows.Text(6), rows.Integer(7)});
+    }
+    return records;
+  });
+}
+
+}  // namespace quelt
