@@ -11,8 +11,13 @@ using nlohmann::json;
 
 namespace {
 
-/// A key as it stands in a place: "~" and "/" are escaped (RFC 6901).
-std::string Escaped(std::string_view key) {
+bool IsHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+}  // namespace
+
+std::string EscapedKey(std::string_view key) {
   std::string escaped;
   for (const char c : key) {
     if (c == '~') {
@@ -25,12 +30,6 @@ std::string Escaped(std::string_view key) {
   }
   return escaped;
 }
-
-bool IsHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-}  // namespace
 
 void Node::Fail(std::string_view expectation) const {
   throw ScenarioError((place_.empty() ? std::string("/") : place_) + ": expected " +
@@ -108,19 +107,22 @@ std::vector<std::pair<std::string, Node>> Node::Members() const {
   }
   std::vector<std::pair<std::string, Node>> members;
   for (const auto& [key, value] : value_->items()) {
-    members.emplace_back(key, Node(value, place_ + "/" + Escaped(key)));
+    members.emplace_back(key, Node(value, place_ + "/" + EscapedKey(key)));
   }
   return members;
 }
 
-void Node::AllowOnly(std::initializer_list<std::string_view> keys) const {
-  for (const auto& [key, member] : Members()) {
+void Node::AllowOnly(std::span<const std::string_view> keys) const {
+  if (!value_->is_object()) {
+    Fail("an object");
+  }
+  for (const auto& [key, value] : value_->items()) {
     if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
       std::string known;
       for (const std::string_view name : keys) {
         known += (known.empty() ? "" : ", ") + std::string(name);
       }
-      member.Fail("one of these keys instead: " + known);
+      Node(value, place_ + "/" + EscapedKey(key)).Fail("one of these keys instead: " + known);
     }
   }
 }
@@ -139,7 +141,7 @@ std::optional<Node> Node::Find(const char* key) const {
   }
   const auto found = value_->find(key);
   return found == value_->end() ? std::nullopt
-                                : std::optional(Node(*found, place_ + "/" + Escaped(key)));
+                                : std::optional(Node(*found, place_ + "/" + EscapedKey(key)));
 }
 
 std::string Node::TextOr(const char* key, std::string missing) const {

@@ -6,6 +6,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ class ScenarioError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+/// A key as it stands in a place: "~" and "/" are escaped (RFC 6901).
+std::string EscapedKey(std::string_view key);
 
 /// Reads one value of the document and refuses what does not fit. Refers to the document.
 class Node {
@@ -45,7 +49,10 @@ class Node {
   std::vector<std::pair<std::string, Node>> Members() const;
 
   /// Refuses the value unless it is an object with no other keys than these.
-  void AllowOnly(std::initializer_list<std::string_view> keys) const;
+  void AllowOnly(std::span<const std::string_view> keys) const;
+  void AllowOnly(std::initializer_list<std::string_view> keys) const {
+    AllowOnly(std::span(keys.begin(), keys.size()));
+  }
   /// A member that must be there.
   Node At(const char* key) const;
   /// A member that may be missing.

@@ -1,6 +1,6 @@
 #include "embedded_host/scenario/scenario.h"
 
-#include <algorithm>
+#include <vector>
 
 #include "default_scenario.inc"
 
@@ -11,24 +11,24 @@ using nlohmann::json;
 namespace {
 
 const Section* const kSections[] = {
-    &kConfigStoreSection, &kDiskGroupsSection, &kFeaturesSection,
-    &kObjectsSection,     &kKmsSection,        &kKeysSection,
+    &kConfigStoreSection,
+    &kDiskGroupsSection,
+    &kFeaturesSection,
+    &kObjectsSection,
+    &kKmsSection,
+    &kKeysSection,
     &kDisksSection,  // wraps DEKs under the keys
-    &kNetworkSection,     &kUnicastSection,
+    &kNetworkSection,
+    &kUnicastSection,
 };
 
-bool IsKnown(const std::string& key) {
-  return std::any_of(std::begin(kSections), std::end(kSections), [&](const Section* section) {
-    return std::find(section->keys.begin(), section->keys.end(), key) != section->keys.end();
-  });
-}
-
-void RefuseUnknownKeys(const Node& root) {
-  for (const auto& [key, member] : root.Members()) {
-    if (!IsKnown(key)) {
-      member.Fail("no such key in a scenario");
-    }
+/// "$schema" is for editors.
+std::vector<std::string_view> AllKeys() {
+  std::vector<std::string_view> keys = {"$schema"};
+  for (const Section* section : kSections) {
+    keys.insert(keys.end(), section->keys.begin(), section->keys.end());
   }
+  return keys;
 }
 
 }  // namespace
@@ -40,7 +40,7 @@ const json& DefaultScenario() {
 
 void LoadScenario(Connection& db, const json& document) {
   const Node root(document, "");
-  RefuseUnknownKeys(root);
+  root.AllowOnly(AllKeys());
   for (const Section* section : kSections) {
     section->load(db, root);
   }

@@ -6,6 +6,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 namespace quelt {
 
@@ -13,7 +15,15 @@ namespace quelt {
 void AddStateCommands(CLI::App& app);
 /// load, dump
 void AddScenarioCommands(CLI::App& app);
+/// show
+void AddShowCommand(CLI::App& app);
 /// fail, heal, faults
 void AddFaultCommands(CLI::App& app);
+/// journal
+void AddJournalCommands(CLI::App& app);
+/// run; `command` is what stood after "--", and outlives the application
+void AddRunCommand(CLI::App& app, const std::vector<std::string>& command);
+/// completion, manual: made from the application, which has all other subcommands by then
+void AddDocumentationCommands(CLI::App& app);
 
 }  // namespace quelt

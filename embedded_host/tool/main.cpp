@@ -1,10 +1,13 @@
 // quelt-host: seeds, inspects and breaks the embedded host from outside the scripts that use it.
 //
 // Exit status: 0; 1 when the command failed, with one line on standard error; 2 for wrong usage.
+// That of `run` is the status of the command that it ran.
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "embedded_host/tool/commands.h"
 
@@ -16,8 +19,22 @@ constexpr int kUsage = 2;
 /// The path reaches the store as it reaches every other process: through the environment.
 void UseState(const std::string& path) { setenv("QUELT_HOST_STATE", path.c_str(), 1); }
 
+/// Takes what stands after the first "--", if "run" stands before it.
+std::vector<std::string> TakeCommand(std::vector<std::string>& words) {
+  const auto mark = std::find(words.begin(), words.end(), "--");
+  if (mark == words.end() || std::find(words.begin(), mark, "run") == mark) {
+    return {};
+  }
+  std::vector<std::string> command(mark + 1, words.end());
+  words.erase(mark, words.end());
+  return command;
+}
+
 int Run(int argc, char** argv) {
-  CLI::App app("The embedded Quelt host: its state and its faults", "quelt-host");
+  std::vector<std::string> words(argv + 1, argv + argc);
+  const std::vector<std::string> command = TakeCommand(words);
+  CLI::App app("Seed, inspect and break the embedded Quelt host, and record what scripts do to it",
+               "quelt-host");
   app.require_subcommand(1);
   app.fallthrough();
   app.add_option_function<std::string>("--state", UseState,
@@ -26,9 +43,16 @@ int Run(int argc, char** argv) {
       ->trigger_on_parse();
   quelt::AddStateCommands(app);
   quelt::AddScenarioCommands(app);
+  quelt::AddShowCommand(app);
   quelt::AddFaultCommands(app);
+  quelt::AddJournalCommands(app);
+  quelt::AddRunCommand(app, command);
+  quelt::AddDocumentationCommands(app);
   try {
-    app.parse(argc, argv);
+    std::reverse(words.begin(), words.end());  // as the library wants them
+    app.parse(words);
+  } catch (const CLI::RuntimeError& status) {
+    return status.get_exit_code();
   } catch (const CLI::ParseError& failure) {
     return app.exit(failure) == 0 ? EXIT_SUCCESS : kUsage;
   }

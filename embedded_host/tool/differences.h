@@ -1,0 +1,27 @@
+// What changed between two dumps of a host.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace quelt {
+
+/// One dump: with secrets, to see what changed, and without, to know what may be shown.
+struct HostDump {
+  nlohmann::json whole;
+  nlohmann::json shown;
+};
+
+/// A value that was added, removed or changed. Secrets stand as "(secret)".
+struct Difference {
+  enum class Kind { kAdded, kRemoved, kChanged };
+  Kind kind;
+  std::string place;  ///< keys, and the names of the items of lists: "/disks/d1/kekId"
+  nlohmann::json before;
+  nlohmann::json after;
+};
+
+std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after);
+
+}  // namespace quelt

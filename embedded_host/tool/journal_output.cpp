@@ -1,0 +1,63 @@
+#include "embedded_host/tool/journal_output.h"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <ostream>
+
+namespace quelt {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+/// A time as `format` of strftime and its microseconds.
+std::string TimeText(std::int64_t microseconds, const char* format, bool utc) {
+  const std::time_t seconds = microseconds / 1'000'000;
+  std::tm parts{};
+  utc ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts);
+  std::array<char, 32> whole{};
+  std::strftime(whole.data(), whole.size(), format, &parts);
+  std::array<char, 16> fraction{};
+  std::snprintf(fraction.data(), fraction.size(), ".%06d",
+                static_cast<int>(microseconds % 1'000'000));
+  return std::string(whole.data()) + fraction.data();
+}
+
+/// "id=kek-1, flag=true"
+std::string ArgumentsLine(const std::string& arguments) {
+  const ordered_json object = ordered_json::parse(arguments);
+  std::string line;
+  for (const auto& [name, value] : object.items()) {
+    line += (line.empty() ? "" : ", ") + name + "=" +
+            (value.is_string() ? value.get<std::string>() : value.dump());
+  }
+  return Printable(line);
+}
+
+}  // namespace
+
+ordered_json RecordJson(const JournalRecord& record) {
+  return {{"number", record.number},
+          {"time", TimeText(record.time, "%Y-%m-%dT%H:%M:%S", true) + "Z"},
+          {"process", record.process},
+          {"operation", record.operation},
+          {"arguments", ordered_json::parse(record.arguments)},
+          {"outcome", record.outcome},
+          {"message", record.message},
+          {"duration", static_cast<double>(record.duration) / 1e6}};
+}
+
+void PrintJournal(const std::vector<JournalRecord>& records, std::ostream& out,
+                  const Style& style) {
+  Table table({">NO", "TIME", ">PROCESS", ">DURATION", "OPERATION", "ARGUMENTS", "OUTCOME"});
+  for (const JournalRecord& record : records) {
+    const std::string message = record.message.empty() ? "" : ": " + Printable(record.message);
+    table.Add({std::to_string(record.number), TimeText(record.time, "%H:%M:%S", false),
+               std::to_string(record.process), SecondsText(record.duration), record.operation,
+               ArgumentsLine(record.arguments), record.outcome + message});
+  }
+  table.Print(out, style);
+}
+
+}  // namespace quelt

@@ -1,0 +1,18 @@
+// The journal as people and programs read it.
+#pragma once
+
+#include <iosfwd>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "embedded_host/journal.h"
+#include "embedded_host/tool/table.h"
+
+namespace quelt {
+
+/// A record with its arguments as an object, its time as text and its duration in seconds.
+nlohmann::ordered_json RecordJson(const JournalRecord& record);
+
+void PrintJournal(const std::vector<JournalRecord>& records, std::ostream& out, const Style& style);
+
+}  // namespace quelt

@@ -1,0 +1,13 @@
+// The manual page of the tool.
+#pragma once
+
+#include <string>
+
+#include "embedded_host/tool/description.h"
+
+namespace quelt {
+
+/// A page of section 1, in the macros of man(7).
+std::string ManualPage(const CommandDescription& tool);
+
+}  // namespace quelt

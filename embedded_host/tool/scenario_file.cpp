@@ -1,0 +1,81 @@
+#include "embedded_host/tool/scenario_file.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "embedded_host/scenario/document.h"
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/failure.h"
+#include "embedded_host/store/schema.h"
+#include "embedded_host/store/state_file.h"
+#include "embedded_host/store/switches.h"
+
+namespace quelt {
+
+namespace {
+
+std::string ReadText(const std::string& file) {
+  std::ifstream opened;
+  if (file != "-") {
+    opened.open(file, std::ios::binary);
+    if (!opened) {
+      ThrowSystemFailure(file, errno);
+    }
+  }
+  std::istream& stream = file == "-" ? std::cin : opened;
+  try {
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  } catch (const std::ios_base::failure&) {  // a folder opens too
+    ThrowSystemFailure(file, errno);
+  }
+}
+
+/// A line that counts the rows while they are stored, on a terminal alone.
+class ProgressLine {
+ public:
+  explicit ProgressLine(Connection& db) : handle_(db.database().getHandle()) {
+    constexpr int kSteps = 1'000'000;  // of SQLite's machine: some tens of milliseconds
+    if (isatty(STDERR_FILENO) != 0) {
+      sqlite3_progress_handler(handle_, kSteps, Show, this);
+    }
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine() {
+    sqlite3_progress_handler(handle_, 0, nullptr, nullptr);
+    if (shown_) {
+      std::fputs("\r\x1b[K", stderr);
+    }
+  }
+
+ private:
+  static int Show(void* line) {
+    auto& self = *static_cast<ProgressLine*>(line);
+    self.shown_ = true;
+    std::fprintf(stderr, "\rLoading: %d rows", sqlite3_total_changes(self.handle_));
+    return 0;
+  }
+
+  sqlite3* const handle_;
+  bool shown_ = false;
+};
+
+}  // namespace
+
+void LoadScenarioFile(const std::string& file) {
+  const nlohmann::json document = ParseDocument(ReadText(file));
+  ChangeSwitches([&](Connection& db) {
+    const ProgressLine progress(db);
+    ClearTables(db);
+    LoadScenario(db, document);
+  });
+  Store::Instance().Read(EmptyLog);
+}
+
+}  // namespace quelt

@@ -1,0 +1,13 @@
+// A scenario from a file into the host's state.
+#pragma once
+
+#include <string>
+
+namespace quelt {
+
+/// Replaces the host's whole state by the scenario in a file ("-": standard input), or leaves it as
+/// it was and throws: "<place>: expected <...>" or "line 3, column 13: <...>". Faults and the
+/// journal begin anew too. On a terminal a line on standard error shows how far it is.
+void LoadScenarioFile(const std::string& file);
+
+}  // namespace quelt

@@ -1,0 +1,95 @@
+#include "embedded_host/tool/table.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <ostream>
+
+namespace quelt {
+
+namespace {
+
+/// How many columns of a terminal a text takes: one for each character of UTF-8.
+std::size_t Width(const std::string& text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  }));
+}
+
+}  // namespace
+
+Style::Style(int descriptor) {
+  const char* const unwanted = std::getenv("NO_COLOR");
+  plain_ = isatty(descriptor) == 0 || (unwanted != nullptr && *unwanted != '\0');
+}
+
+std::string Style::With(const char* attribute, const std::string& text) const {
+  return plain_ ? text : "\x1b[" + std::string(attribute) + "m" + text + "\x1b[0m";
+}
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      printable += c;
+      continue;
+    }
+    std::array<char, 5> code{};
+    std::snprintf(code.data(), code.size(), "\\x%02x", byte);
+    printable += c == '\n' ? "\\n" : code.data();
+  }
+  return printable;
+}
+
+std::string SizeText(std::int64_t bytes) {
+  constexpr std::array kUnits = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+  auto size = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  while (size >= 1024 && unit + 1 < kUnits.size()) {
+    size /= 1024;
+    ++unit;
+  }
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.*f %s", unit == 0 ? 0 : 1, size, kUnits[unit]);
+  return text.data();
+}
+
+std::string SecondsText(std::int64_t microseconds) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.6f s", static_cast<double>(microseconds) / 1e6);
+  return text.data();
+}
+
+void Table::Print(std::ostream& out, const Style& style) const {
+  std::vector<bool> right;
+  std::vector<std::string> heads;
+  std::vector<std::size_t> widths;
+  for (const std::string& heading : headings_) {
+    right.push_back(heading.starts_with('>'));
+    heads.push_back(right.back() ? heading.substr(1) : heading);
+    widths.push_back(Width(heads.back()));
+  }
+  for (const auto& row : rows_) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      widths[i] = std::max(widths[i], Width(row[i]));
+    }
+  }
+  const auto line = [&](const std::vector<std::string>& cells) {
+    std::string text;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      const std::string gap(widths[i] - Width(cells[i]), ' ');
+      text += (i == 0 ? "" : "  ") + (right[i] ? gap + cells[i] : cells[i] + gap);
+    }
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+  };
+  out << style.Bold(line(heads)) << '\n';
+  for (const auto& row : rows_) {
+    out << line(row) << '\n';
+  }
+}
+
+}  // namespace quelt
