@@ -1,13 +1,10 @@
 """The embedded host, as a test sees it: a state of its own, other processes, the tool quelt-host.
 
-A process reads the path of its host once. So each test process has one path, STATE, in a folder of
-its own that goes away with the process; HostTestCase brings the state back to the default scenario
-before each test. Whoever needs another path (a broken file, a file not there yet) gives it to a
-child process: run_python("...", state=path).
+Each test process has one state path, STATE (see quelt_testing); HostTestCase brings the state back
+to the default scenario before each test. Whoever needs another path (a broken file, a file not there
+yet) gives it to a child process: run_python("...", state=path).
 """
 
-import atexit
-import collections
 import json
 import os
 import shutil
@@ -16,15 +13,15 @@ import sys
 import tempfile
 import unittest
 
-#: A folder of this process's own, gone when it ends.
-FOLDER = tempfile.mkdtemp(prefix="quelt-test-")
-_OWNER = os.getpid()
-#: The tool quelt-host.
-TOOL = os.environ["PYQUELT_TOOL"]
+import quelt_testing
+from quelt_testing import Result, run  # noqa: F401 (for the tests)
 
 #: The state of this process's host.
-STATE = os.path.join(FOLDER, "host.db")
-os.environ["QUELT_HOST_STATE"] = STATE
+STATE = quelt_testing.state_path()
+#: A folder of this process's own, gone when it ends.
+FOLDER = os.path.dirname(STATE)
+#: The tool quelt-host.
+TOOL = quelt_testing.tool_path()
 
 #: Long forms of the tests that hammer the host: PYQUELT_DEEP=1.
 DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
@@ -33,29 +30,12 @@ DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
 _PYTHON = [sys.executable, "-X", "faulthandler", "-W", "ignore:This process:DeprecationWarning",
            "-c"]
 
-#: How a process ended: exit status (negative: the signal), standard output and error as str.
-Result = collections.namedtuple("Result", "code out err")
 
-
-@atexit.register
-def _remove_folder():
-    if os.getpid() == _OWNER:
-        shutil.rmtree(FOLDER, ignore_errors=True)
-
-
-def start(command, state=STATE, env=None, **options):
+def start(command, state=None, env=None, **options):
     """Starts a process on the host at `state`; returns the Popen object, its pipes in text mode."""
-    environment = dict(os.environ, QUELT_HOST_STATE=state, **(env or {}))
     return subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, universal_newlines=True, env=environment,
-                            **options)
-
-
-def run(command, state=STATE, env=None, **options):
-    """Runs a process on the host at `state` to its end."""
-    process = start(command, state, env, **options)
-    out, err = process.communicate()
-    return Result(process.returncode, out, err)
+                            stderr=subprocess.PIPE, universal_newlines=True,
+                            env=quelt_testing.environment(state, env), **options)
 
 
 def start_python(script, *args, **options):

@@ -288,7 +288,7 @@ class ScenarioTest(CryptoTestCase):
         self.assertEqual(self.dump(), state)
         self.assertEqual(pyquelt.GetWrappedDekFromDisk(SECRET), wrapped)
         self.assertEqual(state["kms"]["servers"], servers)
-        shown = self.tool("dump")
+        shown = hosts.quelt_host("dump").out
         for secret in ("a1" * 32, '"p"', "secret word"):
             self.assertNotIn(secret, shown)
         self.assertEqual(self.load(json.loads(shown)), "")

@@ -120,7 +120,7 @@ class KmsTestCase(hosts.HostTestCase):
         self.tool("load", path)
 
     def trusted(self):
-        return json.loads(self.tool("dump")).get("kms", {}).get("trustedCertificates", [])
+        return json.loads(self.tool("dump", "--secrets")).get("kms", {}).get("trustedCertificates", [])
 
 
 def one_server(port, **changes):

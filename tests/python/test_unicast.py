@@ -200,7 +200,7 @@ class ScenarioTest(hosts.HostTestCase):
                            dict(group, name="a", uuid="", trafficType="")]}
         result = self.load(document)
         self.assertEqual((result.code, result.err), (0, ""))
-        dumped = json.loads(self.tool("dump"))
+        dumped = json.loads(self.tool("dump", "--secrets"))
         self.assertEqual({key: dumped[key] for key in document}, document)
         self.assertIs(pyquelt.GetUnicastMode(), False)
         self.assertEqual(pyquelt.GetQueltZelnicNames(), ["b"])
@@ -223,13 +223,13 @@ class ScenarioTest(hosts.HostTestCase):
             ({"interfaces": [{"name": "a", "agentGroup": "x"}]},
              "/interfaces/0/agentGroup: expected an IPv4 or IPv6 address"),
         )
-        before = self.tool("dump")
+        before = self.tool("dump", "--secrets")
         for document, text in table:
             with self.subTest(text):
                 result = self.load(document)
                 self.assertEqual(result.code, 1)
                 self.assertIn(text, result.err)
-        self.assertEqual(self.tool("dump"), before)
+        self.assertEqual(self.tool("dump", "--secrets"), before)
 
     def test_host_without_a_cluster_fails_to_answer(self):
         self.load({})

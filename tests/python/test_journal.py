@@ -1,0 +1,132 @@
+"""The journal: what it says of an operation, and that it changes nothing for the operation."""
+
+import calendar
+import json
+import time
+import unittest
+
+import hosts
+import pyquelt
+
+SECRET = "correct horse battery staple"
+
+# What a script does and how its last operation is recorded: operation, arguments, outcome, message.
+CALLS = [
+    (lambda: pyquelt.GetHardwareSku(), "GetHardwareSku", {}, "answered", ""),
+    (lambda: pyquelt.SetIloAuth(u"gr\u00fc\u00df", SECRET), "SetIloAuth",
+     {"first": u"gr\u00fc\u00df", "second": "(28 bytes)"}, "answered", ""),
+    (lambda: pyquelt.CacheKey("k", "a", SECRET), "AddKeyToKeyCache",
+     {"id": "k", "attribute": "a", "key": "(28 bytes)"}, "answered", ""),
+    (lambda: pyquelt.RemoveKey("nobody"), "RemoveKeyFromKeyCache", {"id": "nobody"}, "threw",
+     'Key "nobody" is not in the key cache'),
+    (lambda: pyquelt.GetKeyFromKeyCache("k"), "RetrieveKeyFromKeyCache",
+     {"id": "k", "capacity": 4096}, "answered", ""),
+    (lambda: pyquelt.AddUnicastAgent("nowhere"), "BuildQueltIPAddress", {"text": "nowhere"},
+     "refused", ""),
+    (lambda: pyquelt.DeleteObject("00000000-0000-0000-0000-000000000001"), "ObjUtil_Delete",
+     {"cid": "00000000-0000-0000-0000-000000000000",
+      "uuid": "00000000-0000-0000-0000-000000000001", "force": False}, "refused",
+     "status 0x0bad0003"),
+    (lambda: pyquelt.SetPerfsvcHostConfigStore("k", 5000 * "v"), "SetPerfsvcHostConfigStore",
+     {"first": "k", "second": 4096 * "v" + "... (5000 bytes)"}, "answered", ""),
+]
+
+# Faults of an operation and how it is recorded then.
+FAULTS = [
+    (["--refuse"], "refused", ""),
+    (["--throw", "out of paper"], "threw", "out of paper"),
+    (["--throw-standard", "odd"], "threw", "odd"),
+    (["--throw-unknown"], "threw", "(not a standard exception)"),
+    (["--delay", "0.25"], "answered", ""),
+]
+
+
+class JournalTest(hosts.HostTestCase):
+
+    def setUp(self):
+        super(JournalTest, self).setUp()
+        self.tool("journal", "start")
+
+    def records(self):
+        return [json.loads(line) for line in self.tool("journal", "show", "--json").splitlines()]
+
+    def last(self):
+        record = self.records()[-1]
+        return tuple(record[key] for key in ("operation", "arguments", "outcome", "message"))
+
+    def test_operation_is_recorded_wrongly_or_with_a_secret(self):
+        for call, operation, arguments, outcome, message in CALLS:
+            try:
+                call()
+            except (RuntimeError, ValueError):
+                pass
+            self.assertEqual(self.last(), (operation, arguments, outcome, message))
+        for words, outcome, message in FAULTS:
+            self.tool("fail", "GetHardwareSku", *words)
+            try:
+                pyquelt.GetHardwareSku()
+            except (RuntimeError, ValueError):
+                pass
+            self.assertEqual(self.last(), ("GetHardwareSku", {}, outcome, message))
+        self.assertGreaterEqual(self.records()[-1]["duration"], 0.25)
+        self.assertNotIn(SECRET, str(hosts.sqlite(hosts.STATE, "SELECT * FROM journal")))
+        self.assertIn("second=(28 bytes)", self.tool("journal", "show"))
+
+    def test_records_of_several_processes_are_lost_or_mixed_up(self):
+        begin = time.time()
+        processes = [hosts.start_python("import pyquelt\nfor i in range(50): pyquelt.GetKekId()")
+                     for _ in range(3)]
+        for process in processes:
+            self.assertEqual(process.communicate()[1], "")
+        records = self.records()
+        self.assertEqual([record["number"] for record in records], list(range(1, 451)))
+        for process in processes:
+            self.assertEqual([record["operation"] for record in records
+                              if record["process"] == process.pid],
+                             50 * ["GetQueltPlugin", "GetHostSystem", "GetConfiguredKekId"])
+        stamp = time.strptime(records[0]["time"][:19], "%Y-%m-%dT%H:%M:%S")
+        self.assertLess(abs(int(begin) - calendar.timegm(stamp)), 300)
+
+    def test_journal_records_when_off_or_feature_flags_or_for_ever(self):
+        self.tool("journal", "stop")
+        pyquelt.GetHardwareSku()
+        self.assertEqual(self.tool("journal", "show"), "Nothing is recorded; the journal is off.\n")
+        self.tool("journal", "start")
+        pyquelt.GetUnicastAgents()
+        self.assertEqual([record["operation"] for record in self.records()],
+                         ["GetQueltPlugin", "GetHostSystem", "GetUnicastAgentList"])
+        self.assertIn("includeExtra=false", self.tool("journal", "show"))
+        # As if the bound were reached.
+        hosts.sqlite(hosts.STATE, "UPDATE journal SET number = 100001 WHERE number = 3")
+        pyquelt.GetHardwareSku()
+        self.assertEqual([record["number"] for record in self.records()], [100001, 100002])
+        self.tool("journal", "clear")
+        self.assertEqual(self.records(), [])
+
+    def test_journal_that_cannot_be_written_changes_an_answer(self):
+        script = ("import sqlite3, subprocess, sys\n"
+                  "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
+                  "db.execute('BEGIN IMMEDIATE')\n"
+                  "subprocess.check_call([sys.executable, '-c', 'import pyquelt; "
+                  "print(pyquelt.GetHardwareSku())'])")
+        self.assertEqual(self.script(script, hosts.STATE, env={"QUELT_HOST_WAIT": "0"}),
+                         "QS-2240-AF\n")
+        self.assertEqual(self.records(), [])
+        # A connection is in use while a thread forks: the journal's must not hold the fork up.
+        self.script("import os, threading, pyquelt\n"
+                    "def work():\n"
+                    "    for i in range(100): pyquelt.GetHardwareSku()\n"
+                    "threads = [threading.Thread(target=work) for i in range(4)]\n"
+                    "for thread in threads: thread.start()\n"
+                    "for i in range(10):\n"
+                    "    child = os.fork()\n"
+                    "    if child == 0:\n"
+                    "        pyquelt.GetHardwareSku()\n"
+                    "        os._exit(0)\n"
+                    "    assert os.waitpid(child, 0)[1] == 0\n"
+                    "for thread in threads: thread.join()\n")
+        self.assertEqual(len(self.records()), 410)
+
+
+if __name__ == "__main__":
+    unittest.main()

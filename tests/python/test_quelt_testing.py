@@ -1,0 +1,99 @@
+"""quelt_testing: what the author of a script's tests relies on."""
+
+import os
+import sys
+import unittest
+
+import hosts
+import quelt_testing
+
+CONFTEST = 'pytest_plugins = "quelt_testing"\n'
+PYTEST_FILE = """
+import pyquelt, pytest
+
+@pytest.fixture
+def quelt_scenario():
+    return {"hardwareSku": "mine"}
+
+def test_one(quelt_host):
+    assert pyquelt.GetHardwareSku() == "mine"
+    pyquelt.SetIloAuth("a", "b")
+    quelt_host.fail("GetHardwareSku", refuse=True)
+
+def test_other(quelt_host):
+    assert pyquelt.GetHardwareSku() == "mine"
+    with pytest.raises(ValueError):
+        pyquelt.GetIloAuth()
+    assert [each["outcome"] for each in quelt_host.journal("GetIloAuth")] == ["refused"]
+"""
+
+
+class HostTest(unittest.TestCase):
+
+    def test_host_begins_with_something_of_the_one_before(self):
+        import pyquelt
+        path = os.path.join(hosts.FOLDER, "scenario.json")
+        with open(path, "w") as file:
+            file.write('{"hardwareSku": "from the file"}')
+        for scenario, sku in (({"hardwareSku": u"gr\u00fc\u00df"}, u"gr\u00fc\u00df"),
+                              (path, "from the file"), (None, "QS-2240-AF")):
+            with quelt_testing.Host(scenario) as host:
+                self.assertEqual(host.journal(), [])
+                self.assertEqual(pyquelt.GetHardwareSku(), sku)
+                self.assertEqual(host.dump()["hardwareSku"], sku)
+                host.fail("GetHardwareSku", throw="--odd=", after=1, times=2, delay=0)
+                outcomes = []
+                for _ in range(4):
+                    try:
+                        outcomes.append(pyquelt.GetHardwareSku())
+                    except ValueError as error:
+                        outcomes.append(str(error))
+                self.assertEqual(outcomes, [sku, "--odd=", "--odd=", sku])
+                self.assertEqual([each["outcome"] for each in host.journal("GetHardwareSku")],
+                                 ["answered", "answered", "threw", "threw", "answered"])
+                host.clear_journal()
+                self.assertEqual(host.journal(), [])
+                host.fail("SetIloAuth", throw_standard="x")
+                with self.assertRaises(RuntimeError):
+                    quelt_testing.Host().__enter__()
+
+    def test_failure_of_the_tool_is_hidden(self):
+        with quelt_testing.Host() as host:
+            for call, text in ((lambda: host.fail("Nothing"), "No platform operation is called"),
+                               (lambda: host.load({"no": 1}), "/no: expected one of these keys")):
+                with self.assertRaisesRegex(quelt_testing.ToolError, text):
+                    call()
+            self.assertEqual(host.run_python("-c", "import sys; sys.exit(input())", input="bye"),
+                             (1, "", "bye\n"))
+
+    def test_call_on_another_host_goes_unnoticed(self):
+        result = hosts.run_python(
+            "import pyquelt, quelt_testing\npyquelt.GetHardwareSku()\n"
+            "try:\n  quelt_testing.Host().__enter__()\nexcept RuntimeError as e: print(e)",
+            state=os.path.join(hosts.FOLDER, "elsewhere.db"))
+        self.assertEqual(result.err, "")
+        self.assertIn("pyquelt was called in this process before", result.out)
+
+    def test_folder_stays_behind(self):
+        result = hosts.run_python("import os, quelt_testing\n"
+                                  "with quelt_testing.Host() as host: print(host.state)\n"
+                                  "if os.fork() == 0: raise SystemExit\n"
+                                  "os.wait(); assert os.path.exists(host.state)")
+        self.assertEqual(result.err, "")
+        self.assertFalse(os.path.exists(os.path.dirname(result.out.strip())))
+
+    def test_fixture_differs_from_the_context_manager(self):
+        if hosts.run([sys.executable, "-c", "import pytest"]).code != 0:
+            self.skipTest("there is no pytest")
+        folder = os.path.join(hosts.FOLDER, "suite")
+        os.mkdir(folder)
+        for name, text in (("conftest.py", CONFTEST), ("test_it.py", PYTEST_FILE)):
+            with open(os.path.join(folder, name), "w") as file:
+                file.write(text)
+        result = hosts.run([sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider"],
+                           cwd=folder)
+        self.assertIn("2 passed", result.out, result.out + result.err)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,161 @@
+"""The tool quelt-host as a whole: help, completion and manual, the view of a host, and run.
+
+What the single subcommands do to a host stands in the tests of faults, scenario and journal.
+"""
+
+import json
+import os
+import pty
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+import hosts
+import pyquelt
+
+COMMANDS = ["init", "reset", "load", "dump", "show", "fail", "heal", "faults", "journal",
+            "journal start", "journal stop", "journal show", "journal clear", "run", "completion",
+            "manual"]
+
+# What bash offers: words so far (the last one unfinished) and what it offers, None: files.
+COMPLETIONS = [
+    ([""], ["--help", "--state", "-h"] + [name for name in COMMANDS if " " not in name]),
+    (["sh"], ["show"]),
+    (["fail", "GetIlo"], ["GetIloAuth"]),
+    (["fail", "--thr"], ["--throw", "--throw-standard", "--throw-unknown"]),
+    (["fail", "--throw", "GetIlo"], []),
+    (["--state", "journal", "journal", "sh"], ["show"]),
+    (["journal", "show", "--j"], ["--json"]),
+    (["completion", ""], ["--help", "--state", "-h", "bash", "fish", "zsh"]),
+    (["load", "/"], None), (["--state", "/"], None), (["run", "--report", "/"], None),
+]
+
+SCRIPT = """
+import sys, pyquelt
+pyquelt.SetIloAuth("admin", "topsecret")
+pyquelt.SetPerfsvcHostConfigStore("verbosity", "high")
+pyquelt.CacheKey("k-new", "KEK", "topsecret")
+pyquelt.RemoveUnicastAgent("198.51.100.7", "5f0c2a31-8d44-4b7e-9c15-0a1b2c3d4e02", type="witness")
+print(sys.argv[1:])
+sys.exit(7)
+"""
+
+
+class DocumentationTest(hosts.HostTestCase):
+
+    def test_subcommand_has_no_example_or_is_missing_in_the_manual(self):
+        manual = self.tool("manual")
+        for name in COMMANDS:
+            text = self.tool(*(name.split() + ["--help"]))
+            self.assertRegex(text, "(?s)Example.*\n +.*quelt-host ")
+            self.assertIn('\n.SS quelt\\-host ' + name, manual)
+            for option in re.findall(r"^ +(?:-h,)?(--[a-z-]+)", text, re.M):
+                self.assertIn(option.replace("-", "\\-"), manual)
+        listed = re.findall(r"(?m)^\.SS quelt\\-host ((?:[a-z]+ ?)+)", manual)
+        self.assertEqual([name.strip() for name in listed], COMMANDS)
+        if shutil.which("groff"):
+            command = ["groff", "-man", "-ww", "-Tutf8", "-z"]
+            self.assertEqual(hosts.run(command, input=manual), (0, "", ""))
+
+    @unittest.skipUnless(shutil.which("bash"), "needs bash")
+    def test_shell_completes_something_else(self):
+        script = self.tool("completion", "bash") + (
+            'COMP_WORDS=(quelt-host "$@") COMP_CWORD=$#\n_quelt_host\n'
+            'printf "%s\\n" "${COMPREPLY[@]}"\n')
+        for words, offered in COMPLETIONS:
+            result = hosts.run(["bash", "-c", script, "bash"] + words)
+            found = sorted(line for line in result.out.split("\n") if line)
+            if offered is None:
+                self.assertIn("/etc", found)
+            else:
+                self.assertEqual((found, result.err), (sorted(offered), ""), words)
+        for shell in ("zsh", "fish"):
+            self.assertIn("quelt-host", self.tool("completion", shell))
+        self.assertEqual(hosts.quelt_host("completion", "tcsh").code, 2)
+
+
+class ShowTest(hosts.HostTestCase):
+
+    def test_glance_differs_from_the_host_or_shows_a_secret(self):
+        pyquelt.CacheKey("another", "", "topsecret")
+        self.tool("fail", "GetIloAuth")
+        shown = json.loads(self.tool("show", "--json"))
+        self.assertEqual(shown["host"], json.loads(hosts.quelt_host("dump").out))
+        info = pyquelt.GetHostInfo()
+        self.assertEqual(shown["space"], {key: info[key] for key in shown["space"]})
+        self.assertEqual((shown["faults"], shown["cachedKeys"]), (["GetIloAuth"], 3))
+        text = self.tool("show")
+        self.assertNotIn("topsecret", text)
+        for part in (hosts.STATE, "QS-2240-AF", "2 of 4 disks", "3 keys", "GetIloAuth",
+                     "Unicast agents (3)", "Objects (8)", "200.0 GiB", "web-01-disk-0"):
+            self.assertIn(part, text)
+        with self.subTest("long lists are cut"):
+            document = {"agents": [{"uuid": str(i), "type": "node", "address": "192.0.2.1"}
+                                   for i in range(25)]}
+            self.tool("load", "-", input=json.dumps(document))
+            self.assertIn("Unicast agents (25)", self.tool("show"))
+            self.assertIn("... and 5 more", self.tool("show"))
+
+    def test_colours_reach_a_file_or_unwilling_eyes(self):
+        for extra, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"NO_COLOR": ""}, True)):
+            main, terminal = pty.openpty()
+            subprocess.check_call([hosts.TOOL, "faults"], stdout=terminal)
+            subprocess.check_call([hosts.TOOL, "show"], stdout=terminal,
+                                  env=dict(os.environ, **extra))
+            text = os.read(main, 65536)
+            os.close(terminal)
+            os.close(main)
+            self.assertEqual(b"\x1b[1m" in text, coloured)
+        self.assertNotIn("\x1b", self.tool("show"))
+
+
+class RunTest(hosts.HostTestCase):
+
+    def test_run_reports_something_else_than_what_happened(self):
+        pyquelt.SetIloAuth("mine", "mine")
+        result = hosts.quelt_host("run", "--json", "--", sys.executable, "-c", SCRIPT, "[a,b]", "--")
+        self.assertEqual((result.code, result.out), (7, "['[a,b]', '--']\n"))
+        self.assertNotIn("topsecret", result.err)
+        report = json.loads(result.err)
+        agent = "/agents/5f0c2a31-8d44-4b7e-9c15-0a1b2c3d4e02,198.51.100.7,12321"
+        changes = [(each["change"], each["place"]) for each in report["changes"]]
+        self.assertEqual(changes, [("removed", agent), ("added", "/ilo/first"),
+                                   ("added", "/ilo/second"), ("added", "/keys/k-new"),
+                                   ("changed", "/perfsvc/verbosity")])
+        self.assertEqual(report["changes"][-1], {"change": "changed", "before": "normal",
+                                                 "after": "high", "place": "/perfsvc/verbosity"})
+        self.assertEqual(report["changes"][2]["after"], "(secret)")
+        self.assertEqual(report["status"], 7)
+        called = [record["operation"] for record in report["journal"]]
+        self.assertEqual(called[0], "SetIloAuth")
+        self.assertIn("RemoveUnicastAgentEntry", called)
+        self.assertEqual(pyquelt.GetIloAuth(), ("mine", "mine"))
+
+    def test_run_misjudges_an_end_or_a_beginning(self):
+        report = os.path.join(self.fresh_folder(), "report")
+        scenario = report + ".json"
+        with open(scenario, "w") as file:
+            file.write('{"hardwareSku": "mine"}')
+        result = hosts.quelt_host("run", "--scenario", scenario, "--report", report, "--",
+                                  sys.executable, "-c",
+                                  "import pyquelt; print(pyquelt.GetHardwareSku())")
+        self.assertEqual(result, (0, "mine\n", ""))
+        with open(report) as file:
+            text = file.read()
+        self.assertRegex(text, "^The command changed nothing.\n\nThe operations it caused")
+        self.assertIn("GetHardwareSku", text)
+        for words, code, line in (
+                (["run", "--", "sh", "-c", "kill -TERM $$"], 143, "The command changed nothing."),
+                (["run", "--", "/nowhere"], 1, "quelt-host: /nowhere: No such file or directory"),
+                (["run", "--scenario", "/nowhere", "--", "true"], 1,
+                 "quelt-host: /nowhere: No such file or directory"),
+                (["run"], 2, None), (["run", "true"], 2, None), (["show", "--", "x"], 2, None)):
+            result = hosts.quelt_host(*words)
+            self.assertEqual(result.code, code, words)
+            self.assertEqual(result.err.split("\n")[0], line or result.err.split("\n")[0])
+
+
+if __name__ == "__main__":
+    unittest.main()
