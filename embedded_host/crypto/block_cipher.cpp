@@ -36,7 +36,7 @@ class ContextPool {
       EVP_CIPHER_CTX* expected = nullptr;
       if (slot.compare_exchange_strong(expected, context.get(), std::memory_order_release,
                                        std::memory_order_relaxed)) {
-        context.release();
+        static_cast<void>(context.release());  // the slot owns it now
         return;
       }
     }

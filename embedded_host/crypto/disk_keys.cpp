@@ -66,7 +66,7 @@ void QueltUtil::GetEncMetadataForDisk(const std::string& disk, HostCtl::Quelt::U
 }
 
 std::string QueltUtil::QueltUuidToString(const HostCtl::Quelt::Uuid& uuid) {
-  const std::string text = quelt::UuidText(uuid.bytes);
+  std::string text = quelt::UuidText(uuid.bytes);
   return Operation("QueltUuidToString", {{"uuid", text}}).Run([&] { return text; });
 }
 

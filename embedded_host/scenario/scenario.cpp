@@ -11,15 +11,10 @@ using nlohmann::json;
 namespace {
 
 const Section* const kSections[] = {
-    &kConfigStoreSection,
-    &kDiskGroupsSection,
-    &kFeaturesSection,
-    &kObjectsSection,
-    &kKmsSection,
-    &kKeysSection,
+    &kConfigStoreSection, &kDiskGroupsSection, &kFeaturesSection,
+    &kObjectsSection,     &kKmsSection,        &kKeysSection,
     &kDisksSection,  // wraps DEKs under the keys
-    &kNetworkSection,
-    &kUnicastSection,
+    &kNetworkSection,     &kUnicastSection,
 };
 
 /// "$schema" is for editors.

@@ -18,7 +18,7 @@ constexpr std::string_view kKeys[] = {"disks"};
 
 /// A text that fits the field, with its NUL.
 std::string FieldText(const Node& disk, const char* key, std::size_t fieldSize) {
-  const std::string text = disk.TextOr(key, "");
+  std::string text = disk.TextOr(key, "");
   if (text.size() >= fieldSize || text.find('\0') != std::string::npos) {
     disk.At(key).Fail("a text of at most " + std::to_string(fieldSize - 1) +
                       " bytes, none of them zero");
