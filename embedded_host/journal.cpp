@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <exception>
+#include <iomanip>
+#include <new>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "embedded_host/store/store.h"
 #include "embedded_host/store/switches.h"
@@ -75,9 +77,14 @@ void JournalEntry::Threw() noexcept {
 }
 
 void JournalEntry::RefusedWith(std::int64_t status) noexcept {
-  char text[32];
-  std::snprintf(text, sizeof text, "status 0x%08x", static_cast<unsigned>(status));
-  End("refused", text);
+  try {
+    std::ostringstream text;
+    text << "status 0x" << std::hex << std::setw(8) << std::setfill('0')
+         << static_cast<std::uint32_t>(status);
+    End("refused", text.str());
+  } catch (const std::bad_alloc&) {
+    End("refused");
+  }
 }
 
 void JournalEntry::End(const char* outcome, std::string_view message) noexcept {

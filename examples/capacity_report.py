@@ -3,8 +3,8 @@
 
     capacity_report.py [--most PERCENT] [--json]
 
-Exit status: 0; 1 when more than PERCENT (default 80) of the logical or the physical space is in use,
-or when the host does not answer.
+Exit status: 0; 1 when more than PERCENT (default 80) of the logical or the physical space is in
+use, or when the host does not answer.
 """
 
 import argparse

@@ -3,7 +3,7 @@
 
     python3 -m unittest test_rotate_kek        (pytest finds it too)
 
-The script runs unmodified, in a process of its own, on a host that quelt_testing makes for the test.
+The script runs unmodified, in a process of its own, on a host that quelt_testing makes.
 """
 
 import os

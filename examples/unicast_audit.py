@@ -4,7 +4,7 @@
     unicast_audit.py NAME=STATE NAME=STATE...
 
 NAME is a host's name in the lists, STATE its state file. A process looks at one host for all its
-life, so each host is asked by a process of its own (on a real cluster that would be a remote shell).
+life, so each host is asked by a process of its own (on a real cluster: through a remote shell).
 
 Every host must list the agents of all other hosts, with the same fields, and all must use unicast
 or none. Prints what is wrong, one line each. Exit status: 0 nothing is; 1 something is; 2 a host

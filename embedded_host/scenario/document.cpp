@@ -1,7 +1,8 @@
 #include "embedded_host/scenario/document.h"
 
+#include <algorithm>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "embedded_host/scenario/node.h"
@@ -12,59 +13,6 @@ using nlohmann::json;
 
 namespace {
 
-/// Follows the parser through the document and refuses a key that stands twice in one object.
-class KeyWatch {
- public:
-  bool operator()(int, json::parse_event_t event, json& parsed) {
-    switch (event) {
-      case json::parse_event_t::key:
-        Key(parsed.get_ref<const std::string&>());
-        break;
-      case json::parse_event_t::object_start:
-      case json::parse_event_t::array_start:
-        open_.push_back({event == json::parse_event_t::array_start, 0, {}, {}});
-        break;
-      case json::parse_event_t::object_end:
-      case json::parse_event_t::array_end:
-        open_.pop_back();
-        CountItem();
-        break;
-      case json::parse_event_t::value:
-        CountItem();
-        break;
-    }
-    return true;
-  }
-
- private:
-  /// An object or array that has not ended yet.
-  struct Open {
-    bool is_array;
-    std::size_t item;  ///< of an array
-    std::string key;   ///< of an object
-    std::unordered_set<std::string> keys;
-  };
-
-  void CountItem() {
-    if (!open_.empty()) {
-      ++open_.back().item;
-    }
-  }
-
-  void Key(const std::string& key) {
-    open_.back().key = key;
-    if (!open_.back().keys.insert(key).second) {
-      std::string place;
-      for (const Open& level : open_) {
-        place += "/" + (level.is_array ? std::to_string(level.item) : EscapedKey(level.key));
-      }
-      throw ScenarioError(place + ": expected this key once");
-    }
-  }
-
-  std::vector<Open> open_;
-};
-
 /// The parser's reason without its name for it and without the text that it stands at.
 std::string Reason(std::string_view what) {
   what.remove_prefix(std::min(what.find("] ") + 2, what.size()));
@@ -73,18 +21,89 @@ std::string Reason(std::string_view what) {
   return std::string(what.starts_with(kAt) ? what.substr(kAt.size()) : what);
 }
 
+/// Builds the document and refuses a key that stands twice in one object. (The library's own filter
+/// for such things looks at all items of a list again after each of them.)
+class Builder : public json::json_sax_t {
+ public:
+  json Take() { return std::move(root_); }
+
+  bool null() override { return Add(nullptr); }
+  bool boolean(bool value) override { return Add(value); }
+  bool number_integer(number_integer_t value) override { return Add(value); }
+  bool number_unsigned(number_unsigned_t value) override { return Add(value); }
+  bool number_float(number_float_t value, const string_t&) override { return Add(value); }
+  bool string(string_t& value) override { return Add(std::move(value)); }
+  bool binary(binary_t& value) override { return Add(std::move(value)); }
+  bool start_object(std::size_t) override { return Open(json::object()); }
+  bool start_array(std::size_t) override { return Open(json::array()); }
+  bool end_object() override { return Close(); }
+  bool end_array() override { return Close(); }
+
+  bool key(string_t& value) override {
+    Level& level = open_.back();
+    level.key = std::move(value);
+    if (level.container->contains(level.key)) {
+      throw ScenarioError(Place() + ": expected this key once");
+    }
+    return true;
+  }
+
+  bool parse_error(std::size_t, const std::string&, const json::exception& failure) override {
+    throw ScenarioError(Reason(failure.what()));
+  }
+
+ private:
+  /// An object or array that has not ended yet.
+  struct Level {
+    json* container;
+    std::string key;  ///< of an object: the present one
+  };
+
+  json& Put(json value) {
+    if (open_.empty()) {
+      root_ = std::move(value);
+      return root_;
+    }
+    const Level& level = open_.back();
+    if (level.container->is_array()) {
+      return level.container->emplace_back(std::move(value));
+    }
+    return (*level.container)[level.key] = std::move(value);
+  }
+
+  bool Add(json value) {
+    Put(std::move(value));
+    return true;
+  }
+  bool Open(json container) {
+    json& put = Put(std::move(container));
+    open_.push_back({&put, {}});
+    return true;
+  }
+  bool Close() {
+    open_.pop_back();
+    return true;
+  }
+
+  std::string Place() const {
+    std::string place;
+    for (const Level& level : open_) {
+      const bool list = level.container->is_array();
+      place += "/" + (list ? std::to_string(level.container->size() - 1) : EscapedKey(level.key));
+    }
+    return place;
+  }
+
+  json root_;
+  std::vector<Level> open_;  // a container does not move while it is open: only its last item grows
+};
+
 }  // namespace
 
 json ParseDocument(const std::string& text) {
-  try {
-    // The parser takes its callback by value.
-    KeyWatch watch;
-    return json::parse(text, [&watch](int depth, json::parse_event_t event, json& parsed) {
-      return watch(depth, event, parsed);
-    });
-  } catch (const json::exception& failure) {
-    throw ScenarioError(Reason(failure.what()));
-  }
+  Builder builder;
+  json::sax_parse(text, &builder);
+  return builder.Take();
 }
 
 }  // namespace quelt

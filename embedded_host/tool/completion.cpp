@@ -176,7 +176,7 @@ std::string FishCompletion(const CommandDescription& tool) {
          "            set -a path $word\n"
          "        end\n"
          "    end\n"
-         "    test (string join ' ' $path) = \"$argv\"\n"
+         "    test \"$path\" = \"$argv\"\n"
          "end\n"
          "complete -c quelt-host -f\n"
          "complete -c quelt-host -l state -r -F\n" +

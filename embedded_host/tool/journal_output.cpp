@@ -1,9 +1,9 @@
 #include "embedded_host/tool/journal_output.h"
 
-#include <array>
-#include <cstdio>
 #include <ctime>
+#include <iomanip>
 #include <ostream>
+#include <sstream>
 
 namespace quelt {
 
@@ -16,12 +16,10 @@ std::string TimeText(std::int64_t microseconds, const char* format, bool utc) {
   const std::time_t seconds = microseconds / 1'000'000;
   std::tm parts{};
   utc ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts);
-  std::array<char, 32> whole{};
-  std::strftime(whole.data(), whole.size(), format, &parts);
-  std::array<char, 16> fraction{};
-  std::snprintf(fraction.data(), fraction.size(), ".%06d",
-                static_cast<int>(microseconds % 1'000'000));
-  return std::string(whole.data()) + fraction.data();
+  std::ostringstream text;
+  text << std::put_time(&parts, format) << '.' << std::setw(6) << std::setfill('0')
+       << microseconds % 1'000'000;
+  return text.str();
 }
 
 /// "id=kek-1, flag=true"

@@ -44,6 +44,9 @@ std::string Usage(const CommandDescription& command) {
 std::string Options(const CommandDescription& command) {
   std::string text;
   for (const OptionDescription& option : command.options) {
+    if (!command.words.empty() && option.names.back() == "--help") {
+      continue;  // said once, at the top
+    }
     std::string names;
     for (const std::string& name : option.names) {
       names += (names.empty() ? "" : ", ") + name;

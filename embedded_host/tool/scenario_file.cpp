@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -50,7 +49,7 @@ class ProgressLine {
   ~ProgressLine() {
     sqlite3_progress_handler(handle_, 0, nullptr, nullptr);
     if (shown_) {
-      std::fputs("\r\x1b[K", stderr);
+      std::cerr << "\r\x1b[K";
     }
   }
 
@@ -58,7 +57,7 @@ class ProgressLine {
   static int Show(void* line) {
     auto& self = *static_cast<ProgressLine*>(line);
     self.shown_ = true;
-    std::fprintf(stderr, "\rLoading: %d rows", sqlite3_total_changes(self.handle_));
+    std::cerr << "\rLoading: " << sqlite3_total_changes(self.handle_) << " rows";
     return 0;
   }
 

@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
+#include <iomanip>
 #include <ostream>
+#include <sstream>
 
 namespace quelt {
 
@@ -17,6 +18,12 @@ std::size_t Width(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
   }));
+}
+
+std::string Fixed(double number, int digits) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << number;
+  return text.str();
 }
 
 }  // namespace
@@ -38,9 +45,8 @@ std::string Printable(std::string_view text) {
       printable += c;
       continue;
     }
-    std::array<char, 5> code{};
-    std::snprintf(code.data(), code.size(), "\\x%02x", byte);
-    printable += c == '\n' ? "\\n" : code.data();
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    printable += c == '\n' ? "\\n" : std::string("\\x") + kDigits[byte >> 4] + kDigits[byte & 15];
   }
   return printable;
 }
@@ -53,15 +59,11 @@ std::string SizeText(std::int64_t bytes) {
     size /= 1024;
     ++unit;
   }
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.*f %s", unit == 0 ? 0 : 1, size, kUnits[unit]);
-  return text.data();
+  return Fixed(size, unit == 0 ? 0 : 1) + " " + kUnits[unit];
 }
 
 std::string SecondsText(std::int64_t microseconds) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.6f s", static_cast<double>(microseconds) / 1e6);
-  return text.data();
+  return Fixed(static_cast<double>(microseconds) / 1e6, 6) + " s";
 }
 
 void Table::Print(std::ostream& out, const Style& style) const {

@@ -1,8 +1,8 @@
 """The embedded host, as a test sees it: a state of its own, other processes, the tool quelt-host.
 
 Each test process has one state path, STATE (see quelt_testing); HostTestCase brings the state back
-to the default scenario before each test. Whoever needs another path (a broken file, a file not there
-yet) gives it to a child process: run_python("...", state=path).
+to the default scenario before each test. Whoever needs another path (a broken file, a file not
+there yet) gives it to a child process: run_python("...", state=path).
 """
 
 import json

@@ -55,7 +55,7 @@ class ExamplesTest(hosts.HostTestCase):
         self.tool("fail", "GetUnicastAgentList", "--throw", "asleep", state=names[0][2:])
         self.assertEqual(self.example("unicast_audit.py", *names),
                          (2, "", "unicast_audit: a: RuntimeError: Failed to get unicast agents "
-                                "from ulo: asleep\n"))
+                          "from ulo: asleep\n"))
 
     def test_tour_or_test_of_the_rotation_fails(self):
         result = self.example("tour.py")

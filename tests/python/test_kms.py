@@ -120,7 +120,8 @@ class KmsTestCase(hosts.HostTestCase):
         self.tool("load", path)
 
     def trusted(self):
-        return json.loads(self.tool("dump", "--secrets")).get("kms", {}).get("trustedCertificates", [])
+        dump = json.loads(self.tool("dump", "--secrets"))
+        return dump.get("kms", {}).get("trustedCertificates", [])
 
 
 def one_server(port, **changes):

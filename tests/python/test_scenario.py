@@ -61,8 +61,8 @@ REFUSED = [
      '/diskGroups/0/t1Disks/0: expected the name of one of "t1Disks" that no other disk group has',
      False),
     ({"objects": [{"uuid": UUID + "1", "group": UUID + "2"}], "capacity": ROOM},
-     "/objects/0/group: expected the UUID of an object of class DPCONSISTENCYGROUP, which stands in "
-     "none", False),
+     "/objects/0/group: expected the UUID of an object of class DPCONSISTENCYGROUP, which stands "
+     "in none", False),
     ({"objects": [{"uuid": UUID + "1", "size": 1.5}], "capacity": ROOM},
      "/objects/0/size: expected an integer from 0 to 1152921504606846976", True),
     ({"objects": [GROUP]}, '/objects: expected objects that fit into "capacity"', False),
@@ -168,7 +168,7 @@ def resolve(schema):
 
 
 def objects(document, schema, path=()):
-    """The paths of all objects with keys of their own, the first of each kind, and their schemas."""
+    """The paths of objects with keys of their own, the first of each kind, and their schemas."""
     schema = resolve(schema)
     if "properties" in schema:
         yield list(path), schema
