@@ -8,6 +8,7 @@
 namespace quelt {
 
 /// One dump: with secrets, to see what changed, and without, to know what may be shown.
+// NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
 struct HostDump {
   nlohmann::json whole;
   nlohmann::json shown;

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -58,17 +59,13 @@ class TemporaryFolder {
 /// While this stands, the keyboard's signals end the command and not us.
 class SignalsToCommand {
  public:
-  SignalsToCommand() {
-    for (const int number : {SIGINT, SIGQUIT}) {
-      std::signal(number, SIG_IGN);
-    }
-  }
+  SignalsToCommand()
+      : interrupt_(std::signal(SIGINT, SIG_IGN)), quit_(std::signal(SIGQUIT, SIG_IGN)) {}
   SignalsToCommand(const SignalsToCommand&) = delete;
   SignalsToCommand& operator=(const SignalsToCommand&) = delete;
   ~SignalsToCommand() {
-    for (const int number : {SIGINT, SIGQUIT}) {
-      std::signal(number, SIG_DFL);
-    }
+    static_cast<void>(std::signal(SIGINT, interrupt_));
+    static_cast<void>(std::signal(SIGQUIT, quit_));
   }
 
   /// The command itself starts with the signals as they were.
@@ -90,15 +87,18 @@ class SignalsToCommand {
     }
     return process;
   }
+
+ private:
+  using Handler = void (*)(int);
+  const Handler interrupt_;
+  const Handler quit_;
 };
 
 /// The command's exit status as a shell gives it.
 int RunToItsEnd(std::vector<std::string>& command) {
-  std::vector<char*> words;
-  for (std::string& word : command) {
-    words.push_back(word.data());
-  }
-  words.push_back(nullptr);
+  std::vector<char*> words(command.size() + 1, nullptr);
+  std::transform(command.begin(), command.end(), words.begin(),
+                 [](std::string& word) { return word.data(); });
   const SignalsToCommand signals;
   const pid_t process = SignalsToCommand::Start(words.data());
   int status = 0;

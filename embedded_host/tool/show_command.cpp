@@ -25,6 +25,7 @@ using nlohmann::json;
 constexpr std::size_t kMostRows = 20;
 
 /// What there is to show.
+// NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
 struct Glance {
   std::string path;
   json host;  ///< the dump without secrets
@@ -74,10 +75,12 @@ json GlanceJson(const Glance& glance) {
 /// A member as a cell of a table: texts as they are, other values as JSON, "-" for nothing.
 std::string Cell(const json& item, const char* key) {
   const auto found = item.find(key);
-  if (found == item.end() || *found == "") {
+  if (found == item.end()) {
     return "-";
   }
-  return Printable(found->is_string() ? found->get<std::string>() : found->dump());
+  const std::string text =
+      Printable(found->is_string() ? found->get<std::string>() : found->dump());
+  return text.empty() ? "-" : text;
 }
 
 struct Column {
@@ -99,18 +102,15 @@ void PrintList(const Glance& glance, const char* title, const char* key,
   if (items.empty()) {
     return;
   }
-  std::vector<std::string> headings;
-  for (const Column& column : columns) {
-    headings.emplace_back(column.heading);
-  }
-  Table table(headings);
+  const auto cells = [&](const auto& cell) {
+    std::vector<std::string> texts(columns.size());
+    std::transform(columns.begin(), columns.end(), texts.begin(), cell);
+    return texts;
+  };
+  Table table(cells([](const Column& column) { return column.heading; }));
   const std::size_t shown = std::min(items.size(), kMostRows);
   for (std::size_t i = 0; i < shown; ++i) {
-    std::vector<std::string> row;
-    for (const Column& column : columns) {
-      row.push_back(column.cell(items[i]));
-    }
-    table.Add(std::move(row));
+    table.Add(cells([&](const Column& column) { return column.cell(items[i]); }));
   }
   table.Print(std::cout, style);
   if (items.size() > shown) {
