@@ -23,9 +23,6 @@ FOLDER = os.path.dirname(STATE)
 #: The tool quelt-host.
 TOOL = quelt_testing.tool_path()
 
-#: Long forms of the tests that hammer the host: PYQUELT_DEEP=1.
-DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
-
 # From 3.12 on the interpreter warns of forks beside threads, which some tests are about.
 _PYTHON = [sys.executable, "-X", "faulthandler", "-W", "ignore:This process:DeprecationWarning",
            "-c"]

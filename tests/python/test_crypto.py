@@ -7,6 +7,7 @@ import random
 import time
 import unittest
 
+import deep
 import hosts
 import pyquelt
 
@@ -149,7 +150,7 @@ class DiskTest(CryptoTestCase):
                    ("uuid", disk_uuid(9))]
         altered += [("wrapped", dict(record["wrapped"], **{field: flipped(digits, bit)}))
                     for field, digits in record["wrapped"].items()
-                    for bit in (range(4 * len(digits)) if hosts.DEEP
+                    for bit in (range(4 * len(digits)) if deep.DEEP
                                 else (0, random.randrange(4 * len(digits)), 4 * len(digits) - 1))]
         for key, value in altered:
             changed = copy.deepcopy(state)
@@ -245,7 +246,7 @@ class StateTest(CryptoTestCase):
         self.assertEqual(self.dump(), state)
 
     def test_killed_rekey_leaves_disks_under_two_keks(self):
-        count, rounds = 1000, 60 if hosts.DEEP else 4
+        count, rounds = 1000, deep.full(60, otherwise=4)
         disks = [{"name": "d{}".format(i), "uuid": disk_uuid(i), "encrypted": True, "dek": dek(i),
                   "kekId": KEK_A} for i in range(count)]
         self.assertEqual(self.load(scenario(disks=disks, kms={})), "")

@@ -5,6 +5,7 @@ import os
 import sys
 import unittest
 
+import deep
 import hosts
 import pyquelt
 
@@ -14,7 +15,7 @@ DISKS = ["d1", "d2", "d3"]
 NEW_KEY = "b2" * 32
 
 # The calls at which the rotation is cut off: those that change something, or all.
-CALLS = (tuple(name for name in dir(pyquelt) if callable(getattr(pyquelt, name))) if hosts.DEEP
+CALLS = (tuple(name for name in dir(pyquelt) if callable(getattr(pyquelt, name))) if deep.DEEP
          else ("CacheKey", "SetKekId", "ShallowRekey", "RemoveKey"))
 
 # Runs the example in a process that ends, without a word, before or after the n-th of these calls.
@@ -158,7 +159,7 @@ class RotationTest(hosts.HostTestCase):
                 self.assert_no_key_is_lost()
                 self.assert_finished(self.rotate())
             step += 1
-        self.assertGreater(step, 30 if hosts.DEEP else len(CALLS))
+        self.assertGreater(step, 30 if deep.DEEP else len(CALLS))
 
 
 if __name__ == "__main__":

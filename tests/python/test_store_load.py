@@ -1,6 +1,4 @@
 """The state under load: many processes and threads, forks, sudden ends.
-
-Short forms by default; PYQUELT_DEEP=1 runs the long ones.
 """
 
 import collections
@@ -10,14 +8,14 @@ import signal
 import time
 import unittest
 
+import deep
 import hosts
 
-# deep, else short
-CREATIONS = 600 if hosts.DEEP else 30
+CREATIONS = deep.full(600, otherwise=30)
 CREATORS = 4
-WRITES = 1000 if hosts.DEEP else 50
-FORKS = 200 if hosts.DEEP else 20
-KILLS = 100 if hosts.DEEP else 10
+WRITES = deep.full(1000, otherwise=50)
+FORKS = deep.full(200, otherwise=20)
+KILLS = deep.full(100, otherwise=10)
 
 # In each turn some children, let go at once, create a state and use it; no temporary file stays.
 CREATE = (

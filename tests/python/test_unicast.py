@@ -5,6 +5,7 @@ import os
 import threading
 import unittest
 
+import deep
 import hosts
 import pyquelt
 
@@ -112,7 +113,7 @@ class MembershipTest(hosts.HostTestCase):
         self.assertEqual(hostnames(True), recorded)
 
     def test_changes_at_once_lose_agents_or_show_half_of_one(self):
-        threads, processes, agents = 8, 4, 60 if hosts.DEEP else 10
+        threads, processes, agents = 8, 4, deep.full(60, otherwise=10)
         workers = ["t%d" % i for i in range(threads)] + ["p%d" % i for i in range(processes)]
         namespace = {}
         exec(CHANGES, namespace)  # pylint: disable=exec-used

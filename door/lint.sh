@@ -1,0 +1,39 @@
+# shellcheck shell=bash
+#: ./run lint      check format and code: clang-format, clang-tidy, shellcheck, flake8
+#:                 (./run lint quick leaves out clang-tidy, which takes minutes)
+
+readonly LINT_PACKAGES=(clang-format clang-tidy shellcheck flake8)
+
+tidy() {
+    say "clang-tidy"
+    python3 - "$BUILD/compile_commands.json" <<'PY' | xargs -0 -n 2 -P "$(nproc)" \
+        clang-tidy -p "$BUILD" --quiet --warnings-as-errors='*' 2>/dev/null
+import json, sys
+for file in sorted({entry["file"] for entry in json.load(open(sys.argv[1]))}):
+    print(file, end="\0")
+PY
+}
+
+command_lint() { # lint [quick]
+    [[ ${1:-} == "" || ${1:-} == quick ]] || fail "lint takes nothing or: quick"
+    build
+    ensure_packages "${LINT_PACKAGES[@]}"
+    local sources pythons
+    mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+    mapfile -t pythons < <(git ls-files '*.py' '*.pyi')
+    say "clang-format"
+    clang-format --dry-run --Werror "${sources[@]}"
+    say "shellcheck"
+    shellcheck -x run .ci/run door/*.sh
+    say "flake8"
+    flake8 "${pythons[@]}"
+    say "Python 3.5 syntax"
+    python3 - "${pythons[@]}" <<'PY'
+import ast, sys
+for name in sys.argv[1:]:
+    if name.endswith(".py"):
+        ast.parse(open(name).read(), name, feature_version=(3, 5))
+PY
+    [[ ${1:-} == quick ]] || tidy
+    say "Nothing to complain about"
+}

@@ -1,0 +1,7 @@
+# shellcheck shell=bash
+#: ./run python …  build, then run Python with the module, e.g. ./run python examples/tour.py
+
+command_python() {
+    build >&2
+    with_module "$PYTHON" "$@"
+}

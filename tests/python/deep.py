@@ -1,0 +1,19 @@
+"""Tests with a long form: PYQUELT_DEEP=1 asks for the full numbers, as ./run deep does.
+
+A test file that imports this module is a stage of ./run deep, by its own name.
+"""
+
+import os
+
+DEEP = os.environ.get("PYQUELT_DEEP", "") not in ("", "0")
+
+
+def full(number, otherwise):
+    """The full `number` in the long form, the short one otherwise."""
+    return number if DEEP else otherwise
+
+
+def figure(text, *args):
+    """Reports what a long form did, for docs/reliability.md: one line that ./run deep collects."""
+    if DEEP:
+        print("figure: " + text.format(*args), flush=True)
