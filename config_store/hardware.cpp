@@ -54,6 +54,9 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
     return nullptr;
   }
   const int firstStatus = PyTuple_SetItem(tuple.get(), 0, first);
+  if (firstStatus != 0) {
+    PyErr_Clear();  // reported below: the second text is converted in any case
+  }
   PyObject* const second = PyUnicode_FromString(texts.second.c_str());
   if (second == nullptr) {
     return nullptr;

@@ -30,17 +30,17 @@ PyObject* PyShallowRekey(PyObject*, PyObject* args) {
   if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &list)) {
     return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
   }
-  const FailureRule rule = OnStdException(PyExc_ValueError);
   std::vector<std::string> disks;
   bool parsed = false;
-  if (!RunUnderLock(rule, [&] { parsed = AppendTexts(list, disks); })) {
+  // No failure of the host's yet: want of memory is MemoryError here.
+  if (!RunUnderLock({}, [&] { parsed = AppendTexts(list, disks); })) {
     return nullptr;
   }
   if (!parsed) {
     return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
   }
   return CallPlatform(
-      rule,
+      OnStdException(PyExc_ValueError),
       [&] { WithHostSystem([&](HostSystem& system) { system.ShallowRekeyDisks(disks, false); }); },
       [] { return NewNone(); });
 }

@@ -9,15 +9,29 @@ namespace pyquelt {
 
 using HostCtl::Lib::Quelt::QueltCtlException;
 
-PyObject* Raise(PyObject* type, const char* text) {
-  PyErr_Clear();
-  PyObject* const message =
-      PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
-  if (message != nullptr) {
-    PyErr_SetObject(type, message);
-    Py_DECREF(message);
+namespace {
+
+/// Raises with `stolen`, or leaves the MemoryError of the message that could not be made. (Older
+/// interpreters' PyErr_Format raises with an empty message then.)
+PyObject* RaiseWith(PyObject* type, PyObject* stolen) {
+  if (stolen != nullptr) {
+    PyErr_SetObject(type, stolen);
+    Py_DECREF(stolen);
   }
   return nullptr;
+}
+
+}  // namespace
+
+PyObject* Raise(PyObject* type, const char* text) {
+  PyErr_Clear();
+  return RaiseWith(
+      type, PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace"));
+}
+
+PyObject* Raise(PyObject* type, const char* literal, const char* text) {
+  PyErr_Clear();
+  return RaiseWith(type, PyUnicode_FromFormat("%s%s", literal, text));
 }
 
 namespace {

@@ -29,6 +29,9 @@ inline PyObject* Raise(PyObject* type, const std::string& text) {
   return Raise(type, text.c_str());
 }
 
+/// The same with a text that follows a literal; throws nothing.
+PyObject* Raise(PyObject* type, const char* literal, const char* text);
+
 /// A new reference to None.
 inline PyObject* NewNone() {
   Py_INCREF(Py_None);

@@ -1,5 +1,6 @@
 #include "module/result_helpers.h"
 
+#include "module/call_frame.h"
 #include "module/py_ref.h"
 
 template <>
@@ -72,8 +73,7 @@ bool PySetDictItem(PyObject* dict, const char* key, PyObject* value) {
   }
   PyDict_Clear(dict);
   Py_DECREF(dict);
-  // Composed by the interpreter: nothing may be thrown once the dictionary is given back.
-  PyErr_Format(PyExc_RuntimeError, "PyDict_SetItemString failed with key:%s", key);
+  Raise(PyExc_RuntimeError, "PyDict_SetItemString failed with key:", key);
   return false;
 }
 

@@ -44,11 +44,11 @@ bool ParseNewObject(PyObject* args, PyObject* keywords, NewObject& object) {
     return false;  // with the parser's own exception
   }
   if (group != nullptr && !ObjectUuidText::Read(group, object.group)) {
-    PyErr_SetString(PyExc_ValueError, "could not parse groupUuid");
+    Raise(PyExc_ValueError, "could not parse groupUuid");
     return false;
   }
   if (cid != nullptr && !CidText::Read(cid, object.cid)) {
-    PyErr_SetString(PyExc_ValueError, "could not parse cid");
+    Raise(PyExc_ValueError, "could not parse cid");
     return false;
   }
   return true;
@@ -89,10 +89,10 @@ PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
   Identifier uuid{};
   Identifier cid{};
   if (!ObjectUuidText::Read(uuidText, uuid)) {
-    return PyErr_Format(PyExc_ValueError, "could not parse uuid: %s", uuidText);
+    return Raise(PyExc_ValueError, "could not parse uuid: ", uuidText);
   }
   if (cidText != nullptr && !CidText::Read(cidText, cid)) {
-    return PyErr_Format(PyExc_ValueError, "could not parse cid: %s", cidText);
+    return Raise(PyExc_ValueError, "could not parse cid: ", cidText);
   }
   std::int32_t status = 0;
   return CallPlatform(

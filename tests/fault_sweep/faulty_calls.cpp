@@ -2,30 +2,20 @@
 // replaced (--wrap), so that a test can make the n-th of them fail and see what the script gets.
 //
 // A new interpreter call in the module needs a row here and its name in CMakeLists.txt; the test
-// says so when it is missing. All state is touched with the interpreter lock held only.
+// says so when it is missing.
 #include <cstdarg>
 
-#include "module/interpreter.h"
+#include "tests/fault_sweep/faults.h"
 
 namespace {
 
-long goodCalls = -1;  // calls still to succeed; -1: no fault is set
-bool staysBroken = false;
-const char* failedCall = nullptr;
-
 /// Whether this call is to fail; the interpreter's error is then set.
 bool Fails(const char* call) {
-  if (goodCalls < 0 || goodCalls-- > 0) {
-    return false;
+  const bool fails = fault_sweep::Fails(fault_sweep::Kind::kCall, call);
+  if (fails) {
+    PyErr_NoMemory();
   }
-  if (staysBroken) {
-    goodCalls = 0;
-  }
-  if (failedCall == nullptr) {
-    failedCall = call;
-  }
-  PyErr_NoMemory();
-  return true;
+  return fails;
 }
 
 }  // namespace
@@ -128,22 +118,13 @@ extern "C" PyObject* WRAPPED(Py_BuildValue)(const char* format, ...) {
   return object;
 }
 
-// What the test calls, through ctypes.
-extern "C" {
-#pragma GCC visibility push(default)
-
-/// The call after `good` further ones fails; with `stays`, so do all that follow.
-void fault_sweep_arm(long good, int stays) {
-  goodCalls = good;
-  staysBroken = stays != 0;
-  failedCall = nullptr;
-}
-
-/// Ends the fault. The name of the call that failed first, or null when none did.
-const char* fault_sweep_disarm() {
-  goodCalls = -1;
-  return failedCall;
-}
-
-#pragma GCC visibility pop
+extern "C" PyObject* WRAPPED(PyUnicode_FromFormat)(const char* format, ...) {
+  if (Fails("PyUnicode_FromFormat")) {
+    return nullptr;
+  }
+  va_list values;
+  va_start(values, format);
+  PyObject* const text = PyUnicode_FromFormatV(format, values);
+  va_end(values);
+  return text;
 }

@@ -11,6 +11,10 @@ import unittest
 _library = ctypes.CDLL(os.environ["PYQUELT_SCRIPTED_HOST"])
 _library.scripted_host_calls.restype = ctypes.c_void_p
 _library.scripted_host_held.restype = ctypes.c_void_p
+handed_out = _library.scripted_host_handed_out
+allocations = _library.scripted_host_allocations
+handed_out.restype = allocations.restype = ctypes.c_long
+reset = _library.scripted_host_reset
 _libc = ctypes.CDLL(None)
 _libc.free.argtypes = [ctypes.c_void_p]
 
@@ -37,7 +41,10 @@ def _decode(value):
 
 
 def answer(operation, *answers):
-    """Sets what `operation` answers, call after call; the last answer stays."""
+    """Sets what `operation` answers, call after call; the last answer stays. A list is taken as
+    several."""
+    if answers and isinstance(answers[0], list):
+        answers = answers[0]
     text = json.dumps([_encode(item) for item in answers] or [{}])
     _library.scripted_host_answer(operation.encode(), text.encode())
 
@@ -77,12 +84,13 @@ class ScriptedTestCase(unittest.TestCase):
     made_with_lock = MADE_WITH_LOCK  # None: not looked at
 
     def setUp(self):
-        _library.scripted_host_reset()
+        reset()
         set_sync_callback(False)
         if self.made_with_lock is not None:
             self.addCleanup(self._check_lock)
 
     def _check_lock(self):
+        self.assertEqual(handed_out(), 0)
         made = {operation for operation, _ in calls()}
         held = set(_take_json(_library.scripted_host_held()))
         self.assertEqual(held, made & self.made_with_lock)

@@ -113,6 +113,9 @@ void ScriptedHostSystem::SetHostEncryptionEnabled(bool enabled, bool flag) {
 
 std::shared_ptr<std::vector<KmsServerInfo>> ScriptedHostSystem::GetKmsInfoList(bool flag) {
   const Answer answer("GetKmsInfoList", json::array({flag}));
+  if (answer.ReturnsNull()) {
+    return nullptr;
+  }
   auto servers = std::make_shared<std::vector<KmsServerInfo>>();
   const json* const list = answer.FindOut("servers");
   for (const json& given : list == nullptr ? json::array() : *list) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/plugin.h"
+#include "tests/scripted_host/script.h"
 
 namespace scripted {
 
@@ -11,7 +12,7 @@ using HostCtl::Quelt::QueltIpAddress;
 using HostCtl::Quelt::QueltZelNicConfig2;
 namespace QueltInfo = HostCtl::Quelt::QueltInfo;
 
-class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem {
+class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
  public:
   ~ScriptedHostSystem() override;
   std::vector<std::unique_ptr<QueltZelNicConfig2>> GetZelNicConfigs() override;

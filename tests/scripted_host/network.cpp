@@ -1,6 +1,6 @@
 // Storage network interfaces: "out": {"interfaces": [{getter: value, ...}, ...]}. An address is a
-// text. Each getter is recorded with the interface's
-// position and fails with {"throws": ...}, as an operation does. The list's end is recorded too.
+// text. Each getter is recorded with the interface's position and fails with {"throws": ...}, as an
+// operation does. The list's end is recorded too.
 #include "embedded_host/addresses.h"
 #include "tests/scripted_host/host_system.h"
 #include "tests/scripted_host/script.h"
@@ -9,7 +9,7 @@ namespace scripted {
 
 namespace {
 
-class ScriptedInterface final : public QueltZelNicConfig2 {
+class ScriptedInterface final : public QueltZelNicConfig2, HandedOut {
  public:
   ScriptedInterface(json values, std::size_t position)
       : values_(std::move(values)), position_(position) {}

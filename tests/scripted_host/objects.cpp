@@ -20,7 +20,7 @@ struct ObjDescriptor {
 
 namespace {
 
-struct Params : ObjLibExtParams {
+struct Params : ObjLibExtParams, scripted::HandedOut {
   ObjDescriptor its{};
 };
 
@@ -64,8 +64,15 @@ std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, b
       .Returns(0);
 }
 
-bool ObjLib_Init() { return Answer("ObjLib_Init").Returns(true); }
-void ObjLib_Exit() noexcept { Answer("ObjLib_Exit"); }
+bool ObjLib_Init() {
+  const bool ready = Answer("ObjLib_Init").Returns(true);
+  scripted::handedOut += ready ? 1 : 0;
+  return ready;
+}
+void ObjLib_Exit() noexcept {
+  --scripted::handedOut;
+  Answer("ObjLib_Exit");
+}
 
 char* ObjLib_GetURIPrefix(int selector) {
   return NewText(Answer("ObjLib_GetURIPrefix", {selector}), "prefix");

@@ -14,12 +14,15 @@ ScriptedHostSystem::~ScriptedHostSystem() { Answer("~HostSystem"); }
 
 namespace HostCtl::Quelt {
 
-QueltPlugin::QueltPlugin() = default;
-QueltPlugin::~QueltPlugin() { Answer("~QueltPlugin"); }
+QueltPlugin::QueltPlugin() { ++scripted::handedOut; }
+QueltPlugin::~QueltPlugin() {
+  --scripted::handedOut;
+  Answer("~QueltPlugin");
+}
 
 std::unique_ptr<HostSystem> QueltPlugin::GetHostSystem() {
   const Answer answer("GetHostSystem");
-  return std::make_unique<scripted::ScriptedHostSystem>();
+  return answer.ReturnsNull() ? nullptr : std::make_unique<scripted::ScriptedHostSystem>();
 }
 
 }  // namespace HostCtl::Quelt
@@ -28,7 +31,7 @@ namespace HostCtl {
 
 std::unique_ptr<Quelt::QueltPlugin> QueltPluginFactory::GetQueltPlugin() {
   const Answer answer("GetQueltPlugin");
-  return std::make_unique<Quelt::QueltPlugin>();
+  return answer.ReturnsNull() ? nullptr : std::make_unique<Quelt::QueltPlugin>();
 }
 
 }  // namespace HostCtl

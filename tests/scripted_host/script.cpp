@@ -107,6 +107,8 @@ std::string ToBytes(const json& text) {
   return bytes;
 }
 
+std::atomic<long> handedOut = 0;
+
 Answer::Answer(const char* operation, json arguments)
     : answer_(RecordAndTake(operation, std::move(arguments))) {
   if (answer_.contains("delay")) {
@@ -147,6 +149,9 @@ void scripted_host_reset() {
   state.calls = scripted::json::array();
   state.held = scripted::json::array();
 }
+
+/// How many platform objects and sessions are handed out and not given back.
+long scripted_host_handed_out() { return scripted::handedOut; }
 
 /// The calls so far: a JSON array of [operation, [argument, ...]]. Released with free().
 char* scripted_host_calls() {

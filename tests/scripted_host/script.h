@@ -11,6 +11,7 @@
 // Every member may be missing. Outputs that the answer does not name are left unwritten.
 #pragma once
 
+#include <atomic>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -23,6 +24,15 @@ json ToJson(const std::string& bytes);
 json ToJson(const char* text);  ///< null for a null pointer
 std::string ToBytes(const json& text);
 
+/// Platform objects and sessions that the module has and must give back.
+extern std::atomic<long> handedOut;
+struct HandedOut {
+  HandedOut() { ++handedOut; }
+  HandedOut(const HandedOut&) = delete;
+  HandedOut& operator=(const HandedOut&) = delete;
+  ~HandedOut() { --handedOut; }
+};
+
 /// The answer to one call of `operation`: records the call, waits, throws as the script says.
 class Answer {
  public:
@@ -33,6 +43,9 @@ class Answer {
   T Returns(T otherwise) const {
     return answer_.contains("returns") ? Value<T>(answer_["returns"]) : otherwise;
   }
+
+  /// Whether the script says that null is returned.
+  bool ReturnsNull() const { return answer_.contains("returns") && answer_["returns"].is_null(); }
 
   /// Writes an output, when the script gives it.
   template <typename T>

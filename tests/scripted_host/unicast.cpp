@@ -136,14 +136,16 @@ void ScriptedHostSystem::SetUnicastAgentInConfigStore(
 
 std::shared_ptr<ClusterConfig> ScriptedHostSystem::GetClusterConfig(bool flag) {
   const Answer answer("GetClusterConfig", json::array({flag}));
-  if (answer.all().contains("returns") && answer.all()["returns"].is_null()) {
+  if (answer.ReturnsNull()) {
     return nullptr;
   }
   // Its release is recorded.
   std::shared_ptr<ClusterConfig> config(new ClusterConfig, [](ClusterConfig* released) {
     const Answer answer("~ClusterConfig");
+    --handedOut;
     delete released;
   });
+  ++handedOut;
   config->enabled = answer.Returns(false);
   return config;
 }

@@ -15,6 +15,8 @@ _BAD_DISK = runtime("PyDict_SetItemString result failed!")
 _BAD_FIGURE = runtime("PyDict_SetItemString failed!")
 _NO_RESULT = runtime("PyDict_New result failed!")
 
+_UNREADABLE = {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromFormat": MEMORY}
+
 
 def _not_set(*keys):
     return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
@@ -26,6 +28,10 @@ ROWS = [
     ("CreateObject", (), {"groupUuid": _UUID}, {"ObjUtil_Create": _REFUSED},
      {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
     ("DeleteObject", (_UUID,), {}, {}, {"PyArg_ParseTupleAndKeywords": MEMORY}),
+    ("DeleteObject", ("x",), {}, {}, _UNREADABLE),
+    ("DeleteObject", (_UUID,), {"cid": _UUID}, {}, _UNREADABLE),
+    ("CreateObject", (), {"groupUuid": "x"}, {},
+     {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
     ("DeleteObject", (_UUID,), {"force": True}, {"ObjUtil_Delete": _REFUSED},
      {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
     ("GetObjectExtAttrs", ([_UUID, _UUID + "+"],), {}, _EXT_ATTRS,

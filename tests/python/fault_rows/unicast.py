@@ -17,6 +17,8 @@ _ALLOCATE = "Failed to allocate python object "
 _SET = "Failed to set python object "
 # Two agents of one node: keys are made for the first, the list is there for the second.
 _AGENT = {"uuid": "u", "address": "a"}
+_REMOTE, _CSD = {"type": "remote", "port": 12345}, {"IsQueltCSDFeatureEnabled": {"returns": True}}
+_PORT = {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY}
 
 ROWS = [
     ("GetUnicastAgents", (), {},
@@ -43,12 +45,14 @@ ROWS = [
      {"PyArg_ParseTupleAndKeywords":
       runtime("Failed to extract parameters for PyGetUnicastAgents"),
       "PyUnicode_DecodeUTF8": MEMORY}),
-    ("AddUnicastAgent", ("192.0.2.7",), {"port": 12345}, {},
-     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY}),
+    ("AddUnicastAgent", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
+    ("SetUnicastInfoInConfigStore", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("SetUnicastInfoInConfigStore", ("192.0.2.7",), {"type": "x"}, {},
      {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyUnicode_DecodeUTF8": MEMORY}),
+    ("RemoveUnicastAgent", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("RemoveUnicastAgent", ("192.0.2.7",), {"port": 10 ** 20}, {},
      {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY,
       "PyNumber_ToBase": MEMORY, "PyUnicode_AsUTF8": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
-    ("GetUnicastMode", (), {}, {}, {"PyBool_FromLong": MEMORY}),
+    ("GetUnicastMode", (), {}, {"GetClusterConfig": {"returns": True}},
+     {"PyBool_FromLong": MEMORY}),
 ]

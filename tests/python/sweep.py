@@ -1,0 +1,91 @@
+"""Ways through the module's functions, for the tests that sweep over all of them.
+
+A way is a row of fault_rows/ without its outcomes. What a host's failure on a way becomes is
+computed here, from the rule of each function.
+"""
+
+import collections
+
+import fault_rows
+import scripted
+
+Way = collections.namedtuple("Way", "function args kwargs answers")
+
+#: One way to success for each function.
+WAYS = collections.OrderedDict()
+for _row in fault_rows.all_rows():
+    WAYS.setdefault(_row[0], Way(*_row[:4]))
+
+#: Operations that cannot fail.
+SILENT = {"ObjLib_Exit", "ObjLib_FreeExtParams"}
+
+# Which exceptions a function catches ("std": every std::exception, "ctl": the library's own,
+# "": none), the type and the prefix that it answers with.
+_AGENT = (" unicast agent (uuid: 00000000-0000-0000-0000-000000000000 type: remote"
+          " isSupportUnicast: 0 addr: 192.0.2.7 port: 12345 interface: None hostname: None"
+          " thumbprint: None subClusterUuid: None): ")
+_OBJECTS = "Failed to get objects extended attributes: "
+_OTHERS = ("std", ValueError, "")
+_RULES = {
+    "GetQueltNetworkInfo": ("std", RuntimeError, ""),
+    "GetQueltZelnicNames": ("std", RuntimeError, ""),
+    "CreateObject": ("", RuntimeError, ""),
+    "DeleteObject": ("", RuntimeError, ""),
+    "GetUnicastMode": ("ctl", RuntimeError, "Failed to get unicast mode:"),
+    "GetUnicastAgents": ("ctl", RuntimeError, "Failed to get unicast agents from ulo: "),
+    "AddUnicastAgent": ("ctl", RuntimeError, "Failed to add" + _AGENT),
+    "SetUnicastInfoInConfigStore": ("ctl", RuntimeError, "Failed to update" + _AGENT),
+    "RemoveUnicastAgent":
+        ("ctl", RuntimeError, "Failed to remove unicast agent (uuid: 00000000-0000-0000-0000-"
+         "000000000000 addr: 192.0.2.7 port: 12345 nodeType: 3 replaceWitness: 0): "),
+    "GetObjectExtAttrs": ("ctl", RuntimeError, _OBJECTS),
+}
+# Where the operation decides: the work on one object, and what is asked before the lock is let go.
+_OPERATION_RULES = dict(
+    [(operation, ("std", RuntimeError, _OBJECTS + "Failed to GetObjectExtAttrs: "))
+     for operation in ("IsObjectAccessible", "ObjLib_GetExtParams", "DDBGet")],
+    IsQueltCSDFeatureEnabled=("", RuntimeError, ""), BuildQueltIPAddress=("", RuntimeError, ""))
+
+
+def set_answers(way):
+    """Begins anew, with the way's answers and all that can be called."""
+    scripted.reset()
+    scripted.set_sync_callback(True)
+    for operation, answer in way.answers.items():
+        scripted.answer(operation, answer)
+
+
+def outcome(function, way):
+    """Calls `function`: the result, or the exception's (type, text)."""
+    try:
+        return function(*way.args, **way.kwargs)
+    except Exception as error:  # pylint: disable=broad-except
+        return type(error), str(error)
+
+
+def operations(module, way):
+    """The operations of the host on the way that can fail, in order: (operation, how many of its
+    calls come before)."""
+    set_answers(way)
+    getattr(module, way.function)(*way.args, **way.kwargs)
+    made = [operation for operation, _ in scripted.calls()]
+    return [(operation, made[:i].count(operation)) for i, operation in enumerate(made)
+            if operation[0] != "~" and operation not in SILENT]
+
+
+def failing(way, operation, good, answer):
+    """The way on which `operation` gives `answer` after `good` calls."""
+    usual = way.answers.get(operation, {})
+    return way._replace(answers=dict(way.answers, **{operation: [usual] * good + [answer]}))
+
+
+def failure(way, operation, kind, text):
+    """What an exception of the host becomes. `text` is what a script would read of it."""
+    catches, error, prefix = _OPERATION_RULES.get(operation, _RULES.get(way.function, _OTHERS))
+    if kind == "int":
+        return RuntimeError, "Unknown platform exception"
+    if catches == "std" or (catches == "ctl" and kind == "QueltCtlException"):
+        return error, prefix + text
+    return fault_rows.MEMORY if kind == "std::bad_alloc" else (RuntimeError, text)
+
+
