@@ -9,8 +9,8 @@ import os
 import unittest
 
 _library = ctypes.CDLL(os.environ["PYQUELT_SCRIPTED_HOST"])
-_library.scripted_host_calls.restype = ctypes.c_void_p
-_library.scripted_host_held.restype = ctypes.c_void_p
+_library.scripted_host_record.restype = ctypes.c_void_p
+_library.scripted_host_counter.argtypes = [ctypes.POINTER(ctypes.c_long)]
 handed_out = _library.scripted_host_handed_out
 allocations = _library.scripted_host_allocations
 handed_out.restype = allocations.restype = ctypes.c_long
@@ -54,7 +54,9 @@ def throws(text="", kind="QueltCtlException"):
     return {"throws": {"type": kind, "text": text}}
 
 
-def _take_json(pointer):
+def record(name):
+    """One of the host's records, as it stands there: "calls", "held", "moved"."""
+    pointer = _library.scripted_host_record(name.encode())
     value = json.loads(ctypes.string_at(pointer).decode("utf-8"))
     _libc.free(pointer)
     return value
@@ -62,9 +64,13 @@ def _take_json(pointer):
 
 def calls(name=None):
     """The calls so far as (operation, [argument, ...]); with a name, the arguments of its calls."""
-    made = [(operation, _decode(arguments))
-            for operation, arguments in _take_json(_library.scripted_host_calls())]
+    made = [(operation, _decode(arguments)) for operation, arguments in record("calls")]
     return made if name is None else [arguments for op, arguments in made if op == name]
+
+
+def set_counter(counter):
+    """The ctypes.c_long that "watch" looks at."""
+    _library.scripted_host_counter(counter)
 
 
 def set_sync_callback(is_set):
@@ -92,7 +98,7 @@ class ScriptedTestCase(unittest.TestCase):
     def _check_lock(self):
         self.assertEqual(handed_out(), 0)
         made = {operation for operation, _ in calls()}
-        held = set(_take_json(_library.scripted_host_held()))
+        held = set(record("held"))
         self.assertEqual(held, made & self.made_with_lock)
 
     def assert_raises_exactly(self, kind, text, function, *args, **kwargs):

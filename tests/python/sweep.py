@@ -87,5 +87,3 @@ def failure(way, operation, kind, text):
     if catches == "std" or (catches == "ctl" and kind == "QueltCtlException"):
         return error, prefix + text
     return fault_rows.MEMORY if kind == "std::bad_alloc" else (RuntimeError, text)
-
-

@@ -88,21 +88,6 @@ class NetworkInfoTest(scripted.ScriptedTestCase):
             self.assert_raises_exactly(RuntimeError, "zelDict is null!",
                                        pyquelt.GetQueltNetworkInfo)
 
-    def test_failure_is_told_with_other_words(self):
-        set_interfaces(interface())
-        for operation in ["GetQueltPlugin", "GetHostSystem", "GetZelNicConfigs"] + GETTERS:
-            for kind, text in (("QueltCtlException", "a b"), ("std::runtime_error", "a b"),
-                               ("std::bad_alloc", "std::bad_alloc"),
-                               ("int", "Unknown platform exception")):
-                with self.subTest(operation, kind=kind):
-                    scripted.answer(operation, scripted.throws("a b", kind))
-                    self.assert_raises_exactly(RuntimeError, text, pyquelt.GetQueltNetworkInfo)
-            scripted.answer(operation)
-            set_interfaces(interface())
-        made = operations()
-        self.assertEqual(made.count("~QueltZelNicConfig"), 4 * len(GETTERS))
-        self.assertEqual(made.count("~QueltPlugin"), made.count("GetQueltPlugin") - 4)
-
 
 class ZelnicNamesTest(scripted.ScriptedTestCase):
 
@@ -126,16 +111,10 @@ class ZelnicNamesTest(scripted.ScriptedTestCase):
                                                  "GetTrafficType"] +
                          ["~QueltZelNicConfig"] * 2 + RELEASES)
 
-    def test_failure_is_told_with_other_words(self):
+    def test_undecodable_name_is_shown_or_told_otherwise(self):
         set_interfaces(interface(GetZelnicName=b"\xff"))
         self.assert_raises_exactly(RuntimeError, "PyUnicode_FromStringAndSize failed!",
                                    pyquelt.GetQueltZelnicNames)
-        set_interfaces(interface())
-        for operation in BEFORE + ["GetTrafficType", "GetZelnicName"]:
-            scripted.answer(operation, scripted.throws(b"a \xff", "std::runtime_error"))
-            self.assert_raises_exactly(RuntimeError, u"a \ufffd", pyquelt.GetQueltZelnicNames)
-            scripted.answer(operation)
-            set_interfaces(interface())
 
 
 if __name__ == "__main__":

@@ -229,18 +229,6 @@ class AgentChangesTest(scripted.ScriptedTestCase):
         pyquelt.AddUnicastAgent("192.0.2.7", type="metadata")
         self.assertEqual(len(scripted.calls("IsQueltCSDFeatureEnabled")), 1)
 
-    def test_failing_quick_call_is_not_told_in_its_own_words(self):
-        for operation in ("IsQueltCSDFeatureEnabled", "BuildQueltIPAddress"):
-            for kind, text in (("QueltCtlException", "broken"), ("std::runtime_error", "broken"),
-                               ("int", None)):
-                scripted.answer(operation, scripted.throws("broken", kind))
-                for name in CHANGES:
-                    self.assert_raises_exactly(
-                        RuntimeError, text or "Unknown platform exception", getattr(pyquelt, name),
-                        "192.0.2.7", type="remote" if "CSD" in operation else "node")
-            scripted.answer(operation)
-        self.assertEqual(scripted.calls("GetQueltPlugin"), [])
-
     def test_refused_change_is_told_with_other_words(self):
         full = {"uuid": "u", "type": "node", "isSupportUnicast": True, "port": -1,
                 "interface": "", "hostname": "h", "thumbprint": "t", "subclusterUuid": "s"}
@@ -283,63 +271,6 @@ class ModeTest(scripted.ScriptedTestCase):
         self.assert_raises_exactly(RuntimeError,
                                    "Failed to get unicast mode:no cluster configuration",
                                    pyquelt.GetUnicastMode)
-
-
-# Each function with the operations on the way to its result, up to the releases.
-WAYS = (
-    ("GetUnicastAgents", (), LISTING_FAILED, ["GetUnicastAgentList"]),
-    ("AddUnicastAgent", ("192.0.2.7", "u"),
-     "Failed to add unicast agent (uuid: u type: witness isSupportUnicast: 0 addr: 192.0.2.7"
-     " port: 12321 interface: None hostname: None thumbprint: None subClusterUuid: None): ",
-     ["AddUnicastAgentEntry"]),
-    ("SetUnicastInfoInConfigStore", ("192.0.2.7", "u"),
-     "Failed to update unicast agent (uuid: u type: witness isSupportUnicast: 0 addr: 192.0.2.7"
-     " port: 12321 interface: None hostname: None thumbprint: None subClusterUuid: None): ",
-     ["SetUnicastAgentInConfigStore"]),
-    ("RemoveUnicastAgent", ("192.0.2.7", "u"),
-     "Failed to remove unicast agent (uuid: u addr: 192.0.2.7 port: 12321 nodeType: 0"
-     " replaceWitness: 0): ", ["RemoveUnicastAgentEntry"]),
-    ("GetUnicastMode", (), "Failed to get unicast mode:",
-     ["GetClusterConfig", "GetClusterId", "GetUnicastModeForCluster", "~ClusterConfig"]),
-)
-
-
-class WayTest(scripted.ScriptedTestCase):
-
-    def way(self, function, *args):
-        """The plug-in's operations of one call, in order."""
-        before = len(scripted.calls())
-        try:
-            getattr(pyquelt, function)(*args)
-        except (RuntimeError, MemoryError):
-            pass
-        return [operation for operation, _ in scripted.calls()[before:]
-                if operation != "BuildQueltIPAddress"]
-
-    def test_platform_objects_are_released_late_or_never(self):
-        scripted.answer("GetClusterConfig", {"returns": True})
-        for function, args, _, operations in WAYS:
-            self.assertEqual(self.way(function, *args), ["GetQueltPlugin", "GetHostSystem"] +
-                             operations + ["~HostSystem", "~QueltPlugin"])
-
-    def test_platform_failure_at_any_point_is_told_wrongly(self):
-        for function, args, prefix, operations in WAYS:
-            failures = (("QueltCtlException", RuntimeError, prefix + u"a\ufffd"),
-                        ("std::runtime_error", RuntimeError, u"a\ufffd"),
-                        ("std::bad_alloc", MemoryError, ""),
-                        ("int", RuntimeError, "Unknown platform exception"))
-            for operation in ["GetQueltPlugin", "GetHostSystem"] + operations:
-                if operation.startswith("~"):
-                    continue
-                for kind, error, text in failures:
-                    scripted.answer("GetClusterConfig", {"returns": True})
-                    scripted.answer(operation, scripted.throws(b"a\xff", kind))
-                    with self.subTest(function, operation=operation, kind=kind):
-                        self.assert_raises_exactly(error, text, getattr(pyquelt, function), *args)
-                        way = self.way(function, *args)
-                        self.assertEqual(way[-1] == "~QueltPlugin", operation != "GetQueltPlugin")
-                        self.assertEqual("~HostSystem" in way, operation in operations)
-                    scripted.answer(operation)
 
 
 if __name__ == "__main__":

@@ -23,7 +23,9 @@ struct State {
   std::mutex mutex;
   std::map<std::string, std::vector<json>> answers;  // the one to use next stands last
   json calls = json::array();
-  json held = json::array();  // operations that were called with the interpreter lock held
+  json held = json::array();   // operations that were called with the interpreter lock held
+  json moved = json::array();  // operations during which the test's counter moved
+  const volatile long* counter = nullptr;
 };
 
 State& TheState() {
@@ -55,6 +57,19 @@ json RecordAndTake(const char* operation, json arguments) {
     answers.pop_back();
   }
   return answer;
+}
+
+void Watch(const char* operation, double seconds) {
+  State& state = TheState();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  const long enough = *state.counter + 100;
+  while (*state.counter < enough && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  if (*state.counter >= enough) {
+    const std::lock_guard lock(state.mutex);
+    state.moved.push_back(operation);
+  }
 }
 
 [[noreturn]] void Throw(const json& thrown) {
@@ -114,6 +129,9 @@ Answer::Answer(const char* operation, json arguments)
   if (answer_.contains("delay")) {
     std::this_thread::sleep_for(std::chrono::duration<double>(answer_["delay"].get<double>()));
   }
+  if (answer_.contains("watch")) {
+    Watch(operation, answer_["watch"].get<double>());
+  }
   if (answer_.contains("throws")) {
     Throw(answer_["throws"]);
   }
@@ -148,23 +166,25 @@ void scripted_host_reset() {
   state.answers.clear();
   state.calls = scripted::json::array();
   state.held = scripted::json::array();
+  state.moved = scripted::json::array();
 }
 
 /// How many platform objects and sessions are handed out and not given back.
 long scripted_host_handed_out() { return scripted::handedOut; }
 
-/// The calls so far: a JSON array of [operation, [argument, ...]]. Released with free().
-char* scripted_host_calls() {
-  scripted::State& state = scripted::TheState();
-  const std::lock_guard lock(state.mutex);
-  return scripted::NewText(state.calls.dump());
-}
+/// Sets the counter that "watch" looks at; another thread counts it up.
+void scripted_host_counter(const volatile long* counter) { scripted::TheState().counter = counter; }
 
-/// The operations so far that were called with the interpreter lock held. Released with free().
-char* scripted_host_held() {
+/// A record so far, as JSON, released with free(): "calls", an array of [operation, [argument,
+/// ...]]; "held" and "moved", operations that were called with the interpreter lock held, and
+/// operations during which the counter moved.
+char* scripted_host_record(const char* name) {
   scripted::State& state = scripted::TheState();
   const std::lock_guard lock(state.mutex);
-  return scripted::NewText(state.held.dump());
+  const std::string wanted = name;
+  const scripted::json& record =
+      wanted == "calls" ? state.calls : (wanted == "held" ? state.held : state.moved);
+  return scripted::NewText(record.dump());
 }
 
 #pragma GCC visibility pop

@@ -5,10 +5,11 @@
 // that bytes that are not UTF-8 and zero bytes survive. A script gives each operation a list of
 // answers; the last one is used again for all further calls. An answer is an object:
 //
-//   {"returns": value, "out": {name: value, ...}, "delay": seconds,
+//   {"returns": value, "out": {name: value, ...}, "delay": seconds, "watch": seconds,
 //    "throws": {"type": "QueltCtlException", "text": "..."}}
 //
-// Every member may be missing. Outputs that the answer does not name are left unwritten.
+// "watch" waits until the test's counter has moved, so long at most. Every member may be missing.
+// Outputs that the answer does not name are left unwritten.
 #pragma once
 
 #include <atomic>
