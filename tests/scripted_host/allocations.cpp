@@ -36,7 +36,8 @@ struct Walk {
 
 _Unwind_Reason_Code Visit(_Unwind_Context* context, void* data) {
   auto& walk = *static_cast<Walk*>(data);
-  const auto* const address = reinterpret_cast<const void*>(_Unwind_GetIP(context));
+  const auto* const address =  // NOLINTNEXTLINE(performance-no-int-to-ptr): what unwinding gives
+      reinterpret_cast<const void*>(_Unwind_GetIP(context));
   if (walk.firstCaller != nullptr && address != walk.firstCaller) {
     return _URC_NO_REASON;  // still in here
   }
