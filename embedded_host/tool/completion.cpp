@@ -138,7 +138,9 @@ std::string BashCompletion(const CommandDescription& tool) {
 
 std::string ZshCompletion(const CommandDescription& tool) {
   return "#compdef quelt-host\nautoload -U +X bashcompinit && bashcompinit\n" +
-         BashCompletion(tool);
+         BashCompletion(tool) +
+         // Loaded from a folder of completions, this is the function that was asked just now.
+         "[[ \"${funcstack[1]}\" != _quelt-host ]] || _bash_complete -o filenames -F _quelt_host\n";
 }
 
 std::string FishCompletion(const CommandDescription& tool) {

@@ -7,9 +7,11 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/suggestions.h"
 
 namespace {
 
@@ -30,6 +32,25 @@ std::vector<std::string> TakeCommand(std::vector<std::string>& words) {
   return command;
 }
 
+/// Says which word is no command, where one had to stand; the library says only that it is missing.
+std::string UnknownCommand(const CLI::App& app) {
+  const std::vector<std::string> rest = app.remaining(true);
+  const auto word =
+      std::find_if(rest.begin(), rest.end(), [](const auto& each) { return each[0] != '-'; });
+  const CLI::App* at = &app;  // the last word that is a command
+  while (!at->get_subcommands().empty()) {
+    at = at->get_subcommands().front();
+  }
+  if (word == rest.end() || at->get_require_subcommand_min() == 0) {
+    return {};
+  }
+  std::vector<std::string_view> names;
+  for (const CLI::App* const below : at->get_subcommands(nullptr)) {
+    names.push_back(below->get_name());
+  }
+  return "No command is called \"" + *word + "\"" + quelt::DidYouMean(*word, names);
+}
+
 int Run(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   const std::vector<std::string> command = TakeCommand(words);
@@ -37,6 +58,7 @@ int Run(int argc, char** argv) {
                "quelt-host");
   app.require_subcommand(1);
   app.fallthrough();
+  app.set_version_flag("--version", "quelt-host " PYQUELT_VERSION, "Print the version and exit");
   app.add_option_function<std::string>("--state", UseState,
                                        "The host's state file, in place of QUELT_HOST_STATE")
       ->type_name("PATH")
@@ -53,6 +75,11 @@ int Run(int argc, char** argv) {
     app.parse(words);
   } catch (const CLI::RuntimeError& status) {
     return status.get_exit_code();
+  } catch (const CLI::RequiredError& failure) {
+    const std::string unknown = UnknownCommand(app);
+    app.exit(unknown.empty() ? failure
+                             : CLI::RequiredError(unknown, CLI::ExitCodes::RequiredError));
+    return kUsage;
   } catch (const CLI::ParseError& failure) {
     return app.exit(failure) == 0 ? EXIT_SUCCESS : kUsage;
   }

@@ -1,78 +1,21 @@
 #include "embedded_host/tool/operation_argument.h"
 
 #include <algorithm>
-#include <cctype>
-#include <numeric>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "embedded_host/operation_names.h"
+#include "embedded_host/tool/suggestions.h"
 
 namespace quelt {
 
 namespace {
 
-constexpr std::size_t kMostSuggestions = 3;
-
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
-
-/// How many characters must be added, dropped or changed to get from one text to the other.
-std::size_t EditDistance(std::string_view from, std::string_view to) {
-  std::vector<std::size_t> row(to.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 1; i <= from.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i);
-    for (std::size_t j = 1; j <= to.size(); ++j) {
-      const std::size_t changed = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
-      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, changed}));
-    }
-  }
-  return row.back();
-}
-
-/// True when the characters of `part` stand in `whole` in the same order, with gaps: "getkekid" in
-/// "getconfiguredkekid".
-bool IsWithin(std::string_view part, std::string_view whole) {
-  std::size_t found = 0;
-  for (const char c : whole) {
-    found += found < part.size() && part[found] == c ? 1 : 0;
-  }
-  return found == part.size();
-}
-
-/// Names that may have been meant with their distances, the nearest first.
-std::vector<std::pair<std::size_t, std::string_view>> Suggestions(const std::string& text) {
-  const std::string wanted = LowerCase(text);
-  std::vector<std::pair<std::size_t, std::string_view>> near;
-  for (const std::string_view name : kOperationNames) {
-    const std::string candidate = LowerCase(name);
-    const std::size_t distance = EditDistance(wanted, candidate);
-    const bool within = wanted.size() >= 3 && IsWithin(wanted, candidate);
-    if (distance <= wanted.size() / 3 || within) {
-      near.emplace_back(distance, name);
-    }
-  }
-  std::sort(near.begin(), near.end());
-  near.resize(std::min(near.size(), kMostSuggestions));
-  return near;
-}
-
 std::string Refusal(const std::string& text) {
   if (std::find(kOperationNames.begin(), kOperationNames.end(), text) != kOperationNames.end()) {
     return {};
   }
-  std::string refusal = "No platform operation is called \"" + text + "\"";
-  std::string_view before = ". Did you mean ";
-  for (const auto& [distance, name] : Suggestions(text)) {
-    refusal += std::string(std::exchange(before, " or ")) + std::string(name);
-  }
-  return refusal + (before == " or " ? "?" : "");
+  return "No platform operation is called \"" + text + "\"" +
+         DidYouMean(text, {kOperationNames.begin(), kOperationNames.end()});
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ COMMANDS = ["init", "reset", "load", "dump", "show", "fail", "heal", "faults", "
 
 # What bash offers: words so far (the last one unfinished) and what it offers, None: files.
 COMPLETIONS = [
-    ([""], ["--help", "--state", "-h"] + [name for name in COMMANDS if " " not in name]),
+    ([""], ["--help", "--state", "--version", "-h"] + [name for name in COMMANDS if " " not in name]),
     (["sh"], ["show"]),
     (["fail", "GetIlo"], ["GetIloAuth"]),
     (["fail", "--thr"], ["--throw", "--throw-standard", "--throw-unknown"]),
@@ -157,7 +157,12 @@ class RunTest(hosts.HostTestCase):
                 (["run", "--", "/nowhere"], 1, "quelt-host: /nowhere: No such file or directory"),
                 (["run", "--scenario", "/nowhere", "--", "true"], 1,
                  "quelt-host: /nowhere: No such file or directory"),
-                (["run"], 2, None), (["run", "true"], 2, None), (["show", "--", "x"], 2, None)):
+                (["run"], 2, None), (["run", "true"], 2, None), (["show", "--", "x"], 2, None),
+                ([], 2, "A subcommand is required"), (["journal"], 2, "A subcommand is required"),
+                (["nonsense", "--json"], 2, 'No command is called "nonsense"'),
+                (["--state", "/x", "Jounal"], 2,
+                 'No command is called "Jounal". Did you mean journal?'),
+                (["journal", "shwo"], 2, 'No command is called "shwo". Did you mean show?')):
             result = hosts.quelt_host(*words)
             self.assertEqual(result.code, code, words)
             self.assertEqual(result.err.split("\n")[0], line or result.err.split("\n")[0])
