@@ -7,8 +7,9 @@
         ...                                   # run the script under test
         assert host.journal()[-1]["outcome"] == "threw"
 
-With pytest, `pytest_plugins = "quelt_testing"` in conftest.py gives tests the fixture `quelt_host`,
-which is such a Host; a fixture `quelt_scenario` of your own says which scenario it begins with.
+With pytest, tests have the fixture `quelt_host`, which is such a Host, as soon as pyquelt is
+installed (or with `pytest_plugins = "quelt_testing"` in conftest.py); a fixture `quelt_scenario` of
+your own says which scenario it begins with.
 
 A process learns the path of its host once, at the first call of pyquelt. So a test process has one
 path, in a folder of its own that goes away with the process; each Host loads a fresh scenario there

@@ -143,7 +143,7 @@ class ToolTest(hosts.HostTestCase):
     def test_wrong_usage_has_another_status_or_changes_something(self):
         for arguments, text in (
                 ((), "subcommand is required"),
-                (("nonsense",), "subcommand is required"),
+                (("nonsense",), "No command is called"),
                 (("fail",), "OPERATION is required"),
                 (("fail", "GetKekId"), "Did you mean GetConfiguredKekId?"),
                 (("fail", "gethardwaresku"), "Did you mean GetHardwareSku?"),

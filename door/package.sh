@@ -1,0 +1,154 @@
+# shellcheck shell=bash
+#: ./run package   build the wheel and the Debian package into build/dist and try each in a clean
+#:                 environment: a virtual one (needs the Python package index), an empty Debian
+#:                 (needs root and a Debian mirror; otherwise the package is only unpacked)
+
+readonly DIST=$PWD/$BUILD/dist PACKAGE=$PWD/$BUILD/package
+
+# try_installed COMMAND…: what holds for an installed pyquelt from any folder. The command runs its
+# words in the place where it is installed; python3 and quelt-host are on that place's PATH.
+try_installed() {
+    local version state=/tmp/quelt-package-trial.$$
+    version=$(sed -n 's/^project(pyquelt VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+    # shellcheck disable=SC2016 # for the inner shell
+    "$@" sh -euc 'cd / && export PYTHONDONTWRITEBYTECODE=1 QUELT_HOST_STATE="$1/host.db"
+        test "$(quelt-host --version)" = "quelt-host $2"
+        python3 "$3/examples/tour.py" >/dev/null
+        python3 -c "import pyquelt; assert pyquelt.GetHardwareSku() == \"QS-2240-AF\""
+        python3 -c "import quelt_testing; quelt_testing.Host().__enter__()"
+        test -f "$3/docs/scenario.schema.json"
+        rm -r "$1"' sh "$state" "$version" "$TRIAL_DOCS"
+}
+
+# --- the wheel ----------------------------------------------------------------------------------
+
+# Stubs, scripts with and without mistakes, and the plug-in of pytest, with and without its line.
+try_wheel_tools() { # try_wheel_tools VENV
+    local folder line
+    "$1/bin/python" -m mypy.stubtest pyquelt --allowlist tests/stubs/allowlist.txt
+    "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" tests/stubs
+    folder=$(mktemp -d)
+    printf '%s\n' 'def test_host(quelt_host):' \
+        '    assert quelt_host.dump()["hardwareSku"] == "QS-2240-AF"' >"$folder/test_host.py"
+    for line in "" 'pytest_plugins = "quelt_testing"'; do
+        printf '%s\n' "$line" >"$folder/conftest.py"
+        (cd "$folder" && "$1/bin/python" -m pytest -q -p no:cacheprovider)
+    done
+    rm -rf "$folder"
+}
+
+files_of() { find "$1" -not -path '*/__pycache__*' | LC_ALL=C sort; }
+
+package_wheel() {
+    local venv=$PWD/$BUILD/venv/wheel-trial before wheel
+    ensure_venv wheel-build scikit-build-core || return 3
+    say "Building the wheel"
+    # c++ is the compiler of every other build here; the interpreter's own may have another name.
+    CXX=${CXX:-c++} "$BUILD/venv/wheel-build/bin/pip" wheel -q . --no-build-isolation --no-deps \
+        -w "$DIST" -C build-dir="$PACKAGE/wheel"
+    wheel=$(echo "$DIST"/*.whl)
+    ensure_venv wheel-trial mypy pytest || return 3
+    say "Trying the wheel in a virtual environment"
+    "$venv/bin/pip" uninstall -q -y pyquelt 2>/dev/null  # what a trial that failed left
+    before=$(files_of "$venv")
+    "$venv/bin/pip" install -q --no-index "$wheel"
+    TRIAL_DOCS=$PWD try_installed env -u PYTHONPATH PATH="$venv/bin:$PATH"
+    try_wheel_tools "$venv"
+    "$venv/bin/pip" uninstall -q -y pyquelt
+    diff <(echo "$before") <(files_of "$venv") || fail "uninstalling the wheel leaves files"
+}
+
+# --- the Debian package -------------------------------------------------------------------------
+
+# The archive of an empty Debian of this release with nothing but Python; made once.
+empty_debian() {
+    local codename mirror archive root=$PACKAGE/bootstrap
+    codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+    archive=$PACKAGE/debian-$codename.tar
+    [[ -f $archive ]] || {
+        # shellcheck disable=SC2016 # for apt-get
+        mirror=$(apt-get indextargets --format '$(REPO_URI)' "Codename: $codename" \
+            "Component: main" "Created-By: Packages" | head -n 1)
+        rm -rf --one-file-system "$root"
+        debootstrap --variant=minbase --include=python3 "$codename" "$root" "$mirror" \
+            >"$PACKAGE/debootstrap.log" 2>&1 || return 1
+        tar -C "$root" --one-file-system --exclude=./proc/* --exclude=./sys/* -cf "$archive.part" . &&
+            mv "$archive.part" "$archive"
+        rm -rf --one-file-system "$root"
+    }
+    echo "$archive"
+}
+
+try_deb_unpacked() { # try_deb_unpacked DEB
+    local root=$PACKAGE/unpacked
+    say "$2: trying the Debian package unpacked"
+    rm -rf "$root"
+    dpkg-deb -x "$1" "$root"
+    TRIAL_DOCS=$root/usr/share/doc/pyquelt try_installed env \
+        PYTHONPATH="$root/usr/lib/python3/dist-packages" PATH="$root/usr/bin:/usr/bin:/bin"
+    rm -rf "$root"
+}
+
+try_deb() { # try_deb DEB
+    local archive="" root=$PACKAGE/root before why="Not root"
+    if [[ $(id -u) == 0 ]]; then
+        why="No empty Debian can be made here (see $PACKAGE/debootstrap.log)"
+        archive=$( (ensure_packages debootstrap >&2) && empty_debian) || archive=""
+    fi
+    if [[ ! $archive ]]; then
+        try_deb_unpacked "$1" "$why"
+        return
+    fi
+    say "Trying the Debian package in an empty Debian"
+    rm -rf --one-file-system "$root"
+    mkdir -p "$root"
+    tar -C "$root" -xf "$archive"
+    before=$(files_of "$root" | grep -v /var/)
+    cp "$1" "$root/tmp/"
+    chroot "$root" dpkg -i "/tmp/${1##*/}" >"$PACKAGE/dpkg.log" 2>&1 || {
+        cat "$PACKAGE/dpkg.log"
+        fail "the Debian package cannot be installed"
+    }
+    rm "$root/tmp/${1##*/}"
+    TRIAL_DOCS=/usr/share/doc/pyquelt try_installed chroot "$root" env -i PATH=/usr/sbin:/usr/bin
+    chroot "$root" dpkg --purge pyquelt >>"$PACKAGE/dpkg.log" 2>&1
+    diff <(echo "$before") <(files_of "$root" | grep -v /var/) ||
+        fail "removing the Debian package leaves files"
+    rm -rf --one-file-system "$root"
+}
+
+package_deb() {
+    local triplet
+    command -v dpkg-deb >/dev/null || fail "Debian packages are made on Debian: there is no dpkg-deb"
+    ensure_packages dpkg-dev file
+    triplet=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+    say "Building the Debian package for $(/usr/bin/python3 --version)"
+    configure "$PACKAGE/deb" /usr/bin/python3 -DPYQUELT_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr \
+        -DCMAKE_INSTALL_LIBDIR="lib/$triplet/pyquelt" -DPYQUELT_PYTHON_DIR=lib/python3/dist-packages \
+        -DPYQUELT_ZSH_DIR=share/zsh/vendor-completions
+    compile "$PACKAGE/deb"
+    (cd "$PACKAGE/deb" && cpack -B "$DIST") >"$PACKAGE/cpack.log" 2>&1 ||
+        fail "packaging failed, see $PACKAGE/cpack.log"
+    rm -rf "$DIST/_CPack_Packages"
+    try_deb "$(echo "$DIST"/*.deb)"
+}
+
+command_package() {
+    local status=0
+    ensure_packages "${BUILD_PACKAGES[@]}"
+    # shellcheck disable=SC2034 # ensure_venv reads it
+    PYTHON=$(interpreter)
+    rm -rf "$DIST"
+    mkdir -p "$DIST" "$PACKAGE"
+    package_deb
+    set +e  # an "||" here would take -e from the function, too
+    (
+        set -e
+        package_wheel
+    )
+    status=$?
+    set -e
+    ((status != 3)) || fail "the wheel was not built or not tried; the Debian package is fine"
+    ((status == 0)) || fail "the wheel fails; the Debian package is fine"
+    say "Built and tried: $(cd "$DIST" && echo *)"
+}

@@ -1,0 +1,18 @@
+"""A mistake on each marked line: a strict checker complains of a mark that hides nothing."""
+
+import pyquelt
+
+
+def mistakes(disk: str) -> bytes:
+    pyquelt.SetKekId(1)  # type: ignore[arg-type]
+    pyquelt.SetKekId(kekId="kek")  # type: ignore[call-arg]
+    pyquelt.ShallowRekey(disk)  # type: ignore[arg-type]
+    pyquelt.Decrypt2kBlock("dek", 0, b"")  # type: ignore[arg-type]
+    pyquelt.CreateObject(ufn=None)  # type: ignore[arg-type]
+    pyquelt.CreateObject("disk")  # type: ignore[call-arg]
+    pyquelt.DeleteObject()  # type: ignore[call-arg]
+    pyquelt.GetEncInfoForDisk(disk)["kek"]  # type: ignore[typeddict-item]
+    pyquelt.GetKmsPasswordFromConfigStore("kek", "kmip").upper()  # type: ignore[union-attr]
+    pyquelt.OBJ_ALLOC_TYPE_THIN = 1  # type: ignore[misc]
+    pyquelt.__version__  # type: ignore[attr-defined]
+    return pyquelt.GetHardwareSku()  # type: ignore[return-value]
