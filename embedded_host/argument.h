@@ -18,7 +18,7 @@ struct Secret {
 /// One argument by name. Refers to the caller's value.
 struct Argument {
   std::string_view name;
-  std::variant<std::string_view, std::int64_t, bool, Secret> value;
+  std::variant<std::string_view, std::int64_t, std::uint64_t, bool, Secret> value;
 };
 
 }  // namespace quelt

@@ -34,6 +34,7 @@ std::string Cut(std::string_view text) {
 struct ToJson {
   json operator()(std::string_view text) const { return Cut(text); }
   json operator()(std::int64_t number) const { return number; }
+  json operator()(std::uint64_t number) const { return number; }
   json operator()(bool flag) const { return flag; }
   json operator()(Secret secret) const { return "(" + std::to_string(secret.bytes) + " bytes)"; }
 };
@@ -76,15 +77,11 @@ void JournalEntry::Threw() noexcept {
   }
 }
 
-void JournalEntry::RefusedWith(std::int64_t status) noexcept {
-  try {
-    std::ostringstream text;
-    text << "status 0x" << std::hex << std::setw(8) << std::setfill('0')
-         << static_cast<std::uint32_t>(status);
-    End("refused", text.str());
-  } catch (const std::bad_alloc&) {
-    End("refused");
-  }
+std::string JournalEntry::StatusText(std::int64_t status) {
+  std::ostringstream text;
+  text << "status 0x" << std::hex << std::setw(8) << std::setfill('0')
+       << static_cast<std::uint32_t>(status);
+  return text.str();
 }
 
 void JournalEntry::End(const char* outcome, std::string_view message) noexcept {

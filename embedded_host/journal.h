@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <initializer_list>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -29,8 +30,8 @@ struct JournalRecord {
   std::int64_t process = 0;  ///< process id
   std::string operation;
   std::string arguments;      ///< a JSON object; a secret stands as "(5 bytes)"
-  std::string outcome;        ///< "answered", "refused" (false, null or a status) or "threw"
-  std::string message;        ///< of what was thrown, or the status of a refusal
+  std::string outcome;        ///< "answered", "refused" (by a fault) or "threw"
+  std::string message;        ///< of what was thrown; "false", "null" or a status that was answered
   std::int64_t duration = 0;  ///< microseconds
 };
 
@@ -41,20 +42,31 @@ class JournalEntry {
   JournalEntry(OperationId operation, std::initializer_list<Argument> arguments);
 
   void Answered() noexcept { End("answered"); }
-  /// For operations that can refuse: false, null and a status other than zero are refusals.
+  /// For operations whose answer says whether they went well. `refused`: a fault gave it.
   template <typename Answer>
-  void Answered(const Answer& answer) noexcept {
-    if constexpr (std::is_integral_v<Answer> && !std::is_same_v<Answer, bool>) {
-      answer == 0 ? End("answered") : RefusedWith(answer);
-    } else {
-      End(answer ? "answered" : "refused");
+  void Answered(const Answer& answer, bool refused) noexcept {
+    try {
+      End(refused ? "refused" : "answered", MessageOf(answer));
+    } catch (const std::bad_alloc&) {
+      // As in End: what is lost is the record.
     }
   }
   /// Inside a handler: the exception is the one being handled.
   void Threw() noexcept;
 
  private:
-  void RefusedWith(std::int64_t status) noexcept;
+  /// "" for one that went well.
+  template <typename Answer>
+  static std::string MessageOf(const Answer& answer) {
+    if constexpr (std::is_same_v<Answer, bool>) {
+      return answer ? "" : "false";
+    } else if constexpr (std::is_integral_v<Answer>) {
+      return answer == 0 ? "" : StatusText(answer);
+    } else {
+      return answer ? "" : "null";
+    }
+  }
+  static std::string StatusText(std::int64_t status);
   void End(const char* outcome, std::string_view message = {}) noexcept;
 
   const OperationId operation_;

@@ -122,8 +122,10 @@ class Operation {
   template <typename Answer, typename Body>
   Answer PerformOr(Refused<Answer> refused, Body&& body) {
     const Switches switches = CurrentSwitches();
+    bool admitted = true;
     const auto perform = [&]() -> Answer {
-      return Admit(switches) ? std::forward<Body>(body)() : std::move(refused.answer);
+      admitted = Admit(switches);
+      return admitted ? std::forward<Body>(body)() : std::move(refused.answer);
     };
     if (!switches.journal) {
       return perform();
@@ -131,7 +133,7 @@ class Operation {
     JournalEntry entry(id_, arguments_);
     try {
       Answer answer = perform();
-      entry.Answered(answer);
+      entry.Answered(answer, !admitted);
       return answer;
     } catch (...) {
       entry.Threw();

@@ -11,11 +11,26 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
-void RequireKnownType(const Agent& agent) {
-  if (agent.nodeType < 0 || agent.nodeType >= kNodeTypes) {
-    throw QueltCtlException(agent.key.Name() + ": node type " + std::to_string(agent.nodeType) +
-                            " is not known");
-  }
+/// Puts an agent into a list, by `put(Connection&)`.
+template <typename Put>
+void WriteAgent(OperationId operation, const Agent& agent, Put&& put) {
+  Operation(operation, {{"uuid", agent.key.uuid},
+                        {"nodeType", agent.nodeType},
+                        {"isSupportUnicast", agent.isSupportUnicast},
+                        {"address", agent.key.address},
+                        {"port", agent.key.port},
+                        {"interfaceGiven", agent.interfaceGiven},
+                        {"interface", agent.interface},
+                        {"hostname", agent.hostname},
+                        {"thumbprint", agent.thumbprint},
+                        {"subClusterUuid", agent.subClusterUuid}})
+      .Write([&](Connection& db) {
+        if (agent.nodeType < 0 || agent.nodeType >= kNodeTypes) {
+          throw QueltCtlException(agent.key.Name() + ": node type " +
+                                  std::to_string(agent.nodeType) + " is not known");
+        }
+        put(db);
+      });
 }
 
 }  // namespace
@@ -42,22 +57,11 @@ void EmbeddedHostSystem::AddUnicastAgentEntry(const std::string& uuid, std::int3
                        hostname,
                        thumbprint,
                        subClusterUuid};
-  Operation("AddUnicastAgentEntry", {{"uuid", uuid},
-                                     {"nodeType", std::int64_t{nodeType}},
-                                     {"isSupportUnicast", isSupportUnicast},
-                                     {"address", agent.key.address},
-                                     {"port", std::int64_t{port}},
-                                     {"interfaceGiven", interfaceGiven},
-                                     {"interface", interface},
-                                     {"hostname", hostname},
-                                     {"thumbprint", thumbprint},
-                                     {"subClusterUuid", subClusterUuid}})
-      .Write([&](Connection& db) {
-        RequireKnownType(agent);
-        if (!InsertAgent(db, AgentList::kMembership, agent)) {
-          throw QueltCtlException(agent.key.Name() + " already exists");
-        }
-      });
+  WriteAgent("AddUnicastAgentEntry", agent, [&](Connection& db) {
+    if (!InsertAgent(db, AgentList::kMembership, agent)) {
+      throw QueltCtlException(agent.key.Name() + " already exists");
+    }
+  });
 }
 
 // With `replaceWitness` the agent must be a witness, and what the configuration store records about
@@ -101,19 +105,8 @@ void EmbeddedHostSystem::SetUnicastAgentInConfigStore(
                        hostname,
                        thumbprint,
                        subClusterUuid};
-  Operation("SetUnicastAgentInConfigStore", {{"uuid", uuid},
-                                             {"nodeType", std::int64_t{nodeType}},
-                                             {"isSupportUnicast", isSupportUnicast},
-                                             {"address", agent.key.address},
-                                             {"port", std::int64_t{port}},
-                                             {"interface", interface},
-                                             {"hostname", hostname},
-                                             {"thumbprint", thumbprint},
-                                             {"subClusterUuid", subClusterUuid}})
-      .Write([&](Connection& db) {
-        RequireKnownType(agent);
-        PutRecordedAgent(db, agent);
-      });
+  WriteAgent("SetUnicastAgentInConfigStore", agent,
+             [&](Connection& db) { PutRecordedAgent(db, agent); });
 }
 
 }  // namespace quelt

@@ -150,7 +150,7 @@ class Host(object):
     def journal(self, *operations):
         """What was called since the journal was last cleared, oldest first; of these operations, or
         of all. Each record is a dict: number, time, process, operation, arguments (a dict), outcome
-        ("answered", "refused", "threw"), message, duration (seconds)."""
+        ("answered", "refused" by a fault, "threw"), message, duration (seconds)."""
         records = [json.loads(line) for line in self.tool("journal", "show", "--json").splitlines()]
         return [each for each in records if not operations or each["operation"] in operations]
 

@@ -93,7 +93,7 @@ void ZelCtl::Quelt::QueltUtil::Decrypt2kBlock(const unsigned char* dek, unsigned
                                               const unsigned char* block, unsigned char* output) {
   using quelt::Secret;
   quelt::Operation("Decrypt2kBlock", {{"dek", Secret(ENCR_DEK_SIZE)},
-                                      {"position", static_cast<std::int64_t>(position)},
+                                      {"position", std::uint64_t{position}},
                                       {"block", Secret(ENCR_BLOCK_SIZE)}})
       .Run([&] { quelt::DecryptBlock(dek, position, block, output); });
 }

@@ -14,9 +14,7 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 std::string Disk::DekId() const { return UuidText(uuid.bytes); }
 
-std::string Disk::KekId() const {
-  return std::string(metadata.kekId, strnlen(metadata.kekId, sizeof metadata.kekId));
-}
+std::string Disk::KekId() const { return metadata.kekId; }
 
 namespace {
 
@@ -26,20 +24,26 @@ Bytes BytesOf(const Record& record) {
 }
 
 template <typename Record>
-void ReadRecord(const Rows& rows, int column, Record& record) {
-  const Bytes bytes = rows.Blob(column);
-  if (bytes.size() != sizeof record) {
-    throw QueltCtlException("The host's state holds a disk record of wrong length");
-  }
-  std::memcpy(&record, bytes.data(), sizeof record);
+std::span<std::uint8_t> RoomOf(Record& record) {
+  return {reinterpret_cast<std::uint8_t*>(&record), sizeof record};
+}
+
+template <std::size_t Size>
+bool Ends(const char (&field)[Size]) {
+  return strnlen(field, Size) < Size;
 }
 
 Disk ReadDisk(const Rows& rows) {
   Disk disk;
   disk.name = rows.Text(0);
-  ReadRecord(rows, 1, disk.uuid);
-  ReadRecord(rows, 2, disk.metadata);
-  ReadRecord(rows, 3, disk.aws);
+  rows.Copy(1, disk.uuid.bytes);
+  rows.Copy(2, RoomOf(disk.metadata));
+  rows.Copy(3, RoomOf(disk.aws));
+  if (!Ends(disk.metadata.kekId) || !Ends(disk.metadata.clusterId) ||
+      disk.aws.wrappedDekLength > ENCR_AWS_DEK_MAX) {
+    throw QueltCtlException("The host's state holds a damaged record of disk \"" + disk.name +
+                            "\"");
+  }
   return disk;
 }
 

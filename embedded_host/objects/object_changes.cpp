@@ -145,7 +145,7 @@ std::int32_t ObjUtil_Create(const std::uint8_t* cid, const char* ufn, const char
                                    {"haMetaData", object.haMetaData},
                                    {"policy", object.policy},
                                    {"allocType", std::int64_t{allocType}},
-                                   {"size", static_cast<std::int64_t>(size)},
+                                   {"size", size},
                                    {"capabilities", std::int64_t{capabilities}},
                                    {"ignoreExtAttr", ignoreExtAttr},
                                    {"groupUuid", UuidText(groupUuid)},

@@ -3,14 +3,24 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <thread>
 
 #include "embedded_host/store/failure.h"
+#include "platform/exception.h"
 
 namespace quelt {
 
 using std::chrono::steady_clock;
+
+void Rows::Copy(int column, std::span<std::uint8_t> to) const {
+  const Bytes bytes = Blob(column);
+  if (bytes.size() != to.size()) {
+    throw HostCtl::Lib::Quelt::QueltCtlException("The host's state holds a value of wrong length");
+  }
+  std::copy(bytes.begin(), bytes.end(), to.begin());
+}
 
 namespace {
 
@@ -31,10 +41,20 @@ SQLite::Database Open(const StorePlace& place) {
 Connection::Connection(const StorePlace& place) : place_(place), database_(Open(place)) {
   sqlite3* const handle = database_.getHandle();
   sqlite3_extended_result_codes(handle, 1);
-  sqlite3_busy_handler(handle, &Connection::WaitForWriter, this);
+  WaitForWriters(true);
   // The log stays when the last connection closes. Closing happens before every fork and must be
   // quick, and a file that turns out not to be ours must not be touched.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  // A state may come from a stranger: what its tables say runs with no more rights than plain SQL,
+  // and no statement reaches another file.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
+  sqlite3_limit(handle, SQLITE_LIMIT_ATTACHED, 0);
+}
+
+void Connection::WaitForWriters(bool wait) {
+  sqlite3_busy_handler(database_.getHandle(), wait ? &Connection::WaitForWriter : nullptr, this);
 }
 
 /// Called by SQLite while another process writes: zero gives up. Polls more often than SQLite's own

@@ -40,6 +40,9 @@ class Rows {
   std::int64_t Integer(int column) const { return statement_.getColumn(column).getInt64(); }
   bool Boolean(int column) const { return Integer(column) != 0; }
   bool IsNull(int column) const { return statement_.isColumnNull(column); }
+  /// A blob of exactly this size: a state from elsewhere may hold another. Throws
+  /// QueltCtlException.
+  void Copy(int column, std::span<std::uint8_t> to) const;
   /// Valid until the next step.
   Bytes Blob(int column) const {
     const SQLite::Column value = statement_.getColumn(column);
@@ -62,19 +65,29 @@ class Connection {
   /// Sets durability and secrecy. Reads the file.
   void Configure();
 
+  /// Whether a statement that finds another writer at work waits for it, which is so at first, or
+  /// fails.
+  void WaitForWriters(bool wait);
+
   /// Runs a statement that gives no rows; returns how many rows it changed. `sql` is a literal:
-  /// its statement is prepared once per connection.
+  /// its statement is prepared once per connection. The values, which may be secrets, are not
+  /// copied for it and not known to it afterwards.
   template <typename... Values>
   int Execute(const char* sql, const Values&... values) {
-    SQLite::Statement& statement = Bound(sql, values...);
-    const Rows reset(statement);
+    SQLite::Statement& statement = Prepared(sql);
+    const Unbinding unbinding(statement);
+    int index = 0;
+    (BindInPlace(statement, ++index, values), ...);
     return statement.exec();
   }
 
-  /// Starts a query.
+  /// Starts a query. The values are copied: no secrets.
   template <typename... Values>
   Rows Query(const char* sql, const Values&... values) {
-    return Rows(Bound(sql, values...));
+    SQLite::Statement& statement = Prepared(sql);
+    int index = 0;
+    (Bind(statement, ++index, values), ...);
+    return Rows(statement);
   }
 
   SQLite::Database& database() { return database_; }
@@ -86,12 +99,37 @@ class Connection {
  private:
   static int WaitForWriter(void* connection, int retries);
 
-  template <typename... Values>
-  SQLite::Statement& Bound(const char* sql, const Values&... values) {
-    SQLite::Statement& statement = Prepared(sql);
-    int index = 0;
-    (Bind(statement, ++index, values), ...);
-    return statement;
+  /// Makes the statement forget its values at the end.
+  class Unbinding {
+   public:
+    explicit Unbinding(SQLite::Statement& statement) : statement_(statement) {}
+    Unbinding(const Unbinding&) = delete;
+    Unbinding& operator=(const Unbinding&) = delete;
+    ~Unbinding() {
+      statement_.tryReset();
+      statement_.clearBindings();
+    }
+
+   private:
+    SQLite::Statement& statement_;
+  };
+
+  static void BindInPlace(SQLite::Statement& statement, int index, const std::string& value) {
+    statement.bindNoCopy(index, value);
+  }
+  static void BindInPlace(SQLite::Statement& statement, int index, Bytes value) {
+    // An empty blob is a blob, not NULL.
+    statement.bindNoCopy(index, value.empty() ? "" : static_cast<const void*>(value.data()),
+                         static_cast<int>(value.size()));
+  }
+  static void BindInPlace(SQLite::Statement& statement, int index, std::integral auto value) {
+    Bind(statement, index, value);
+  }
+  static void BindInPlace(SQLite::Statement& statement, int index, const char* value) {
+    statement.bindNoCopy(index, value);
+  }
+  static void BindInPlace(SQLite::Statement& statement, int index, std::nullptr_t) {
+    statement.bind(index);
   }
 
   static void Bind(SQLite::Statement& statement, int index, const std::string& value) {
@@ -101,15 +139,11 @@ class Connection {
     statement.bind(index, value);
   }
   static void Bind(SQLite::Statement& statement, int index, Bytes value) {
-    // An empty blob is a blob, not NULL.
     statement.bind(index, value.empty() ? "" : static_cast<const void*>(value.data()),
                    static_cast<int>(value.size()));
   }
   static void Bind(SQLite::Statement& statement, int index, std::integral auto value) {
     statement.bind(index, static_cast<std::int64_t>(value));
-  }
-  static void Bind(SQLite::Statement& statement, int index, std::nullptr_t) {
-    statement.bind(index);
   }
 
   SQLite::Statement& Prepared(const char* sql);

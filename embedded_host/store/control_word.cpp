@@ -21,7 +21,7 @@ std::atomic<const ControlWord*> ControlWord::present_{nullptr};
 
 int OpenControlFile(const std::string& state) {
   const std::string file = ControlFile(state);
-  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (descriptor < 0) {
     ThrowSystemFailure(file, errno);
   }

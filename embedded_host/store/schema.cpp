@@ -10,6 +10,22 @@ namespace quelt {
 
 namespace {
 
+// The two lists of agents have the same columns.
+#define AGENT_COLUMNS                           \
+  "\n"                                          \
+  "  id                 INTEGER PRIMARY KEY,\n" \
+  "  uuid               TEXT NOT NULL,\n"       \
+  "  address            TEXT NOT NULL,\n"       \
+  "  port               INTEGER NOT NULL,\n"    \
+  "  node_type          INTEGER NOT NULL,\n"    \
+  "  is_support_unicast INTEGER NOT NULL,\n"    \
+  "  interface_given    INTEGER NOT NULL,\n"    \
+  "  zelnic             TEXT NOT NULL,\n"       \
+  "  hostname           TEXT NOT NULL,\n"       \
+  "  thumbprint         TEXT NOT NULL,\n"       \
+  "  sub_cluster_uuid   TEXT NOT NULL,\n"       \
+  "  UNIQUE (uuid, address, port)\n"
+
 constexpr const char* kTables = R"sql(
 -- Single settings: hardwareSku, iloFirst, iloSecond, kekId, hostKeyId, ...
 CREATE TABLE setting (
@@ -158,34 +174,8 @@ CREATE TABLE cloud_kms (
 
 -- Unicast agents: the membership list, and what the configuration store records. The id keeps the
 -- order in which they came.
-CREATE TABLE agent (
-  id                 INTEGER PRIMARY KEY,
-  uuid               TEXT NOT NULL,
-  address            TEXT NOT NULL,
-  port               INTEGER NOT NULL,
-  node_type          INTEGER NOT NULL,
-  is_support_unicast INTEGER NOT NULL,
-  interface_given    INTEGER NOT NULL,
-  zelnic             TEXT NOT NULL,
-  hostname           TEXT NOT NULL,
-  thumbprint         TEXT NOT NULL,
-  sub_cluster_uuid   TEXT NOT NULL,
-  UNIQUE (uuid, address, port)
-);
-CREATE TABLE recorded_agent (
-  id                 INTEGER PRIMARY KEY,
-  uuid               TEXT NOT NULL,
-  address            TEXT NOT NULL,
-  port               INTEGER NOT NULL,
-  node_type          INTEGER NOT NULL,
-  is_support_unicast INTEGER NOT NULL,
-  interface_given    INTEGER NOT NULL,
-  zelnic             TEXT NOT NULL,
-  hostname           TEXT NOT NULL,
-  thumbprint         TEXT NOT NULL,
-  sub_cluster_uuid   TEXT NOT NULL,
-  UNIQUE (uuid, address, port)
-);
+CREATE TABLE agent ()sql" AGENT_COLUMNS R"sql();
+CREATE TABLE recorded_agent ()sql" AGENT_COLUMNS R"sql();
 
 -- Whether a cluster runs in unicast mode.
 CREATE TABLE unicast_mode (
@@ -226,6 +216,32 @@ constexpr const char* kSteps[] = {kTables};
 
 int Version(Connection& db) { return db.database().execAndGet("PRAGMA user_version").getInt(); }
 
+/// All that a database defines, as text.
+std::string Definitions(SQLite::Database& db) {
+  return db
+      .execAndGet(
+          "SELECT coalesce(group_concat(sql, ';'), '') FROM (SELECT sql FROM sqlite_schema ORDER "
+          "BY type, name)")
+      .getString();
+}
+
+/// Made by a database in memory, for the newest version once per process.
+std::string MadeBy(SchemaSteps steps) {
+  SQLite::Database made(kInMemory, SQLite::OPEN_READWRITE);
+  for (const char* const step : steps) {
+    made.exec(step);
+  }
+  return Definitions(made);
+}
+
+void RequireDefinitions(Connection& db, SchemaSteps steps) {
+  static const std::string newest = MadeBy(kSteps);
+  const bool isNewest = steps.data() == kSteps && steps.size() == std::size(kSteps);
+  if (Definitions(db.database()) != (isNewest ? newest : MadeBy(steps))) {
+    ThrowStoreFailure(db.place().path, "its tables are not those of a Quelt host");
+  }
+}
+
 }  // namespace
 
 SchemaSteps AllSteps() { return kSteps; }
@@ -233,6 +249,7 @@ SchemaSteps AllSteps() { return kSteps; }
 void BringUpToDate(Connection& db, SchemaSteps steps) {
   const int newest = static_cast<int>(steps.size());
   if (Version(db) == newest) {
+    RequireDefinitions(db, steps);
     return;
   }
   Transaction transaction(db, Transaction::Kind::kWrite);
@@ -243,6 +260,7 @@ void BringUpToDate(Connection& db, SchemaSteps steps) {
                                            std::to_string(version) + ", this one knows " +
                                            std::to_string(newest) + ")");
   }
+  RequireDefinitions(db, steps.first(static_cast<std::size_t>(version)));
   for (const char* const step : steps.subspan(static_cast<std::size_t>(version))) {
     db.database().exec(step);
   }

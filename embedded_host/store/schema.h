@@ -14,8 +14,9 @@ inline constexpr std::uint32_t kApplicationId = 0x51756c74;
 using SchemaSteps = std::span<const char* const>;
 SchemaSteps AllSteps();
 
-/// Runs the missing steps, all or none of them. A file that is newer than the last step is refused
-/// (QueltCtlException).
+/// Runs the missing steps, all or none of them. A file that is newer than the last step, or whose
+/// tables, triggers and views are not exactly those of its version, is refused (QueltCtlException):
+/// what another one has put there would run with our statements.
 void BringUpToDate(Connection& db, SchemaSteps steps = AllSteps());
 
 /// Empties all tables. Inside a transaction.

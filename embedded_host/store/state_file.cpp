@@ -1,13 +1,14 @@
 #include "embedded_host/store/state_file.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
 #include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/access.h"
 #include "embedded_host/store/coarse_clock.h"
 #include "embedded_host/store/control_word.h"
 #include "embedded_host/store/creation.h"
@@ -22,24 +23,6 @@ namespace {
 constexpr std::string_view kMagic{"SQLite format 3\0", 16};
 constexpr std::size_t kApplicationIdAt = 68;  // big-endian; SQLite's file format, section 1.3
 constexpr std::size_t kHeaderSize = 100;
-
-/// False when nothing is there; whatever is there and can't be a state is refused.
-bool IsThere(const std::string& path) {
-  struct stat entry {};
-  if (stat(path.c_str(), &entry) != 0) {
-    if (errno != ENOENT) {
-      ThrowSystemFailure(path, errno);
-    }
-    return false;
-  }
-  if (S_ISDIR(entry.st_mode)) {
-    ThrowSystemFailure(path, EISDIR);
-  }
-  if (!S_ISREG(entry.st_mode)) {
-    ThrowStoreFailure(path, "not a regular file");
-  }
-  return true;
-}
 
 /// SQLite takes shorter paths than the system, and the file's companions have longer ones.
 void RefuseLongPath(const std::string& path) {
@@ -75,6 +58,24 @@ void RefuseForeignFile(Connection& connection) {
   }
 }
 
+/// SQLite takes a file that it can't write for one to read alone, also when the reason is gone in a
+/// moment (too many open files), and goes on so for as long as the connection lives. A lock on the
+/// log that is there for writing is given or denied for another writer; nobody waits.
+void RefuseReadingAlone(Connection& connection) {
+  sqlite3* const handle = connection.database().getHandle();
+  const std::string& path = connection.place().path;
+  if (sqlite3_db_readonly(handle, "main") != 0) {
+    access(path.c_str(), W_OK) != 0 ? ThrowSystemFailure(path, errno)
+                                    : ThrowStoreFailure(path, "cannot be opened for writing");
+  }
+  connection.WaitForWriters(false);
+  const int status = sqlite3_exec(handle, "BEGIN IMMEDIATE; ROLLBACK", nullptr, nullptr, nullptr);
+  connection.WaitForWriters(true);
+  if ((status & 0xff) == SQLITE_READONLY) {
+    ThrowStoreFailure(path, "its log cannot be opened for writing");
+  }
+}
+
 std::unique_ptr<Connection> OpenInMemory(const StorePlace& place) {
   auto connection = std::make_unique<Connection>(place);
   connection->Configure();
@@ -91,7 +92,7 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
   if (place.in_memory()) {
     return OpenInMemory(place);
   }
-  const bool isThere = IsThere(place.path);
+  const bool isThere = SecureState(place.path);
   RefuseLongPath(place.path);
   if (!isThere) {
     CreateState(place);
@@ -99,11 +100,9 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
   auto connection = std::make_unique<Connection>(place);
   RefuseForeignFile(*connection);
   try {
-    if (sqlite3_db_readonly(connection->database().getHandle(), "main") != 0) {
-      ThrowSystemFailure(place.path, EACCES);
-    }
     connection->Configure();
     BringUpToDate(*connection);
+    RefuseReadingAlone(*connection);
   } catch (const SQLite::Exception& failure) {
     ThrowDatabaseFailure(place, *connection, failure);
   }

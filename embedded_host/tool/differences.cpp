@@ -62,8 +62,8 @@ json Shown(const json& whole, const json* shown) {
   if (shown == nullptr) {
     return "(secret)";
   }
-  if (!whole.is_object()) {
-    return whole;
+  if (!whole.is_object() || !shown->is_object()) {
+    return *shown;
   }
   json result = json::object();
   for (const auto& [key, member] : whole.items()) {
@@ -79,6 +79,8 @@ struct Value {
   Value Member(const std::string& key) const {
     return {MemberOf(whole, key), MemberOf(shown, key)};
   }
+  /// A word stands for it.
+  bool IsHidden() const { return shown != nullptr && !shown->is_object(); }
   json Text() const { return Shown(*whole, shown); }
 };
 
@@ -87,7 +89,8 @@ class Comparison {
   void Compare(const std::string& place, const Value& before, const Value& after) {
     if (before.whole == nullptr || after.whole == nullptr) {
       OneSided(place, before, after);
-    } else if (before.whole->is_object() && after.whole->is_object()) {
+    } else if (before.whole->is_object() && after.whole->is_object() && !before.IsHidden() &&
+               !after.IsHidden()) {
       Members(place, before, after);
     } else if (*before.whole != *after.whole) {
       differences.push_back({Difference::Kind::kChanged, place, before.Text(), after.Text()});

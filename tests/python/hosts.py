@@ -56,8 +56,11 @@ def sqlite(path, statements):
     """
     script = ("import json, sqlite3, sys\n"
               "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
-              "for statement in sys.argv[2].split(';'):\n"
-              "    rows = db.execute(statement).fetchall()\n"
+              "text = ''\n"
+              "for part in sys.argv[2].split(';'):\n"
+              "    text += part + ';'\n"
+              "    if sqlite3.complete_statement(text):\n"
+              "        rows, text = db.execute(text).fetchall(), ''\n"
               "print(json.dumps(rows))\n")
     output = subprocess.check_output([sys.executable, "-c", script, path, statements])
     return json.loads(output.decode("utf-8"))
@@ -82,6 +85,17 @@ class HostTestCase(unittest.TestCase):
         result = run_python(script, *args, **options)
         self.assertEqual((result.code, result.err), (0, ""), script)
         return result.out
+
+    def load(self, document):
+        """Makes a document (or its text) the state; returns what the tool says when it refuses."""
+        text = document if isinstance(document, str) else json.dumps(document)
+        result = quelt_host("load", "-", input=text)
+        self.assertEqual((result.code, result.out), (1 if result.err else 0, ""))
+        return result.err
+
+    def dump(self):
+        """The whole state as a document."""
+        return json.loads(self.tool("dump", "--secrets"))
 
     def fresh_folder(self):
         """An empty folder that goes away with the test."""

@@ -102,8 +102,8 @@ class Actor(object):
             if fact.startswith("object/") and value:
                 assert value in pyquelt.GetObjectExtAttrs([value]), (fact, value)
         mine = ["setting/" + name for name in pyquelt.GetPerfsvcHostConfigStore()]
-        missing = [fact for fact in self.facts if fact.startswith("setting/")
-                   and fact not in mine]
+        missing = [fact for fact, value in self.facts.items()
+                   if fact.startswith("setting/") and value and fact not in mine]
         assert not missing, missing
 
 

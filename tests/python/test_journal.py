@@ -22,10 +22,10 @@ CALLS = [
     (lambda: pyquelt.GetKeyFromKeyCache("k"), "RetrieveKeyFromKeyCache",
      {"id": "k", "capacity": 4096}, "answered", ""),
     (lambda: pyquelt.AddUnicastAgent("nowhere"), "BuildQueltIPAddress", {"text": "nowhere"},
-     "refused", ""),
+     "answered", "false"),
     (lambda: pyquelt.DeleteObject("00000000-0000-0000-0000-000000000001"), "ObjUtil_Delete",
      {"cid": "00000000-0000-0000-0000-000000000000",
-      "uuid": "00000000-0000-0000-0000-000000000001", "force": False}, "refused",
+      "uuid": "00000000-0000-0000-0000-000000000001", "force": False}, "answered",
      "status 0x0bad0003"),
     (lambda: pyquelt.SetPerfsvcHostConfigStore("k", 5000 * "v"), "SetPerfsvcHostConfigStore",
      {"first": "k", "second": 4096 * "v" + "... (5000 bytes)"}, "answered", ""),
@@ -33,7 +33,7 @@ CALLS = [
 
 # Faults of an operation and how it is recorded then.
 FAULTS = [
-    (["--refuse"], "refused", ""),
+    (["--refuse"], "refused", "false"),
     (["--throw", "out of paper"], "threw", "out of paper"),
     (["--throw-standard", "odd"], "threw", "odd"),
     (["--throw-unknown"], "threw", "(not a standard exception)"),

@@ -1,7 +1,6 @@
 """Key management servers on the embedded host, with real TLS servers on the loopback interface."""
 
 import contextlib
-import json
 import os
 import shutil
 import socket
@@ -111,17 +110,12 @@ def free_port():
 class KmsTestCase(hosts.HostTestCase):
 
     def load(self, servers, trusted=(), **kms):
-        document = {"kms": dict({"servers": servers, "keys": {"c": ["key"]},
-                                 "trustedCertificates": [certificates.text(name)
-                                                         for name in trusted]}, **kms)}
-        path = os.path.join(self.fresh_folder(), "scenario.json")
-        with open(path, "w") as file:
-            json.dump(document, file)
-        self.tool("load", path)
+        super(KmsTestCase, self).load({"kms": dict({
+            "servers": servers, "keys": {"c": ["key"]},
+            "trustedCertificates": [certificates.text(name) for name in trusted]}, **kms)})
 
     def trusted(self):
-        dump = json.loads(self.tool("dump", "--secrets"))
-        return dump.get("kms", {}).get("trustedCertificates", [])
+        return self.dump().get("kms", {}).get("trustedCertificates", [])
 
 
 def one_server(port, **changes):
@@ -130,6 +124,22 @@ def one_server(port, **changes):
 
 
 class StatusTest(KmsTestCase):
+
+    def test_environment_switches_verification_off_or_trusts_more(self):
+        """Only what the host's own store holds is trusted; an empty one trusts nothing."""
+        settings = os.path.join(certificates.folder, "openssl.cnf")
+        with open(settings, "w") as file:
+            file.write("openssl_conf = a\n[a]\nssl_conf = b\n[b]\nsystem_default = c\n"
+                       "[c]\nVerifyMode = \nVerifyCAFile = %s\nMinProtocol = TLSv1\n"
+                       "Options = UnsafeLegacyServerConnect\n" % certificates.files["ca"][0])
+        with server(tls("good")) as port:
+            for trusted in (), ("other-ca",):
+                self.load([one_server(port)], trusted)
+                status = self.script(
+                    "import pyquelt; print(pyquelt.CheckKmsStatus('c', 'key', 20))",
+                    env={"SSL_CERT_FILE": certificates.files["ca"][0], "OPENSSL_CONF": settings,
+                         "SSL_CERT_DIR": certificates.folder, "PYTHONHTTPSVERIFY": "0"})
+                self.assertIn("not trusted", status)
 
     def check(self, reason, port, trusted=("ca",), seconds=20, **changes):
         """`reason` follows the server's name; "" when the server is good."""

@@ -15,6 +15,21 @@ import hosts
 SKU = "QS-2240-AF"
 READ = "import pyquelt; print(pyquelt.GetHardwareSku())"
 
+# Reads all there is; what fails, fails with an exception.
+EVERYTHING = (
+    "import json, pyquelt\n"
+    "for name, args in (('GetHostInfo', ()), ('GetT1DiskInfo', ()), ('GetKms', ()),\n"
+    "                   ('GetQueltNetworkInfo', ()), ('GetOqtaCappedMaxDiskVersion', ()),\n"
+    "                   ('GetEncInfoForDisk', ('naa.58ce38ee20a1c002',)),\n"
+    "                   ('GetWrappedDekFromDisk', ('naa.58ce38ee20a1c002',)),\n"
+    "                   ('GetDekFromDisk', ('naa.58ce38ee20a1c004',))):\n"
+    "    try:\n"
+    "        getattr(pyquelt, name)(*args)\n"
+    "    except (RuntimeError, ValueError):\n"
+    "        pass\n")
+
+SUFFIXES = ("", "-wal", "-shm", "-control")
+
 # Another program's database, in a process of its own: see hosts.sqlite.
 FOREIGN = "PRAGMA journal_mode = WAL; CREATE TABLE t (a); INSERT INTO t VALUES (1)"
 
@@ -43,6 +58,11 @@ def as_nobody():
         os.setuid(65534)
 
 
+def reachable_by_nobody():
+    library = os.path.dirname(os.environ["PYQUELT_EMBEDDED_HOST"])
+    return all(os.stat(path).st_mode & 1 for path in (library, sys.executable, "/root"))
+
+
 class StateTest(hosts.HostTestCase):
 
     def test_setting_is_lost_between_processes_or_survives_a_reset(self):
@@ -67,12 +87,15 @@ class StateTest(hosts.HostTestCase):
         state = os.path.join(top, "a", "b", "host.db")
         self.script("import os; os.umask(0); import pyquelt; pyquelt.SetIloAuth('a', 'b')",
                     state=state)
-        modes = {os.path.relpath(path, top): stat.S_IMODE(os.stat(path).st_mode)
-                 for path in contents(os.path.join(top, "a"))}
-        self.assertEqual(modes.pop("a"), 0o700)
-        self.assertEqual(modes.pop("a/b"), 0o700)
-        self.assertEqual(modes, {"a/b/host.db" + suffix: 0o600
-                                 for suffix in ("", "-wal", "-shm", "-control")})
+        for _ in range(2):
+            modes = {os.path.relpath(path, top): stat.S_IMODE(os.stat(path).st_mode)
+                     for path in contents(os.path.join(top, "a"))}
+            self.assertEqual(modes.pop("a"), 0o700)
+            self.assertEqual(modes.pop("a/b"), 0o700)
+            self.assertEqual(modes, {"a/b/host.db" + suffix: 0o600 for suffix in SUFFIXES})
+            for suffix in SUFFIXES:  # as after a copy: the next process mends it
+                os.chmod(state + suffix, 0o666)
+            self.script(READ, state=state)
 
     def test_state_is_looked_for_in_the_wrong_place(self):
         home, folder = self.fresh_folder(), self.fresh_folder()
@@ -165,6 +188,53 @@ class RefusalTest(hosts.HostTestCase):
                 self.refused(state, reason)
                 (os.rmdir if name == "folder" else os.remove)(state)
 
+    def test_link_or_open_folder_leads_elsewhere(self):
+        for suffix in SUFFIXES:
+            state = self.fresh_state()
+            for kept in SUFFIXES[1:]:
+                write(state + kept, b"") if not os.path.exists(state + kept) else None
+            os.rename(state + suffix, state + ".elsewhere")
+            os.symlink(state + ".elsewhere", state + suffix)
+            result = hosts.run_python(READ, state=state)
+            self.assertEqual(result.err.splitlines()[-1:],
+                             ["ValueError: " + state + suffix + ": a symbolic link"])
+        state = self.fresh_state()
+        os.chmod(os.path.dirname(state), 0o777)
+        self.refused(state, "its folder can be changed by everybody")
+        os.chmod(os.path.dirname(state), 0o1777)
+        self.assertEqual(self.script(READ, state=state), SKU + "\n")
+        if reachable_by_nobody():
+            os.chmod(hosts.FOLDER, 0o711)
+            for owner, mode, reason in ((1234, 0o755, "its folder belongs to another user"),
+                                        (0, 0o1777, "belongs to another user")):
+                os.chmod(os.path.dirname(state), mode)
+                os.chown(os.path.dirname(state), owner, owner)
+                self.refused(state, reason, preexec_fn=as_nobody)
+
+    def test_state_of_a_stranger_runs_statements_or_reads_beyond_its_values(self):
+        for tampering in (
+                "CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM cached_key; END",
+                "CREATE VIEW v AS SELECT * FROM cached_key",
+                "ALTER TABLE fault RENAME TO mistake",
+                "DROP TRIGGER object_takes_space",
+                "PRAGMA user_version = 0"):
+            state = self.fresh_state()
+            hosts.sqlite(state, tampering + "; PRAGMA wal_checkpoint(TRUNCATE)")
+            self.refused(state, "its tables are not those of a Quelt host")
+        for tampering in ("object SET class = 99", "object SET alloc_type = -1",
+                          "object SET uuid = x'00' WHERE class = 7", "disk SET uuid = x'00' WHERE position = 1",
+                          "disk SET metadata = x'00'",
+                          "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
+                          "disk SET aws = replace(hex(zeroblob(256)), '00', 'x')",
+                          "disk SET metadata = cast(hex(zeroblob(256)) AS BLOB)",
+                          "kms_server SET port = 'port'", "zelnic SET agent_group = x'00'",
+                          "setting SET value = x'ff00' WHERE name = 'maxDiskVersion'"):
+            state = self.fresh_state()
+            hosts.sqlite(state, "UPDATE " + tampering)
+            result = hosts.quelt_host("dump", "--secrets", state=state)
+            self.assertIn(result.code, (0, 1), (tampering, result))
+            self.assertIn(hosts.run_python(EVERYTHING, state=state).code, (0, 1), tampering)
+
     def test_damaged_or_newer_state_is_replaced(self):
         state = self.fresh_state()
         with open(state, "r+b") as file:
@@ -186,8 +256,7 @@ class RefusalTest(hosts.HostTestCase):
         self.refused(folder + "/x" * 250,
                      "a path of %d bytes, the longest is 497" % (len(folder) + 500), folder=folder)
         self.refused(folder + "/file/host.db", "Not a directory", folder=folder)
-        library = os.path.dirname(os.environ["PYQUELT_EMBEDDED_HOST"])
-        if all(os.stat(path).st_mode & 1 for path in (library, sys.executable, "/root")):
+        if reachable_by_nobody():
             self.refused(folder + "/new/host.db", "Permission denied", folder=folder,
                          preexec_fn=as_nobody)
 

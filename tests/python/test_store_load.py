@@ -1,7 +1,6 @@
 """The state under load: many processes and threads, forks, sudden ends.
 """
 
-import json
 import os
 import random
 import signal
@@ -88,7 +87,7 @@ class LoadTest(hosts.HostTestCase):
 
     def setUp(self):
         self.folder = self.fresh_folder()
-        self.tool("load", "-", input=json.dumps(dict(mixed_work.SCENARIO, hardwareSku="QS-1")))
+        self.assertEqual(self.load(dict(mixed_work.SCENARIO, hardwareSku="QS-1")), "")
 
     def start(self, names, steps=0):
         return hosts.start_python(RUN, self.folder, str(steps), *names)
@@ -96,7 +95,7 @@ class LoadTest(hosts.HostTestCase):
     def check(self, names=None):
         """Nothing that these actors (or all) have on record is lost, and nothing is half done. What
         was still to be acknowledged goes on record."""
-        dump = json.loads(self.tool("dump", "--secrets"))
+        dump = self.dump()
         there = mixed_work.owned(dump)
         for name in names or os.listdir(self.folder):
             path = os.path.join(self.folder, name)

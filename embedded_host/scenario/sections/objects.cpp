@@ -148,15 +148,21 @@ void DumpCapacity(Connection& db, json& document) {
                           {"physicalTransient", space.physicalTransient}};
 }
 
+std::string UuidAt(const Rows& rows, int column) {
+  UuidBytes uuid{};
+  rows.Copy(column, uuid);
+  return UuidText(uuid);
+}
+
 json DumpObject(const Rows& rows) {
-  json object = {{"uuid", UuidText(rows.Blob(0).data())},
+  json object = {{"uuid", UuidAt(rows, 0)},
                  {"path", rows.Text(3)},
                  {"haMetaData", rows.Text(4)},
                  {"policy", rows.Text(5)},
-                 {"allocType", kAllocTypes[static_cast<std::size_t>(rows.Integer(6))]},
+                 {"allocType", kAllocTypes.at(static_cast<std::size_t>(rows.Integer(6)))},
                  {"size", rows.Integer(7)},
                  {"capabilities", rows.Integer(8)},
-                 {"class", kObjectClasses[static_cast<std::size_t>(rows.Integer(9))]},
+                 {"class", kObjectClasses.at(static_cast<std::size_t>(rows.Integer(9)))},
                  {"extAttrs", rows.Boolean(11)},
                  {"accessible", rows.Boolean(12)}};
   const Bytes cid = rows.Blob(1);
@@ -165,7 +171,7 @@ json DumpObject(const Rows& rows) {
     object["friendlyName"] = rows.Text(2);
   }
   if (!rows.IsNull(10)) {
-    object["group"] = UuidText(rows.Blob(10).data());
+    object["group"] = UuidAt(rows, 10);
   }
   return object;
 }
