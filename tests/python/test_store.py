@@ -222,7 +222,8 @@ class RefusalTest(hosts.HostTestCase):
             hosts.sqlite(state, tampering + "; PRAGMA wal_checkpoint(TRUNCATE)")
             self.refused(state, "its tables are not those of a Quelt host")
         for tampering in ("object SET class = 99", "object SET alloc_type = -1",
-                          "object SET uuid = x'00' WHERE class = 7", "disk SET uuid = x'00' WHERE position = 1",
+                          "object SET uuid = x'00' WHERE class = 7",
+                          "disk SET uuid = x'00' WHERE position = 1",
                           "disk SET metadata = x'00'",
                           "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
                           "disk SET aws = replace(hex(zeroblob(256)), '00', 'x')",

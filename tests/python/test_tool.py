@@ -21,7 +21,8 @@ COMMANDS = ["init", "reset", "load", "dump", "show", "fail", "heal", "faults", "
 
 # What bash offers: words so far (the last one unfinished) and what it offers, None: files.
 COMPLETIONS = [
-    ([""], ["--help", "--state", "--version", "-h"] + [name for name in COMMANDS if " " not in name]),
+    ([""], ["--help", "--state", "--version", "-h"]
+     + [name for name in COMMANDS if " " not in name]),
     (["sh"], ["show"]),
     (["fail", "GetIlo"], ["GetIloAuth"]),
     (["fail", "--thr"], ["--throw", "--throw-standard", "--throw-unknown"]),
