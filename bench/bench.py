@@ -1,0 +1,97 @@
+"""Runs the stages of the benchmark and writes docs/performance.md and docs/performance.svg.
+
+    bench.py BUILD EMBEDDED_LIBRARY_FOLDER DOCS
+"""
+
+import datetime
+import importlib.metadata
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+import counts
+import goals
+import report
+import rounds
+
+
+def stage(script, *arguments, environment):
+    """What a stage of its own process answers."""
+    command = [sys.executable, os.path.join(counts.HERE, script)] + list(arguments)
+    return json.loads(subprocess.run(command, env=environment, check=True,
+                                     stdout=subprocess.PIPE).stdout.decode())
+
+
+def processor():
+    with open("/proc/cpuinfo") as lines:
+        names = re.findall(r"^model name\s*: (.*)$", lines.read(), re.M)
+    return "%s, %d cores" % (names[0] if names else "unknown processor", os.cpu_count())
+
+
+def versions(build):
+    found = [counts.interpreter(), counts.compiler(build)]
+    for package in ("pybind11", "nanobind", "Cython", "cffi"):
+        try:
+            found.append("%s %s" % (package, importlib.metadata.version(package)))
+        except importlib.metadata.PackageNotFoundError:
+            found.append("no " + package)
+    openssl = subprocess.run(["openssl", "version"], stdout=subprocess.PIPE, check=True)
+    return found + [" ".join(openssl.stdout.decode().split()[:2])]
+
+
+def openssl_floor():
+    result = subprocess.run(
+        ["openssl", "speed", "-seconds", "1", "-bytes", "2048", "-decrypt", "-evp", "aes-256-xts"],
+        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout.decode()
+    rate = re.search(r"([\d.]+)k\s*$", result)
+    return "`openssl speed` decrypts a block of 2048 bytes in %.0f ns, the key set once" % (
+        2048 / (float(rate.group(1)) * 1000) * 1e9)
+
+
+def measure(build, embedded_folder):
+    memory = counts.environment_of(build)
+    embedded = dict(memory, LD_LIBRARY_PATH=embedded_folder)
+    peers = [name for name in json.loads(subprocess.run(
+        [sys.executable, "-c", "import json, bindings; print(json.dumps(list(bindings.load())))"],
+        env=memory, check=True, stdout=subprocess.PIPE).stdout.decode())]
+    figures = {"date": datetime.date.today().isoformat(), "processor": processor(),
+               "versions": versions(build)}
+    figures["bindings"] = stage("bindings.py", environment=memory)
+    rounds.progress("counting instructions")
+    figures["counts"] = counts.per_call(
+        [name if name == "pyquelt" else name + "_peer" for name in peers], memory)
+    figures["growth"] = stage("listing.py", "growth", environment=memory)
+    figures["memory"] = {name: stage("listing.py", name, environment=memory)
+                         for name in ("pyquelt", "plain_peer")}
+    with tempfile.TemporaryDirectory() as folder:
+        embedded["QUELT_HOST_STATE"] = os.path.join(folder, "host.db")
+        figures["blocks"] = stage("blocks.py", environment=embedded)
+        rounds.progress("the embedded host's store")
+        figures["store"] = json.loads(subprocess.run(
+            [os.path.join(build, "bin", "store_bench"), os.path.join(folder, "store.db")],
+            check=True, stdout=subprocess.PIPE).stdout.decode())
+        rounds.progress("imports")
+        figures["import"] = counts.import_counts(("pyquelt", "empty"), embedded)
+    figures["openssl"] = openssl_floor()
+    rounds.progress("")
+    return figures
+
+
+def main(build, embedded_folder, docs):
+    figures = measure(build, embedded_folder)
+    with open(os.path.join(build, "figures.json"), "w") as file:
+        json.dump(figures, file, indent=1)
+    with open(os.path.join(docs, "performance.md"), "w") as file:
+        file.write(report.page(figures))
+    with open(os.path.join(docs, "performance.svg"), "w") as file:
+        file.write(report.chart(figures))
+    print("\n".join(report.bindings_table(figures)))
+    for goal, figure, verdict, reason in goals.Goals(figures).list:
+        print("%-8s %6s  %s%s" % (verdict, figure, goal, "; " + reason if reason else ""))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,93 @@
+"""What the module is to reach, each beside its figure; and why not, in figures, where it is missed.
+
+A goal that is missed for a reason of the calling convention shows the floor: what a function costs
+that is called, parsed and answered in the required way and does nothing else (peers/floor.cpp).
+"""
+
+NOISE = 0.01  # what two equal things differ by in one run
+PEERS = ("plain", "pybind11", "nanobind", "cython", "cffi", "ctypes")
+SMALL = ("GetHardwareSku", "SetIloAuth", "CheckKmsStatus", "Decrypt2kBlock")
+THOUSAND, MANY = "GetUnicastAgents, 1,000", "GetUnicastAgents, 100,000"
+
+
+class Goals:
+    """The goals over one run's figures: a list of (goal, figure, "met" or "not met", reason)."""
+
+    def __init__(self, figures):
+        self.figures = figures
+        self.rows = {row["name"]: row["bindings"] for row in figures["bindings"]}
+        self.list = []
+        self.add_bindings()
+        self.add_listing()
+        self.add_blocks()
+        self.add_host()
+
+    def add(self, goal, figure, limit, reason="", shown="%.2f"):
+        met = figure <= limit * (1 + NOISE)
+        self.list.append((goal, shown % figure, "met" if met else "not met",
+                          "" if met else reason))
+
+    def against(self, row, peer):
+        """The module's time over a peer's, or None where the peer is missing."""
+        found = self.rows[row].get(peer)
+        return found and found["module_ratio"]["median"]
+
+    def floor_reason(self, row, peer):
+        """What the calling convention alone costs beside all of a peer's call."""
+        counts = self.figures["counts"].get(row, {})
+        if "floor" not in counts or peer not in counts:
+            return ""
+        return ("the required way to be called, without any native work, is %.2f of %s's whole"
+                " call (instructions)" % (counts["floor"] / counts[peer], peer))
+
+    def add_bindings(self):
+        for row in SMALL + (THOUSAND, MANY):
+            limits = [("plain", 1.0), ("pybind11", 0.85), ("cffi", 1.0), ("ctypes", 1.0)]
+            if row == "CheckKmsStatus":
+                limits[0] = ("plain", 0.75)
+            if row == "SetIloAuth":
+                limits.append(("cython", 1.0))
+            for peer, limit in limits:
+                figure = self.against(row, peer)
+                if figure is not None:
+                    self.add("%s: at most %.2f × %s" % (row, limit, peer), figure, limit,
+                             self.floor_reason(row, peer))
+
+    def add_listing(self):
+        for row, limit in ((THOUSAND, 1.0), (MANY, 0.9)):
+            present = [peer for peer in PEERS if peer in self.rows[row]]
+            best = min(present, key=lambda peer: self.rows[row][peer]["median"])
+            self.add("%s: at most %.2f × the best peer (%s)" % (row, limit, best),
+                     self.against(row, best), limit, "see the instruction counts below")
+        memory = self.figures["memory"]
+        self.add("Peak memory of GetUnicastAgents, 100,000: at most 1.02 × plain",
+                 memory["pyquelt"] / memory["plain_peer"], 1.02)
+        growth = {name: self.growth_of(name) for name in ("pyquelt", "raw C++")}
+        self.add("Growth from 1,000 to 1,000,000 agents, per agent: at most that of copying the"
+                 " records in C++, which is the machine's memory", growth["pyquelt"],
+                 growth["raw C++"])
+
+    def growth_of(self, name):
+        """How much more an agent costs among 1,000,000 than among 1,000."""
+        seconds = {point["agents"]: point["seconds"][name] / point["agents"]
+                   for point in self.figures["growth"]}
+        return seconds[1000000] / seconds[1000]
+
+    def add_blocks(self):
+        blocks = self.figures["blocks"]
+        self.add("Decrypt2kBlock, real: at most 1.10 × plain", blocks["ratio"]["median"], 1.1)
+        plain = blocks["two threads"]["plain"]["median"]
+        self.add("Decrypt2kBlock, real: two threads at most 1.05 × one",
+                 blocks["two threads"]["pyquelt"]["median"], 1.05,
+                 "handing over the interpreter lock: plain code takes %.2f" % plain)
+
+    def add_host(self):
+        store = self.figures["store"]
+        for part, limit, what in (
+                ("read", 2.0, "A setting read: at most 2.00 × a bare prepared read"),
+                ("write", 1.2, "A setting written: at most 1.20 × SQLite's own commit"),
+                ("list", 1.5, "100,000 agents listed: at most 1.50 × the same rows read bare")):
+            self.add(what, store[part]["ratio"], limit)
+        imports = self.figures["import"]
+        self.add("Import, host library included: at most 1.50 × an empty extension with the same"
+                 " libraries (instructions)", imports["pyquelt"] / imports["empty"], 1.5)

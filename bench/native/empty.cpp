@@ -1,0 +1,12 @@
+// An extension that does nothing, linked with the libraries that the module and the embedded host
+// need: what importing them costs at least.
+#include <Python.h>
+
+namespace {
+PyModuleDef kModule = {
+    PyModuleDef_HEAD_INIT, "empty", nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr};
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) PyObject* PyInit_empty() {
+  return PyModule_Create(&kModule);
+}

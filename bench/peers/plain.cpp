@@ -1,0 +1,169 @@
+// The measured functions as plain, careful extension code writes them: argument tuples, dictionary
+// items by C string, every status checked, the lock released around the native part.
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "bench/peers/operations.h"
+
+namespace {
+
+/// Runs `work` with the lock released. False with ValueError set when it threw.
+template <typename Work>
+bool WithoutLock(Work&& work) {
+  std::string failure;
+  bool failed = false;
+  PyThreadState* const state = PyEval_SaveThread();
+  try {
+    work();
+  } catch (const std::exception& thrown) {
+    failed = true;
+    failure = thrown.what();
+  }
+  PyEval_RestoreThread(state);
+  if (failed) {
+    PyErr_SetString(PyExc_ValueError, failure.c_str());
+  }
+  return !failed;
+}
+
+PyObject* GetHardwareSku(PyObject*, PyObject*) {
+  std::string sku;
+  return WithoutLock([&] { sku = operations::GetHardwareSku(); }) ? Py_BuildValue("s", sku.c_str())
+                                                                  : nullptr;
+}
+
+PyObject* SetIloAuth(PyObject*, PyObject* args) {
+  const char* first = nullptr;
+  const char* second = nullptr;
+  if (!PyArg_ParseTuple(args, "ss", &first, &second) ||
+      !WithoutLock([&] { operations::SetIloAuth(first, second); })) {
+    return nullptr;
+  }
+  Py_RETURN_NONE;
+}
+
+/// Sets an item and gives the value's reference back. A null value is a failed conversion.
+bool Set(PyObject* dict, const char* key, PyObject* value) {
+  if (value == nullptr) {
+    return false;
+  }
+  const int status = PyDict_SetItemString(dict, key, value);
+  Py_DECREF(value);
+  return status == 0;
+}
+
+PyObject* CheckKmsStatus(PyObject*, PyObject* args) {
+  const char* cluster = nullptr;
+  const char* key = nullptr;
+  int seconds = 0;
+  operations::Status status;
+  if (!PyArg_ParseTuple(args, "ssi", &cluster, &key, &seconds) ||
+      !WithoutLock([&] { status = operations::CheckKmsStatus(cluster, key, seconds); })) {
+    return nullptr;
+  }
+  PyObject* const dict = PyDict_New();
+  if (dict == nullptr || !Set(dict, "good", PyBool_FromLong(status.good)) ||
+      !Set(dict, "reason", Py_BuildValue("s", status.reason.c_str()))) {
+    Py_XDECREF(dict);
+    return nullptr;
+  }
+  return dict;
+}
+
+PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
+  Py_buffer dek;
+  Py_buffer block;
+  unsigned long long position = 0;
+  if (!PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block)) {
+    return nullptr;
+  }
+  PyObject* result = nullptr;
+  if (dek.len != Py_ssize_t{ENCR_DEK_SIZE} || block.len != Py_ssize_t{ENCR_BLOCK_SIZE}) {
+    PyErr_SetString(PyExc_RuntimeError, "wrong length");
+  } else {
+    unsigned char output[ENCR_BLOCK_SIZE];
+    if (WithoutLock([&] { operations::Decrypt2kBlock(dek.buf, position, block.buf, output); })) {
+      result = PyBytes_FromStringAndSize(reinterpret_cast<char*>(output), ENCR_BLOCK_SIZE);
+    }
+    explicit_bzero(output, sizeof output);
+  }
+  PyBuffer_Release(&dek);
+  PyBuffer_Release(&block);
+  return result;
+}
+
+bool SetText(PyObject* dict, const char* key, const std::string& text) {
+  return Set(dict, key, PyUnicode_FromString(text.c_str()));
+}
+
+bool Fill(PyObject* dict, const operations::Agent& agent) {
+  const bool first = operations::ShowsNodeType()
+                         ? Set(dict, "nodeType", PyLong_FromLong(static_cast<long>(agent.nodeType)))
+                         : Set(dict, "isWitness", PyBool_FromLong(operations::IsWitness(agent)));
+  return first && Set(dict, "isSupportUnicast", PyBool_FromLong(agent.isSupportUnicast)) &&
+         SetText(dict, "address", agent.address) &&
+         Set(dict, "port", PyLong_FromLong(agent.port)) && SetText(dict, "zelnic", agent.zelnic) &&
+         SetText(dict, "hostname", agent.hostname) &&
+         SetText(dict, "thumbprint", agent.thumbprint) &&
+         SetText(dict, "subClusterUuid", agent.subClusterUuid);
+}
+
+bool Add(PyObject* result, const operations::Agent& agent) {
+  operations::ShowsNodeType();
+  PyObject* list = PyDict_GetItemString(result, agent.uuid.c_str());
+  PyObject* newList = nullptr;
+  if (list == nullptr) {
+    list = newList = PyList_New(0);
+    if (newList == nullptr) {
+      return false;
+    }
+  }
+  PyObject* const dict = PyDict_New();
+  const bool done = dict != nullptr && Fill(dict, agent) && PyList_Append(list, dict) == 0 &&
+                    PyDict_SetItemString(result, agent.uuid.c_str(), list) == 0;
+  Py_XDECREF(dict);
+  Py_XDECREF(newList);
+  return done;
+}
+
+PyObject* GetUnicastAgents(PyObject*, PyObject* args, PyObject* keywords) {
+  static const char* const names[] = {"includeExtra", nullptr};
+  int includeExtra = 0;
+  std::vector<operations::Agent> agents;
+  if (!PyArg_ParseTupleAndKeywords(args, keywords, "|p", const_cast<char**>(names),
+                                   &includeExtra) ||
+      !WithoutLock([&] { agents = operations::GetUnicastAgents(includeExtra != 0); })) {
+    return nullptr;
+  }
+  PyObject* const result = PyDict_New();
+  if (result == nullptr) {
+    return nullptr;
+  }
+  for (const operations::Agent& agent : agents) {
+    if (!Add(result, agent)) {
+      Py_DECREF(result);
+      return nullptr;
+    }
+  }
+  return result;
+}
+
+PyMethodDef kMethods[] = {
+    {"GetHardwareSku", GetHardwareSku, METH_VARARGS, nullptr},
+    {"SetIloAuth", SetIloAuth, METH_VARARGS, nullptr},
+    {"CheckKmsStatus", CheckKmsStatus, METH_VARARGS, nullptr},
+    {"Decrypt2kBlock", Decrypt2kBlock, METH_VARARGS, nullptr},
+    {"GetUnicastAgents",
+     reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(&GetUnicastAgents)),
+     METH_VARARGS | METH_KEYWORDS, nullptr},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+PyModuleDef kModule = {
+    PyModuleDef_HEAD_INIT, "plain_peer", nullptr, 0, kMethods, nullptr, nullptr, nullptr, nullptr};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) PyObject* PyInit_plain_peer() {
+  return PyModule_Create(&kModule);
+}

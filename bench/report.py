@@ -1,0 +1,132 @@
+"""docs/performance.md and docs/performance.svg out of one run's figures."""
+
+import math
+
+import goals
+
+# Readable on light and on dark ground, and told apart by shape of the name beside the dot as well.
+COLOURS = {"pyquelt": "#d9480f", "plain": "#868e96", "pybind11": "#1c7ed6", "nanobind": "#7048e8",
+           "cython": "#2f9e44", "cffi": "#e8a400", "ctypes": "#c2255c"}
+LEFT, TOP, WIDTH, STEP = 190, 56, 560, 44
+LOWEST, HIGHEST = 0.35, 16.0
+
+
+def place(ratio):
+    position = math.log(ratio / LOWEST) / math.log(HIGHEST / LOWEST)
+    return LEFT + WIDTH * min(1.0, max(0.0, position))
+
+
+def chart(figures):
+    rows = figures["bindings"]
+    height = TOP + STEP * len(rows) + 30
+    parts = ["<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %d %d' role='img' "
+             "aria-label='Time per call, relative to plain extension code'>" % (
+                 LEFT + WIDTH + 30, height),
+             "<style>text{font:13px sans-serif;fill:#343a40}.faint{stroke:#adb5bd}"
+             "@media(prefers-color-scheme:dark){text{fill:#e9ecef}.faint{stroke:#495057}}</style>"]
+    x = 10
+    for name, colour in COLOURS.items():
+        parts.append("<circle cx='%d' cy='16' r='6' fill='%s'/><text x='%d' y='21'>%s</text>" % (
+            x + 6, colour, x + 17, name))
+        x += 100
+    for ratio in (0.5, 1, 2, 4, 8, 16):
+        parts.append("<line class='faint' x1='%.1f' x2='%.1f' y1='%d' y2='%d' stroke-width='%d'/>"
+                     "<text x='%.1f' y='%d' text-anchor='middle'>%g×</text>" % (
+                         place(ratio), place(ratio), TOP - 14, height - 26, 2 if ratio == 1 else 1,
+                         place(ratio), height - 8, ratio))
+    for number, row in enumerate(rows):
+        y = TOP + STEP * number + 8
+        parts.append("<text x='10' y='%d'>%s</text>" % (y + 5, row["name"]))
+        for name in reversed(list(COLOURS)):
+            if name in row["bindings"]:
+                ratio = row["bindings"][name]["ratio"]["median"]
+                parts.append("<circle cx='%.1f' cy='%d' r='%d' fill='%s'><title>%s %.2f</title>"
+                             "</circle>" % (place(ratio), y, 8 if name == "pyquelt" else 6,
+                                            COLOURS[name], name, ratio))
+    return "\n".join(parts + ["</svg>", ""])
+
+
+def time_text(seconds):
+    for unit, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
+        if seconds >= size:
+            return "%.3g %s" % (seconds / size, unit)
+    return "%.0f ns" % (seconds / 1e-9)
+
+
+def table(heads, rows):
+    lines = [heads, ["---"] + ["---:"] * (len(heads) - 1)] + rows
+    return ["| " + " | ".join(str(cell) for cell in line) + " |" for line in lines] + [""]
+
+
+def bindings_table(figures):
+    names = [name for name in list(COLOURS) + ["floor", "raw C++"]
+             if any(name in row["bindings"] for row in figures["bindings"])]
+    rows = []
+    for row in figures["bindings"]:
+        cells = [row["name"], time_text(row["bindings"]["plain"]["median"])]
+        for name in names:
+            found = row["bindings"].get(name)
+            cells.append("%.2f ±%.2f" % (found["ratio"]["median"], found["ratio"]["spread"] / 2)
+                         if found and name != "plain" else "1" if found else "")
+        rows.append(cells)
+    return table(["call", "plain takes"] + names, rows)
+
+
+def counts_table(figures):
+    names = [name for name in list(COLOURS) + ["floor"]
+             if any(name in counts for counts in figures["counts"].values())]
+    return table(["call"] + names, [
+        [row] + ["{:,.0f}".format(counts[name]) if name in counts else "" for name in names]
+        for row, counts in figures["counts"].items()])
+
+
+def goal_table(figures):
+    return table(["goal", "figure", "", "reason"],
+                 [list(row) for row in goals.Goals(figures).list])
+
+
+def page(figures):
+    blocks, store, imports = figures["blocks"], figures["store"], figures["import"]
+    lines = [
+        "# Performance", "",
+        "Written by `./run bench` on %s; %s; %s." % (
+            figures["date"], figures["processor"], ", ".join(figures["versions"])), "",
+        "The module's functions beside the same ones bound in the other usual ways, over the same "
+        "native operations of a host library that answers from memory, all in one process and one "
+        "interleaved run. `plain` is careful extension code by hand: argument tuples, dictionary "
+        "items by C string. Below 1 is faster than that.", "",
+        "![Time per call, relative to plain extension code](performance.svg)", "",
+        "## Time, relative to plain extension code", "",
+        "Medians of the rounds' ratios, and half the middle half's width. `floor` is called, "
+        "parsed and answered as the module's functions have to be, and does nothing else; "
+        "`raw C++` is the native operation alone.", ""]
+    lines += bindings_table(figures)
+    lines += ["## Instructions per call", "", "By callgrind, of the same interpreter.", ""]
+    lines += counts_table(figures)
+    lines += ["## Goals", ""] + goal_table(figures)
+    lines += ["## GetUnicastAgents by the number of agents", "",
+              "Its peak memory at 100,000 agents: %.1f MiB, plain code %.1f MiB." % (
+                  figures["memory"]["pyquelt"], figures["memory"]["plain_peer"]), ""]
+    lines += table(["agents", "module", "per agent", "plain", "ratio", "native part"], [
+        ["{:,}".format(point["agents"]), time_text(point["seconds"]["pyquelt"]),
+         time_text(point["seconds"]["pyquelt"] / point["agents"]),
+         time_text(point["seconds"]["plain"]), "%.2f" % point["ratio"]["median"],
+         time_text(point["seconds"]["raw C++"])] for point in figures["growth"]])
+    lines += ["## Decrypt2kBlock with real cryptography", "",
+              "On the embedded host. `plain` is extension code over OpenSSL that sets the key and "
+              "clears it for each block. The floor: %s." % figures["openssl"], ""]
+    lines += table(["", "a block takes"], [
+        [name, time_text(figure["median"])] for name, figure in blocks["calls"].items()] + [
+            ["%s thread%s, wall time" % (name, "s" * name.endswith("2")),
+             time_text(figure["median"])] for name, figure in sorted(blocks["threads"].items())])
+    lines += ["## The embedded host", "",
+              "Each operation beside the same statement, prepared, on a bare connection to the "
+              "same file; asking for a feature beside a clock that is read from memory.", ""]
+    lines += table(["", "host", "bare", "ratio"], [
+        [name, time_text(store[part]["host"]), time_text(store[part]["bare"]),
+         "%.2f" % store[part]["ratio"]] for part, name in (
+             ("read", "a setting read"), ("write", "a setting written"),
+             ("list", "100,000 agents listed"), ("switch", "a feature asked for"))])
+    lines += ["Importing the module takes {:,} instructions, an empty extension with the same "
+              "libraries {:,}.".format(imports["pyquelt"], imports["empty"]), ""]
+    return "\n".join(lines)

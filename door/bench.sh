@@ -1,0 +1,59 @@
+# shellcheck shell=bash
+#: ./run bench     measure the module beside its peers; writes docs/performance.md and its chart
+#:                 (./run bench --counts compares its instructions per call with bench/counts.json,
+#:                 ./run bench --counts --update writes that file)
+
+readonly BENCH_PACKAGES=(valgrind openssl)
+readonly COUNTED_PYTHON=/usr/bin/python3 # the interpreter that bench/counts.json is for
+
+configure_bench() { # configure_bench DIR PYTHON [cmake option…]
+    local dir=$1 python=$2
+    shift 2
+    configure "$dir" "$python" -DPYQUELT_BENCH=ON -DPYQUELT_TESTS=OFF \
+        -DPYQUELT_HOST_LIBRARY="$PWD/$BUILD/lib/libquelt.so" "$@"
+}
+
+bench_counts() { # bench_counts check | update
+    [[ -x $COUNTED_PYTHON ]] || {
+        say "No $COUNTED_PYTHON: instructions are not counted"
+        return
+    }
+    configure_bench "$BUILD/counts" "$COUNTED_PYTHON"
+    cmake --build "$BUILD/counts" --target pyquelt memory_host counter >"$BUILD/counts/compile.log"
+    "$COUNTED_PYTHON" bench/counts.py "$1" "$BUILD/counts"
+}
+
+# The peers whose packages can be had, in the environment of the bench.
+bench_peers() {
+    local package peers=()
+    ensure_venv bench pybind11 nanobind Cython cffi >&2 ||
+        say "The peers from the package index are left out" >&2
+    for package in pybind11 nanobind Cython cffi; do
+        [[ -x $BUILD/venv/bench/bin/python ]] &&
+            "$BUILD/venv/bench/bin/python" -c "import $package" 2>/dev/null &&
+            peers+=("${package,,}")
+    done
+    (IFS=';' && printf '%s' "${peers[*]}")
+}
+
+command_bench() { # bench [--counts [--update]]
+    local peers python
+    build # sets PYTHON
+    ensure_packages "${BENCH_PACKAGES[@]}" python3-dev
+    case "$*" in
+        --counts) bench_counts check && return ;;
+        "--counts --update") bench_counts update && return ;;
+        "") ;;
+        *) fail "bench takes nothing, --counts or --counts --update" ;;
+    esac
+    peers=$(bench_peers)
+    # shellcheck disable=SC2153
+    python=$PYTHON
+    [[ -z $peers ]] || python=$PWD/$BUILD/venv/bench/bin/python
+    say "Building the bench with these peers: plain ctypes ${peers//;/ }"
+    configure_bench "$BUILD/bench" "$PYTHON" "-DPYQUELT_BENCH_PEERS=$peers" \
+        "-DPYQUELT_BENCH_VENV=$PWD/$BUILD/venv/bench"
+    compile "$BUILD/bench"
+    say "Measuring; some minutes"
+    "$python" bench/bench.py "$BUILD/bench" "$BUILD/lib" docs
+}
