@@ -22,7 +22,7 @@ PyObject* PyGetHardwareSku(PyObject*, PyObject*) {
           throw QueltCtlException("Failed to get hardware sku from config store");
         }
       },
-      [&] { return Py_BuildValue("s", sku.c_str()); });
+      [&] { return PyUnicode_FromString(sku.c_str()); });
 }
 
 PyObject* PySetIloAuth(PyObject*, PyObject* args) {

@@ -27,14 +27,17 @@ struct Status {
   std::string text;
 };
 
-/// Null when the item is set, else what failed.
+/// Null when the item is set, else what failed. The key is not interned: for one dictionary that
+/// takes longer than it saves.
 const char* SetStatusItem(PyObject* dict, const char* key, PyObject* stolen) {
   const PyRef value(stolen);
   if (!value) {
     return "Py_BuildValue failed!";
   }
-  return PyDict_SetItemString(dict, key, value.get()) == 0 ? nullptr
-                                                           : "PyDict_SetItemString failed!";
+  const PyRef name(PyUnicode_FromString(key));
+  return name && PyDict_SetItem(dict, name.get(), value.get()) == 0
+             ? nullptr
+             : "PyDict_SetItemString failed!";
 }
 
 PyObject* NewStatusDict(const Status& status, const char* textKey) {
@@ -44,7 +47,7 @@ PyObject* NewStatusDict(const Status& status, const char* textKey) {
   }
   const char* failure = SetStatusItem(dict.get(), "good", PyBool_FromLong(status.good ? 1 : 0));
   if (failure == nullptr) {
-    failure = SetStatusItem(dict.get(), textKey, Py_BuildValue("s", status.text.c_str()));
+    failure = SetStatusItem(dict.get(), textKey, PyUnicode_FromString(status.text.c_str()));
   }
   return failure == nullptr ? dict.release() : Raise(PyExc_RuntimeError, failure);
 }

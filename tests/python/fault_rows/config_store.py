@@ -4,7 +4,7 @@ from fault_rows import BAD_PARAMETERS, MEMORY, runtime
 
 ROWS = [
     ("GetHardwareSku", (), {}, {"GetHardwareSku": {"out": {"sku": "x"}}},
-     {"Py_BuildValue": MEMORY}),
+     {"PyUnicode_FromString": MEMORY}),
     ("GetHardwareSku", (), {}, {"GetHardwareSku": {"returns": False}},
      {"PyUnicode_DecodeUTF8": MEMORY}),
     ("SetIloAuth", ("a", "b"), {}, {}, {"PyArg_ParseTuple": BAD_PARAMETERS}),

@@ -12,7 +12,8 @@ def _status(parse_failure):
     not_built = runtime("Py_BuildValue failed!")
     return {"PyArg_ParseTuple": runtime(parse_failure),
             "PyDict_New": runtime("PyDict_New result failed!"), "PyBool_FromLong": not_built,
-            "Py_BuildValue": not_built, "PyDict_SetItemString": [not_set] * 2}
+            "PyUnicode_FromString": [not_set, not_built, not_set],  # a key, the text, its key
+            "PyDict_SetItem": [not_set] * 2}
 
 
 def _not_set(*keys):
