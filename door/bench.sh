@@ -18,7 +18,9 @@ bench_counts() { # bench_counts check | update
         say "No $COUNTED_PYTHON: instructions are not counted"
         return
     }
-    configure_bench "$BUILD/counts" "$COUNTED_PYTHON"
+    # The same code as the product's, without debug information: quicker to compile.
+    configure_bench "$BUILD/counts" "$COUNTED_PYTHON" \
+        -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG"
     cmake --build "$BUILD/counts" --target pyquelt memory_host counter >"$BUILD/counts/compile.log"
     "$COUNTED_PYTHON" bench/counts.py "$1" "$BUILD/counts"
 }
