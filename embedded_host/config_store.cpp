@@ -38,13 +38,8 @@ bool QueltConfigStore::GetIloAuth(std::pair<std::string, std::string>& credentia
   return Operation("GetIloAuth")
       .Snapshot(
           [&](Connection& db) {
-            std::optional<std::string> first = FindSetting(db, "iloFirst");
-            std::optional<std::string> second = FindSetting(db, "iloSecond");
-            if (!first || !second) {
-              return false;
-            }
-            credential = {std::move(*first), std::move(*second)};
-            return true;
+            return FindSetting(db, "iloFirst", credential.first) &&
+                   FindSetting(db, "iloSecond", credential.second);
           },
           Refused(false));
 }

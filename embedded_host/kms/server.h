@@ -10,8 +10,8 @@ namespace quelt {
 
 using HostCtl::Quelt::KmsServerInfo;
 
-/// All servers, in the host's order.
-std::vector<KmsServerInfo> AllKmsServers(Connection& db);
+/// All servers, in the host's order; only a dump has a use for their passwords.
+std::vector<KmsServerInfo> AllKmsServers(Connection& db, bool withPasswords = false);
 void AddKmsServer(Connection& db, const KmsServerInfo& server);
 
 /// The id under which the password of a KEK on a KMIP cluster is kept. Different pairs have

@@ -6,11 +6,12 @@
 
 namespace quelt {
 
-std::vector<KmsServerInfo> AllKmsServers(Connection& db) {
+std::vector<KmsServerInfo> AllKmsServers(Connection& db, bool withPasswords) {
   std::vector<KmsServerInfo> servers;
   Rows rows = db.Query(
-      "SELECT name, kmip_cluster_id, user_name, password, address, protocol, proxy_address, port, "
-      "proxy_port, reconnect, nbio, timeout FROM kms_server ORDER BY position");
+      "SELECT name, kmip_cluster_id, user_name, iif(?, password, ''), address, protocol, "
+      "proxy_address, port, proxy_port, reconnect, nbio, timeout FROM kms_server ORDER BY position",
+      withPasswords);
   while (rows.Next()) {
     KmsServerInfo& server = servers.emplace_back();
     server.name = rows.Text(0);
@@ -53,6 +54,7 @@ std::shared_ptr<std::vector<KmsServerInfo>> EmbeddedHostSystem::GetKmsInfoList(b
 
 namespace ZelCtl::Quelt {
 
+using quelt::Bytes;
 using quelt::Connection;
 using quelt::Operation;
 using quelt::Refused;
@@ -72,7 +74,8 @@ bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string& keyId, std::str
             if (!rows.Next()) {
               return false;
             }
-            password = rows.Text(0);
+            const Bytes text = rows.Blob(0);
+            password.assign(text.begin(), text.end());  // it passes through no other place
             return true;
           },
           Refused(false));

@@ -10,6 +10,8 @@ namespace quelt {
 
 /// The setting's value, or nothing when it was never set.
 std::optional<std::string> FindSetting(Connection& db, const char* name);
+/// The same for secrets, which pass through no other place; false when it was never set.
+bool FindSetting(Connection& db, const char* name, std::string& value);
 void PutSetting(Connection& db, const char* name, const std::string& value);
 
 }  // namespace quelt

@@ -121,27 +121,6 @@ AGENT = {"uuid": "u", "type": "witness", "address": "192.0.2.7"}
 
 class ScenarioTest(hosts.HostTestCase):
 
-    def test_scenario_comes_back_changed(self):
-        agents = [dict(AGENT, type=kind, port=port, address=u"2001:db8::7", interface="",
-                       isSupportUnicast=True, hostname="h\0i", thumbprint="t",
-                       subClusterUuid="s")
-                  for kind, port in (("node", -2 ** 31), ("witness", 2 ** 31 - 1),
-                                     ("metadata", 0), ("remote", 1))]
-        del agents[1]["interface"]
-        group = {"agentGroup": "239.0.0.1", "agentV6Group": "239.0.0.2", "agentPort": -1,
-                 "masterGroup": "ff15::1", "masterV6Group": "ff15::2", "masterPort": 2 ** 31 - 1,
-                 "unicastPort": 0, "ttl": 1}
-        document = {
-            "agents": agents, "recordedAgents": agents[::-1],
-            "cluster": {"id": "c", "enabled": False, "unicastModes": {"c": True, "": False}},
-            "interfaces": [dict(group, name="b", uuid="u", trafficType="all"),
-                           dict(group, name="a", uuid="", trafficType="")]}
-        self.assertEqual(self.load(document), "")
-        dumped = self.dump()
-        self.assertEqual({key: dumped[key] for key in document}, document)
-        self.assertIs(pyquelt.GetUnicastMode(), False)
-        self.assertEqual(pyquelt.GetQueltZelnicNames(), ["b"])
-
     def test_host_without_a_cluster_fails_to_answer(self):
         self.load({})
         self.assertIs(pyquelt.GetUnicastMode(), False)

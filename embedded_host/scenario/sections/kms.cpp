@@ -133,7 +133,7 @@ json DumpServer(const KmsServerInfo& server, bool withSecrets) {
 }
 
 void Dump(Connection& db, bool withSecrets, json& document) {
-  for (const KmsServerInfo& server : AllKmsServers(db)) {
+  for (const KmsServerInfo& server : AllKmsServers(db, withSecrets)) {
     document["kms"]["servers"].push_back(DumpServer(server, withSecrets));
   }
   Rows keys =
