@@ -5,6 +5,7 @@
 #include "config_store/functions.h"
 #include "module/call_frame.h"
 #include "module/py_ref.h"
+#include "module/secret_area.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 
@@ -34,7 +35,9 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        if (!QueltConfigStore().SetIloAuth(first, second)) {
+        const SecretText firstCopy(first);
+        const SecretText secondCopy(second);
+        if (!QueltConfigStore().SetIloAuth(firstCopy.text, secondCopy.text)) {
           throw QueltCtlException("Failed to set iLO credential.");
         }
       },
@@ -42,6 +45,19 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
 }
 
 namespace {
+
+/// What the store hands out, wiped at the end of the call.
+struct Credential {
+  Credential() = default;
+  Credential(const Credential&) = delete;
+  Credential& operator=(const Credential&) = delete;
+  ~Credential() {
+    SecretText::Wipe(texts.first);
+    SecretText::Wipe(texts.second);
+  }
+
+  std::pair<std::string, std::string> texts;
+};
 
 /// A tuple of two str. A text that is not UTF-8 leaves the interpreter's decoding error.
 PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
@@ -71,15 +87,15 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
 }  // namespace
 
 PyObject* PyGetIloAuth(PyObject*, PyObject*) {
-  std::pair<std::string, std::string> credential;
+  Credential credential;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        if (!QueltConfigStore().GetIloAuth(credential)) {
+        if (!QueltConfigStore().GetIloAuth(credential.texts)) {
           throw QueltCtlException("Failed to get iLO credential");
         }
       },
-      [&] { return NewTextPair(credential); });
+      [&] { return NewTextPair(credential.texts); });
 }
 
 }  // namespace pyquelt

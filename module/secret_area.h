@@ -26,12 +26,19 @@ class SecretArea {
   unsigned char bytes_[Size];
 };
 
-/// A password that an operation fills in.
+/// A password on its way to or from an operation.
 struct SecretText {
   SecretText() = default;
+  explicit SecretText(const char* copied) : text(copied) {}
   SecretText(const SecretText&) = delete;
   SecretText& operator=(const SecretText&) = delete;
-  ~SecretText() { explicit_bzero(text.data(), text.size()); }
+  ~SecretText() { Wipe(text); }
+
+  /// With the room behind the end, where a longer text may have stood.
+  static void Wipe(std::string& text) {
+    text.resize(text.capacity());
+    explicit_bzero(text.data(), text.size());
+  }
 
   std::string text;
 };

@@ -15,6 +15,7 @@ handed_out = _library.scripted_host_handed_out
 allocations = _library.scripted_host_allocations
 handed_out.restype = allocations.restype = ctypes.c_long
 reset = _library.scripted_host_reset
+keep_secrets = _library.scripted_host_keep_secrets
 _libc = ctypes.CDLL(None)
 _libc.free.argtypes = [ctypes.c_void_p]
 

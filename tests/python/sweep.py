@@ -46,6 +46,17 @@ _OPERATION_RULES = dict(
      for operation in ("IsObjectAccessible", "ObjLib_GetExtParams", "DDBGet")],
     IsQueltCSDFeatureEnabled=("", RuntimeError, ""), BuildQueltIPAddress=("", RuntimeError, ""))
 
+# Operations that GetQueltNetworkInfo calls with the lock held: the interfaces answer by themselves.
+_GETTERS = {
+    "GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
+    "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
+    "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort", "GetMulticastTTL"}
+
+
+def held(way):
+    """The operations of a way that are called with the lock held."""
+    return scripted.MADE_WITH_LOCK | (_GETTERS if way.function == "GetQueltNetworkInfo" else set())
+
 
 def set_answers(way):
     """Begins anew, with the way's answers and all that can be called."""
@@ -77,6 +88,16 @@ def failing(way, operation, good, answer):
     """The way on which `operation` gives `answer` after `good` calls."""
     usual = way.answers.get(operation, {})
     return way._replace(answers=dict(way.answers, **{operation: [usual] * good + [answer]}))
+
+
+def all_ways(module):
+    """Each function's way to success, and with each of its operations failing."""
+    for way in WAYS.values():
+        made = operations(module, way)
+        yield way
+        for operation, good in made:
+            if good == 0:
+                yield failing(way, operation, 0, scripted.throws("no"))
 
 
 def failure(way, operation, kind, text):

@@ -5,41 +5,20 @@ To join, a function adds a row to its subject's file in fault_rows/.
 """
 
 import array
-import ctypes
 import gc
-import importlib.util
 import itertools
 import os
 import re
 import subprocess
 import sys
-import sysconfig
 import unittest
 
 import fault_rows
 import scripted
 import sweep
+from fault_build import BUILD, FILE, faults, import_test_build, module
 
-_BUILD = os.environ["PYQUELT_BUILD_DIR"]
-_FILE = "pyquelt" + sysconfig.get_config_var("EXT_SUFFIX")
-_PATH = os.path.join(_BUILD, "fault_sweep", _FILE)
 CALL, MEMORY, NATIVE_MEMORY = range(3)  # what fails
-
-
-def import_test_build():
-    """A new module object of the test build."""
-    spec = importlib.util.spec_from_file_location("pyquelt", _PATH)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
-module = import_test_build()
-faults = ctypes.PyDLL(_PATH)
-faults.fault_sweep_call.argtypes = [ctypes.c_int, ctypes.c_long, ctypes.c_int] + (
-    [ctypes.py_object] * 3)
-faults.fault_sweep_call.restype = ctypes.py_object
-faults.fault_sweep_failed.restype = ctypes.c_char_p
 
 ROWS = fault_rows.all_rows()
 
@@ -78,17 +57,17 @@ def attempts(kind, way, stays=False):
 
 
 def ways():
-    """Every row's way, and each function's with each operation refusing: (way, outcomes that the
-    want of memory may have beside MemoryError)."""
+    """Every row's way, and those with a failing operation: (way, outcomes that the want of memory
+    may have beside MemoryError)."""
+    known = {}
     for row in ROWS:
-        way = sweep.Way(*row[:4])
-        known = list(itertools.chain.from_iterable(
+        outcomes = list(itertools.chain.from_iterable(
             outcomes if isinstance(outcomes, list) else [outcomes] for outcomes in row[4].values()))
-        yield way, known
-        if way == sweep.WAYS[way.function]:
-            for operation, good in sweep.operations(module, way):
-                if good == 0:
-                    yield sweep.failing(way, operation, 0, scripted.throws("no")), known
+        known.setdefault(row[0], outcomes)
+        if sweep.Way(*row[:4]) != sweep.WAYS[row[0]]:
+            yield sweep.Way(*row[:4]), outcomes
+    for way in sweep.all_ways(module):
+        yield way, known[way.function]
 
 
 def fewer(way):
@@ -188,10 +167,10 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         self.assertEqual(good, 21)
 
     def test_interpreter_call_of_the_module_is_never_made_to_fail(self):
-        with open(os.path.join(_BUILD, "fault_sweep", "faulty_calls.txt")) as lines:
+        with open(os.path.join(BUILD, "fault_sweep", "faulty_calls.txt")) as lines:
             faulty = set(lines.read().split())
         listing = subprocess.check_output(
-            ["nm", "-D", "--undefined-only", os.path.join(_BUILD, "python", _FILE)])
+            ["nm", "-D", "--undefined-only", os.path.join(BUILD, "python", FILE)])
         used = {line.split()[-1] for line in listing.decode().splitlines()}
         calls = {name for name in used if re.match("_?Py", name)}
         excused = {name for name in calls for form, _ in EXCUSED if re.match(form, name)}

@@ -57,17 +57,6 @@ REFUSALS = (
                          (_STATUS + 361, "Unknown status"),
                          (0x2BAD0000, "Opaque service console status")))
 
-# Operations that GetQueltNetworkInfo has with the lock held: the interfaces answer for themselves.
-GETTERS = {
-    "GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
-    "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
-    "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort", "GetMulticastTTL"}
-
-
-def held(way):
-    """The operations of a way that are called with the lock held."""
-    return scripted.MADE_WITH_LOCK | (GETTERS if way.function == "GetQueltNetworkInfo" else set())
-
 
 class PlatformTest(scripted.ScriptedTestCase):
 
@@ -127,7 +116,7 @@ class PlatformTest(scripted.ScriptedTestCase):
         for way in sweep.WAYS.values():
             with self.subTest(way.function):
                 operations = {operation for operation, _ in sweep.operations(pyquelt, way)}
-                quick = operations & held(way)
+                quick = operations & sweep.held(way)
                 sweep.set_answers(way._replace(answers={
                     operation: dict(way.answers.get(operation, {}),
                                     watch=0.02 if operation in quick else 60)

@@ -1,5 +1,7 @@
 // Encryption operations. Key material, blocks and whole records are texts of the script; what the
 // script does not give is left unwritten.
+#include <string.h>  // explicit_bzero
+
 #include <cstring>
 
 #include "platform/quelt_util.h"
@@ -13,15 +15,12 @@ using scripted::ToJson;
 
 namespace {
 
-json BytesToJson(const void* bytes, std::size_t size) {
-  return ToJson(std::string(static_cast<const char*>(bytes), size));
-}
-
 /// Writes the output's bytes, all of them.
 void OutBytes(const Answer& answer, const char* name, void* to) {
   if (const json* value = answer.FindOut(name)) {
-    const std::string bytes = ToBytes(*value);
+    std::string bytes = ToBytes(*value);
     std::memcpy(to, bytes.data(), bytes.size());
+    explicit_bzero(bytes.data(), bytes.size());
   }
 }
 
@@ -32,7 +31,7 @@ namespace ZelCtl::Quelt {
 void QueltUtil::AddKeyToKeyCache(const char* id, const char* attribute, const char* key,
                                  int length) {
   Answer("AddKeyToKeyCache",
-         {ToJson(id), ToJson(attribute), BytesToJson(key, static_cast<std::size_t>(length))});
+         {ToJson(id), ToJson(attribute), ToJson(key, static_cast<std::size_t>(length))});
 }
 
 void QueltUtil::RemoveKeyFromKeyCache(const char* id) {
@@ -59,14 +58,14 @@ void QueltUtil::GetEncMetadataForDisk(const std::string& disk, HostCtl::Quelt::U
 }
 
 std::string QueltUtil::QueltUuidToString(const HostCtl::Quelt::Uuid& uuid) {
-  return Answer("QueltUuidToString", json::array({BytesToJson(&uuid, sizeof uuid)}))
+  return Answer("QueltUuidToString", json::array({ToJson(&uuid, sizeof uuid)}))
       .Returns(std::string());
 }
 
 void QueltUtil::Decrypt2kBlock(const unsigned char* dek, unsigned long position,
                                const unsigned char* block, unsigned char* output) {
-  const Answer answer("Decrypt2kBlock", {BytesToJson(dek, ENCR_DEK_SIZE), position,
-                                         BytesToJson(block, ENCR_BLOCK_SIZE)});
+  const Answer answer("Decrypt2kBlock",
+                      {ToJson(dek, ENCR_DEK_SIZE), position, ToJson(block, ENCR_BLOCK_SIZE)});
   OutBytes(answer, "output", output);
 }
 

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -87,13 +88,18 @@ void Watch(const char* operation, double seconds) {
   throw 42;  // of no standard type
 }
 
+std::atomic<bool> keepsSecrets = false;
+
 char* NewText(const std::string& text) { return strdup(text.c_str()); }
 
 }  // namespace
 
-json ToJson(const std::string& bytes) {
+json ToJson(const void* bytes, std::size_t size) {
+  if (keepsSecrets) {
+    return {};
+  }
   std::string utf8;
-  for (const char c : bytes) {
+  for (const char c : std::string_view(static_cast<const char*>(bytes), size)) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 0x80) {
       utf8 += c;
@@ -105,19 +111,21 @@ json ToJson(const std::string& bytes) {
   return utf8;
 }
 
-json ToJson(const char* text) { return text == nullptr ? json() : ToJson(std::string(text)); }
+json ToJson(const std::string& bytes) { return ToJson(bytes.data(), bytes.size()); }
+json ToJson(const char* text) { return text == nullptr ? json() : ToJson(text, std::strlen(text)); }
 
 std::string ToBytes(const json& text) {
   const std::string utf8 = text;
+  const unsigned turned = keepsSecrets ? 0xFF : 0;
   std::string bytes;
+  bytes.reserve(utf8.size());
   for (std::size_t i = 0; i < utf8.size(); ++i) {
-    const auto lead = static_cast<unsigned char>(utf8[i]);
-    if (lead < 0x80) {
-      bytes += utf8[i];
-    } else {
+    unsigned byte = static_cast<unsigned char>(utf8[i]);
+    if (byte >= 0x80) {
       ++i;
-      bytes += static_cast<char>((lead << 6) | (static_cast<unsigned char>(utf8.at(i)) & 0x3F));
+      byte = (byte << 6) | (static_cast<unsigned char>(utf8.at(i)) & 0x3F);
     }
+    bytes += static_cast<char>(byte ^ turned);
   }
   return bytes;
 }
@@ -168,6 +176,8 @@ void scripted_host_reset() {
   state.held = scripted::json::array();
   state.moved = scripted::json::array();
 }
+
+void scripted_host_keep_secrets(bool keep) { scripted::keepsSecrets = keep; }
 
 /// How many platform objects and sessions are handed out and not given back.
 long scripted_host_handed_out() { return scripted::handedOut; }

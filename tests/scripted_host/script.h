@@ -20,9 +20,11 @@ namespace scripted {
 
 using nlohmann::json;
 
-/// The script's text for a byte string, and back.
+/// The script's text for a byte string, and back. While the host keeps secrets (for a test that
+/// searches the memory for them), nothing is recorded, and the script has every bit turned round.
 json ToJson(const std::string& bytes);
 json ToJson(const char* text);  ///< null for a null pointer
+json ToJson(const void* bytes, std::size_t size);
 std::string ToBytes(const json& text);
 
 /// Platform objects and sessions that the module has and must give back.
