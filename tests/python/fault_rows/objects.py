@@ -6,8 +6,8 @@ _UUID = "00112233-4455-6677-8899-aabbccddeeff"
 _REFUSED = {"returns": 0x0BAD0003}
 _EXT_ATTRS = {
     "ObjLib_GetURIPrefix": {"out": {"prefix": "q://"}},
-    "ObjLib_GetExtParams": {"out": {"objClass": 1}},
-    "DDBGet": {"out": {"quelt.FriendlyName": "n", "quelt.objPath": "/p"}},
+    "ObjLib_GetExtParams": {"out": {"objClass": 1000}},
+    "DDBGet": {"out": {"quelt.FriendlyName": "name", "quelt.objPath": "/path"}},
 }
 _BAD_LIST = runtime("Unable to parse object uuids")
 _BAD_FACT = runtime("PyDict_SetItemString InfoMap failed!")
@@ -16,6 +16,8 @@ _BAD_FIGURE = runtime("PyDict_SetItemString failed!")
 _NO_RESULT = runtime("PyDict_New result failed!")
 
 _UNREADABLE = {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromFormat": MEMORY}
+
+_DISKS = [["disk", [["fact", 1000], ["other", 2000]]], ["next", [["fact", 3000]]]]
 
 
 def _not_set(*keys):
@@ -44,7 +46,7 @@ ROWS = [
     ("UpgradeFormatVersionForDiskGroup", ("g",), {}, {},
      {"PyArg_ParseTuple": runtime("Unable to parse diskName")}),
     ("GetT1DiskInfo", (), {},
-     {"GetT1DiskInfoMap": {"out": {"disks": [["d", [["f", 1], ["g", 2000]]], ["e", [["f", 3]]]]}}},
+     {"GetT1DiskInfoMap": {"out": {"disks": _DISKS}}},
      {"PyDict_New": [_NO_RESULT] + [runtime("PyDict_New infoMap failed!")] * 2,
       "PyLong_FromLong": _BAD_FACT, "PyDict_SetItemString": _BAD_FACT,
       "PyUnicode_FromString": _BAD_DISK, "PyDict_SetItem": _BAD_DISK}),
