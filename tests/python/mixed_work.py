@@ -126,14 +126,15 @@ def run(folder, names, steps=None, stop=None):
 
 
 def replay(path):
-    """The facts that a log acknowledges, and the change that was about to be made, if any."""
+    """The facts that a log acknowledges ("!", or "=" when they were checked before), and the change
+    that was about to be made ("?"), if any."""
     facts, pending = {}, None
     if os.path.exists(path):
         with open(path) as log:
             for line in log:
                 mark, fact, value = line.split()
-                pending = None if mark == "!" else (fact, value.replace("-", ""))
-                if mark == "!":
+                pending = (fact, value.replace("-", "")) if mark == "?" else None
+                if mark != "?":
                     facts[fact] = "" if value == "-" else value
     return facts, pending
 
