@@ -8,7 +8,7 @@ readonly MODULE_ROOMS='(module|config_store|crypto|unicast|network|objects)/'
 lines_covered() {
     say "$1: lines reached"
     gcovr --root . --object-directory "$BUILD/coverage" --filter "$3" --exclude-throw-branches \
-        --merge-mode-functions=merge-use-line-min --fail-under-line "$2" --sort-uncovered
+        --fail-under-line "$2" --sort-uncovered
 }
 
 command_coverage() {
@@ -16,7 +16,7 @@ command_coverage() {
     PYTHON=$(interpreter)
     local dir=$BUILD/coverage status=0
     say "Building with gcov for $("$PYTHON" --version 2>&1) into $dir/"
-    configure "$dir" "$PYTHON" -DPYQUELT_COVERAGE=ON -DCMAKE_BUILD_TYPE=Debug
+    configure "$dir" "$PYTHON" -DPYQUELT_COVERAGE=ON
     compile "$dir"
     find "$dir" -name '*.gcda' -delete
     say "Testing"
