@@ -19,7 +19,7 @@ ROWS = (
     ("CheckKmsStatus", "CheckKmsStatus", ("cluster-1", "key-1", 10), 0, 201),
     ("Decrypt2kBlock", "Decrypt2kBlock", (DEK, 7, BLOCK), 0, 201),
     ("GetUnicastAgents, 1,000", "GetUnicastAgents", (), 1000, 101),
-    ("GetUnicastAgents, 100,000", "GetUnicastAgents", (), 100000, 15),
+    ("GetUnicastAgents, 100,000", "GetUnicastAgents", (), 100000, 11),
 )
 
 

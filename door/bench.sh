@@ -4,6 +4,7 @@
 #:                 ./run bench --counts --update writes that file)
 
 readonly BENCH_PACKAGES=(valgrind openssl)
+readonly PEER_PACKAGES=(pybind11 nanobind Cython cffi) # as the index and as Python call them
 readonly COUNTED_PYTHON=/usr/bin/python3 # the interpreter that bench/counts.json is for
 
 configure_bench() { # configure_bench DIR PYTHON [cmake option…]
@@ -27,13 +28,17 @@ bench_counts() { # bench_counts check | update
 
 # The peers whose packages can be had, in the environment of the bench.
 bench_peers() {
-    local package peers=()
-    ensure_venv bench pybind11 nanobind Cython cffi >&2 ||
-        say "The peers from the package index are left out" >&2
-    for package in pybind11 nanobind Cython cffi; do
-        [[ -x $BUILD/venv/bench/bin/python ]] &&
-            "$BUILD/venv/bench/bin/python" -c "import $package" 2>/dev/null &&
+    local package dir=$BUILD/venv/bench peers=()
+    ensure_venv bench "${PEER_PACKAGES[@]}" >&2 ||
+        for package in "${PEER_PACKAGES[@]}"; do # one by one, then
+            "$dir/bin/pip" install -q "$package" >/dev/null 2>&1 || true
+        done
+    for package in "${PEER_PACKAGES[@]}"; do
+        if [[ -x $dir/bin/python ]] && "$dir/bin/python" -c "import $package" 2>/dev/null; then
             peers+=("${package,,}")
+        else
+            say "Left out, for want of its package: $package" >&2
+        fi
     done
     (IFS=';' && printf '%s' "${peers[*]}")
 }
