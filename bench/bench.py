@@ -7,6 +7,7 @@ import datetime
 import importlib.metadata
 import json
 import os
+import platform
 import re
 import subprocess
 import sys
@@ -32,7 +33,8 @@ def processor():
 
 
 def versions(build):
-    found = [counts.interpreter(), counts.compiler(build)]
+    found = ["CPython %s built by %s" % (platform.python_version(), platform.python_compiler()),
+             "the rest by " + counts.compiler(build)]
     for package in ("pybind11", "nanobind", "Cython", "cffi"):
         try:
             found.append("%s %s" % (package, importlib.metadata.version(package)))

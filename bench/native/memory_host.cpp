@@ -139,6 +139,7 @@ std::string QueltUtil::KeyIdForKek(const std::string&, const std::string&) { Not
 bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string&, std::string&) { NotMeasured(); }
 bool QueltUtil::BuildQueltIPAddress(const std::string&, QueltIpAddress&) { NotMeasured(); }
 bool QueltUtil::IsQueltCSDFeatureEnabled() { NotMeasured(); }
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as it is declared
 void QueltUtil::GetUnicastModeForCluster(bool&, std::string) { NotMeasured(); }
 int QueltUtil::IsObjectAccessible(QUELTUUID, QUELTUUID, char*) { NotMeasured(); }
 void QueltUtil::GetCapacityAndFSOverheadFromNorim(QUELTUUID, unsigned long*, unsigned long*,
