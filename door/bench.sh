@@ -48,8 +48,14 @@ command_bench() { # bench [--counts [--update]]
     build # sets PYTHON
     ensure_packages "${BENCH_PACKAGES[@]}" python3-dev
     case "$*" in
-        --counts) bench_counts check && return ;;
-        "--counts --update") bench_counts update && return ;;
+        --counts)
+            bench_counts check
+            return
+            ;;
+        "--counts --update")
+            bench_counts update
+            return
+            ;;
         "") ;;
         *) fail "bench takes nothing, --counts or --counts --update" ;;
     esac
