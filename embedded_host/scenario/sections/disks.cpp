@@ -127,7 +127,7 @@ json DumpDisk(Disk disk) {
                  {"encrypted", disk.Has(ENCR_FLAG_ENCRYPTED)},
                  {"kekId", disk.KekId()},
                  {"clusterId", std::string(metadata.clusterId)},
-                 {"dekGenerationId", metadata.dekGenerationId}};
+                 {"dekGenerationId", std::uint32_t{metadata.dekGenerationId}}};
   const WrappedDek wrapped(metadata);
   const std::uint8_t* const mark = metadata.reserved0;
   if (std::any_of(mark, mark + sizeof metadata.reserved0, [](auto byte) { return byte != 0; })) {

@@ -1,0 +1,54 @@
+# shellcheck shell=bash
+#: ./run fuzz      search for inputs that break a promise, a short while for each target
+#:                 (./run fuzz full: with the full numbers of executions; ./run fuzz TARGET [RUNS])
+
+readonly FUZZ_BUILD=$BUILD/fuzz
+# Executions, in short and in full.
+declare -Ar FUZZ_RUNS=(
+    [identifier_text]="200000 10000000"
+    [address]="200000 10000000"
+    [metadata]="50000 1000000"
+    [certificate]="20000 1000000"
+    [scenario]="2000 1000000"
+    [state_file]="1000 200000"
+)
+
+fuzz_build() {
+    build
+    ensure_packages clang libclang-rt-dev
+    say "Building the fuzz targets into $FUZZ_BUILD/"
+    configure "$FUZZ_BUILD" "$PYTHON" -DCMAKE_CXX_COMPILER=clang++ -DPYQUELT_SANITIZE=fuzzer \
+        -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so"
+    local targets=("${!FUZZ_RUNS[@]}")
+    cmake --build "$FUZZ_BUILD" --target "${targets[@]/#/fuzz_}" >"$FUZZ_BUILD/compile.log" 2>&1 || {
+        tail -n 60 "$FUZZ_BUILD/compile.log" >&2
+        fail "building failed; all of it is in $FUZZ_BUILD/compile.log"
+    }
+}
+
+# fuzz_target TARGET RUNS: from the kept inputs on; what it finds stays below build/.
+fuzz_target() {
+    local target=$1 runs=$2 work=$FUZZ_BUILD/found/$1 log=$FUZZ_BUILD/$1.log
+    local temporary=$PWD/$FUZZ_BUILD/tmp
+    mkdir -p "$work" "$temporary"
+    if TMPDIR=$temporary "$FUZZ_BUILD/bin/fuzz_$target" -runs="$runs" -timeout=30 -rss_limit_mb=4096 \
+        -max_len=300000 -artifact_prefix="$FUZZ_BUILD/$target-" "$work" \
+        "tests/fuzz/corpus/$target" </dev/null >"$log" 2>&1; then
+        printf 'figure: fuzz %-16s %10d executions, nothing found\n' "$target" "$runs"
+    else
+        tail -n 30 "$log" >&2
+        fail "$target: an input breaks a promise. It is $FUZZ_BUILD/$target-…; once the cause is mended," \
+            "keep it in tests/fuzz/corpus/$target/. All output is in $log"
+    fi
+}
+
+command_fuzz() { # fuzz [full | TARGET [RUNS]]
+    local target column=1
+    [[ ${1:-} == full ]] && column=2 && shift
+    (($# == 0)) || [[ -n ${FUZZ_RUNS[$1]:-} ]] || fail "no such target: $1; there are ${!FUZZ_RUNS[*]}"
+    fuzz_build
+    for target in ${1:-"${!FUZZ_RUNS[@]}"}; do
+        read -ra counts <<<"${FUZZ_RUNS[$target]}"
+        fuzz_target "$target" "${2:-${counts[column - 1]}}"
+    done
+}

@@ -1,0 +1,17 @@
+// Addresses: what is accepted has one normal form, which reads as the same address.
+#include "embedded_host/addresses.h"
+#include "tests/fuzz/fuzz.h"
+
+using HostCtl::Quelt::QueltIpAddress;
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  QueltIpAddress address;
+  if (quelt::ParseAddress(TextOf(data, size), address)) {
+    const std::string normal = quelt::AddressText(address);
+    QueltIpAddress again;
+    Promise(quelt::ParseAddress(normal, again) && again.isIpv6 == address.isIpv6 &&
+                quelt::AddressText(again) == normal,
+            "the normal form of an address reads as itself");
+  }
+  return 0;
+}

@@ -1,0 +1,38 @@
+// Identifier texts: whatever is accepted is written back in the one form that reads as the same
+// identifier, and what follows the last byte of a text doesn't count.
+#include "objects/identifier_text.h"
+
+#include "tests/fuzz/fuzz.h"
+
+using pyquelt::CidText;
+using pyquelt::Identifier;
+using pyquelt::ObjectUuidText;
+
+namespace {
+
+template <typename Form>
+bool Accepts(const std::string& text, Identifier& identifier) {
+  const bool accepted = Form::Read(text.c_str(), identifier);
+  if (accepted) {
+    Identifier again{};
+    Promise(Form::Read((text.c_str() + std::string("-0 z")).c_str(), again) && again == identifier,
+            "what follows an identifier changes nothing");
+  }
+  return accepted;
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text = TextOf(data, size);
+  Identifier identifier{};
+  (void)Accepts<CidText>(text, identifier);
+  if (Accepts<ObjectUuidText>(text, identifier)) {
+    const std::string written = ObjectUuidText::Write(identifier);
+    Identifier again{};
+    Promise(
+        written.size() == 36 && ObjectUuidText::Read(written.c_str(), again) && again == identifier,
+        "a written identifier reads as itself");
+  }
+  return 0;
+}

@@ -1,0 +1,94 @@
+// A disk's records, read by the module's own functions in an interpreter: whatever the host library
+// left in them, a call gives what the record says or raises the exception that is promised.
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/quelt_util.h"
+#include "tests/fuzz/fuzz.h"
+
+extern "C" PyObject* PyInit_pyquelt();
+
+namespace {
+
+ENCR_Metadata the_metadata;
+ENCR_Metadata_AWS the_aws;
+
+PyObject* TheModule() {
+  static PyObject* const module = [] {
+    PyImport_AppendInittab("pyquelt", &PyInit_pyquelt);
+    Py_InitializeEx(0);
+    return PyImport_ImportModule("pyquelt");
+  }();
+  Promise(module != nullptr, "the module imports");
+  return module;
+}
+
+/// The result, or null when the function raised `error`; nothing else may happen.
+PyObject* Call(const char* function, PyObject* error) {
+  PyObject* const result = PyObject_CallMethod(TheModule(), function, "s", "disk");
+  Promise((result == nullptr) == (PyErr_Occurred() != nullptr), "a result or an exception");
+  if (result == nullptr) {
+    Promise(PyErr_ExceptionMatches(error) != 0, function);
+    PyErr_Clear();
+  }
+  return result;
+}
+
+void CheckWrappedDek() {
+  const bool cloud = (the_metadata.flags & ENCR_FLAG_AWS_KMS) != 0;
+  const std::size_t length = cloud ? the_aws.wrappedDekLength : ENCR_DEK_SIZE;
+  PyObject* const dek = Call("GetWrappedDekFromDisk", PyExc_ValueError);
+  Promise((dek == nullptr) == (length > ENCR_AWS_DEK_MAX), "a length that fits gives a DEK");
+  if (dek != nullptr) {
+    const std::uint8_t* const expected = cloud ? the_aws.wrappedDek : the_metadata.wrappedDek;
+    Promise(PyBytes_GET_SIZE(dek) == static_cast<Py_ssize_t>(length) &&
+                std::memcmp(PyBytes_AS_STRING(dek), expected, length) == 0,
+            "the DEK is the record's");
+    Py_DECREF(dek);
+  }
+}
+
+void CheckInfo() {
+  PyObject* const info = Call("GetEncInfoForDisk", PyExc_RuntimeError);
+  if (info == nullptr) {
+    return;
+  }
+  Py_ssize_t length = 0;
+  const char* const text =
+      PyUnicode_AsUTF8AndSize(PyDict_GetItemString(info, "clusterId"), &length);
+  const std::size_t inRecord = strnlen(the_metadata.clusterId, sizeof the_metadata.clusterId);
+  Promise(PyDict_Size(info) == 6 && text != nullptr &&
+              std::string(text, static_cast<std::size_t>(length)) ==
+                  std::string(the_metadata.clusterId, inRecord),
+          "a text ends with its field");
+  Py_DECREF(info);
+}
+
+}  // namespace
+
+namespace ZelCtl::Quelt {
+
+void QueltUtil::GetEncMetadataForDisk(const std::string&, HostCtl::Quelt::Uuid&,
+                                      ENCR_Metadata& metadata, ENCR_Metadata_AWS& aws) {
+  metadata = the_metadata;
+  aws = the_aws;
+}
+
+std::string QueltUtil::QueltUuidToString(const HostCtl::Quelt::Uuid&) { return "uuid"; }
+
+bool QueltUtil::LookupKeyInKeyCache(const char*) { return true; }
+
+}  // namespace ZelCtl::Quelt
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::uint8_t records[sizeof the_metadata + sizeof the_aws] = {};
+  std::copy_n(data, std::min(size, sizeof records), records);
+  std::memcpy(&the_metadata, records, sizeof the_metadata);
+  std::memcpy(&the_aws, records + sizeof the_metadata, sizeof the_aws);
+  CheckInfo();
+  CheckWrappedDek();
+  return 0;
+}

@@ -1,0 +1,37 @@
+// Scenario documents: one that is accepted comes back, with secrets, as a document that loads to
+// the same state; any other is refused with the exception for that.
+#include "embedded_host/scenario/scenario.h"
+
+#include "embedded_host/scenario/document.h"
+#include "embedded_host/store/schema.h"
+#include "embedded_host/store/state_file.h"
+#include "embedded_host/store/transaction.h"
+#include "platform/exception.h"
+#include "tests/fuzz/fuzz.h"
+
+namespace {
+
+quelt::Connection& Host() {
+  static quelt::Connection& host = *quelt::OpenState({quelt::kInMemory}).release();
+  return host;
+}
+
+nlohmann::json LoadAndDump(const nlohmann::json& document) {
+  quelt::ClearTables(Host());
+  quelt::LoadScenario(Host(), document);
+  return quelt::DumpScenario(Host(), true);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const quelt::Transaction rolledBack(Host(), quelt::Transaction::Kind::kWrite);
+  nlohmann::json dumped;
+  try {
+    dumped = LoadAndDump(quelt::ParseDocument(TextOf(data, size)));
+  } catch (const quelt::ScenarioError&) {
+    return 0;
+  }
+  Promise(LoadAndDump(dumped) == dumped, "what was dumped loads to the same state");
+  return 0;
+}
