@@ -8,7 +8,7 @@ source door/sanitize.sh
 # The tests with a long form (tests/python/deep.py), the fuzz targets, the sanitizers.
 deep_stages() {
     ctest --test-dir "$BUILD" -N -L '^deep$' | sed -n 's/^ *Test *#[0-9]*: //p'
-    printf 'fuzz_%s\n' "${!FUZZ_RUNS[@]}" | sort
+    printf 'fuzz_%s\n' "${FUZZ_TARGETS[@]}"
     printf 'sanitize_%s\n' address thread
 }
 

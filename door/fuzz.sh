@@ -3,6 +3,7 @@
 #:                 (./run fuzz full: with the full numbers of executions; ./run fuzz TARGET [RUNS])
 
 readonly FUZZ_BUILD=$BUILD/fuzz
+readonly FUZZ_TARGETS=(identifier_text address metadata certificate scenario state_file)
 # Executions, in short and in full.
 declare -Ar FUZZ_RUNS=(
     [identifier_text]="200000 10000000"
@@ -19,8 +20,7 @@ fuzz_build() {
     say "Building the fuzz targets into $FUZZ_BUILD/"
     configure "$FUZZ_BUILD" "$PYTHON" -DCMAKE_CXX_COMPILER=clang++ -DPYQUELT_SANITIZE=fuzzer \
         -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so"
-    local targets=("${!FUZZ_RUNS[@]}")
-    cmake --build "$FUZZ_BUILD" --target "${targets[@]/#/fuzz_}" >"$FUZZ_BUILD/compile.log" 2>&1 || {
+    cmake --build "$FUZZ_BUILD" --target "${FUZZ_TARGETS[@]/#/fuzz_}" >"$FUZZ_BUILD/compile.log" 2>&1 || {
         tail -n 60 "$FUZZ_BUILD/compile.log" >&2
         fail "building failed; all of it is in $FUZZ_BUILD/compile.log"
     }
@@ -43,11 +43,11 @@ fuzz_target() {
 }
 
 command_fuzz() { # fuzz [full | TARGET [RUNS]]
-    local target column=1
+    local target counts column=1
     [[ ${1:-} == full ]] && column=2 && shift
-    (($# == 0)) || [[ -n ${FUZZ_RUNS[$1]:-} ]] || fail "no such target: $1; there are ${!FUZZ_RUNS[*]}"
+    (($# == 0)) || [[ -n ${FUZZ_RUNS[$1]:-} ]] || fail "no such target: $1; there are ${FUZZ_TARGETS[*]}"
     fuzz_build
-    for target in ${1:-"${!FUZZ_RUNS[@]}"}; do
+    for target in ${1:-"${FUZZ_TARGETS[@]}"}; do
         read -ra counts <<<"${FUZZ_RUNS[$target]}"
         fuzz_target "$target" "${2:-${counts[column - 1]}}"
     done
