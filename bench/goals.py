@@ -33,12 +33,15 @@ class Goals:
         return found and found["module_ratio"]["median"]
 
     def floor_reason(self, row, peer):
-        """What the calling convention alone costs beside all of a peer's call."""
-        counts = self.figures["counts"].get(row, {})
-        if "floor" not in counts or peer not in counts:
+        """What the calling convention and the native operation alone take of a peer's call."""
+        found = self.rows[row]
+        if not {"floor", "raw C++", peer} <= set(found):
             return ""
-        return ("the required way to be called, without any native work, is %.2f of %s's whole"
-                " call (instructions)" % (counts["floor"] / counts[peer], peer))
+        floor, native, whole = (found[name]["ratio"]["median"]
+                                for name in ("floor", "raw C++", peer))
+        return ("the required way to be called (%.2f of %s's call) and the native operation"
+                " (%.2f) alone make %.2f" %
+                (floor / whole, peer, native / whole, (floor + native) / whole))
 
     def add_bindings(self):
         for row in SMALL + (THOUSAND, MANY):
