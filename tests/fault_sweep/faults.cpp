@@ -2,6 +2,10 @@
 
 #include <pthread.h>
 
+#include <string>
+
+#include "module/result_helpers.h"
+
 extern "C" {
 void __real_PyEval_RestoreThread(PyThreadState* state);
 void scripted_host_fail_allocation(long good, int stays);
@@ -93,6 +97,15 @@ void* MakeUnwoundCall(void* data) {
   return nullptr;
 }
 
+/// Sets one value as native code does: null, or the text of the failure.
+template <typename T>
+const char* Set(PyObject* dict, const char* key, T value) {
+  static std::string error;
+  const bool is_set = pyquelt::PySetDictValue(dict, key, value, error);
+  PyErr_Clear();
+  return is_set ? nullptr : error.c_str();
+}
+
 }  // namespace
 
 bool Fails(Kind kind, const char* name) {
@@ -144,6 +157,16 @@ int fault_sweep_unwind(PyObject* function, PyObject* args, PyObject* keywords) {
                    pthread_join(thread, &ended) == 0;
   __real_PyEval_RestoreThread(state);
   return ran && ended != nullptr ? 1 : 0;
+}
+
+const char* fault_sweep_set_long(PyObject* dict, const char* key, long value) {
+  return fault_sweep::Set(dict, key, value);
+}
+const char* fault_sweep_set_bool(PyObject* dict, const char* key, bool value) {
+  return fault_sweep::Set(dict, key, value);
+}
+const char* fault_sweep_set_text(PyObject* dict, const char* key, const char* value) {
+  return fault_sweep::Set(dict, key, value);
 }
 
 #pragma GCC visibility pop

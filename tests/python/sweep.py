@@ -103,7 +103,7 @@ def all_ways(module):
 def failure(way, operation, kind, text):
     """What an exception of the host becomes. `text` is what a script would read of it."""
     catches, error, prefix = _OPERATION_RULES.get(operation, _RULES.get(way.function, _OTHERS))
-    if kind == "int":
+    if kind in ("int", "foreign"):
         return RuntimeError, "Unknown platform exception"
     if catches == "std" or (catches == "ctl" and kind == "QueltCtlException"):
         return error, prefix + text

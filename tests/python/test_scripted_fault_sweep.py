@@ -5,6 +5,7 @@ To join, a function adds a row to its subject's file in fault_rows/.
 """
 
 import array
+import ctypes
 import gc
 import itertools
 import os
@@ -148,6 +149,20 @@ class FaultSweepTest(scripted.ScriptedTestCase):
                 with self.subTest(way.function, kind=kind, answers=way.answers):
                     # What is made once does not come again; a leak does.
                     self.assertTrue(any(growth(kind, way, watched) < rounds for _ in range(4)))
+
+    def test_value_set_by_native_code_is_another_or_its_failure_has_another_text(self):
+        for name, native, value, shown in (
+                ("long", ctypes.c_long, -2 ** 63, -2 ** 63), ("bool", ctypes.c_bool, True, True),
+                ("text", ctypes.c_char_p, u"\u20ac".encode("utf-8"), u"\u20ac")):
+            function = getattr(faults, "fault_sweep_set_" + name)
+            function.argtypes = [ctypes.py_object, ctypes.c_char_p, native]
+            function.restype = ctypes.c_char_p
+            into = {"key": None}
+            for good, text in enumerate((b"Failed to allocate python object key",
+                                         b"Failed to set python object key", None)):
+                self.assertEqual(text, faults.fault_sweep_call(
+                    CALL, good, 0, function, (into, b"key", value), {}))
+                self.assertEqual(into, {"key": None if text else shown})
 
     def test_failed_constant_spoils_the_import(self):
         names = set(dir(module))

@@ -15,6 +15,7 @@ KINDS = (
     ("std::runtime_error", b"a \xff", u"a \ufffd"),
     ("std::bad_alloc", b"", "std::bad_alloc"),
     ("int", b"", ""),
+    ("foreign", b"", ""),
 )
 # Messages, as the host writes them and as a script reads them.
 MESSAGES = (

@@ -1,10 +1,13 @@
 #include "tests/scripted_host/script.h"
 
 #include <dlfcn.h>
+#include <pthread.h>
+#include <unwind.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <new>
@@ -73,6 +76,16 @@ void Watch(const char* operation, double seconds) {
   }
 }
 
+/// What another language throws through C++.
+[[noreturn]] void ThrowForeign() {
+  auto* const exception = new _Unwind_Exception{};
+  exception->exception_cleanup = [](_Unwind_Reason_Code, _Unwind_Exception* caught) {
+    delete caught;
+  };
+  _Unwind_RaiseException(exception);
+  std::terminate();  // nobody catches it
+}
+
 [[noreturn]] void Throw(const json& thrown) {
   const std::string type = thrown.at("type");
   const std::string text = ToBytes(thrown.value("text", ""));
@@ -84,6 +97,12 @@ void Watch(const char* operation, double seconds) {
   }
   if (type == "std::bad_alloc") {
     throw std::bad_alloc();
+  }
+  if (type == "foreign") {
+    ThrowForeign();
+  }
+  if (type == "end of the thread") {
+    pthread_exit(PTHREAD_CANCELED);
   }
   throw 42;  // of no standard type
 }

@@ -9,6 +9,7 @@
 //    "throws": {"type": "QueltCtlException", "text": "..."}}
 //
 // "watch" waits until the test's counter has moved, so long at most. Every member may be missing.
+// The type thrown may also be "foreign", of another language, or "end of the thread", by unwinding.
 // Outputs that the answer does not name are left unwritten.
 #pragma once
 
