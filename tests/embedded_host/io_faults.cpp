@@ -77,7 +77,7 @@ bool Heal() {
 using namespace quelt::io;
 
 // The function that is replaced.
-#define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+#define REAL(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
 
 // A function of a descriptor; `failure` is what it gives then.
 #define ON_DESCRIPTOR(call, failure, result, name, parameters, descriptor, ...) \

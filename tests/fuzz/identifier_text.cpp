@@ -2,6 +2,8 @@
 // identifier, and what follows the last byte of a text doesn't count.
 #include "objects/identifier_text.h"
 
+#include <algorithm>
+
 #include "tests/fuzz/fuzz.h"
 
 using pyquelt::CidText;
@@ -15,7 +17,7 @@ bool Accepts(const std::string& text, Identifier& identifier) {
   const bool accepted = Form::Read(text.c_str(), identifier);
   if (accepted) {
     Identifier again{};
-    Promise(Form::Read((text.c_str() + std::string("-0 z")).c_str(), again) && again == identifier,
+    Promise(Form::Read((text + "-0 z").c_str(), again) && again == identifier,
             "what follows an identifier changes nothing");
   }
   return accepted;
@@ -24,7 +26,8 @@ bool Accepts(const std::string& text, Identifier& identifier) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text = TextOf(data, size);
+  std::string text = TextOf(data, size);
+  text.resize(std::min(text.find('\0'), text.size()));
   Identifier identifier{};
   (void)Accepts<CidText>(text, identifier);
   if (Accepts<ObjectUuidText>(text, identifier)) {
