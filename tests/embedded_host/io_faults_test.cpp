@@ -83,7 +83,7 @@ struct Case {
   bool (*act)();      ///< false: failed, without an exception
 };
 
-const Case kCases[] = {
+constexpr Case kCases[] = {
     {"first creation", RemoveState,
      [] {
        Store::Instance().Write([](Connection&) {});  // unlike a reader looks at the file each time
@@ -161,10 +161,8 @@ std::string Inspected() {
   // NOLINTNEXTLINE(cert-env33-c): the shell's own words are these
   FILE* const pipe = popen("/proc/$PPID/exe --inspect 2>&1", "r");
   std::string text;
-  std::array<char, 4096> part{};
-  std::size_t size = 0;
-  while ((size = fread(part.data(), 1, part.size(), pipe)) > 0) {
-    text.append(part.data(), size);
+  for (int byte = fgetc(pipe); byte != EOF; byte = fgetc(pipe)) {
+    text += static_cast<char>(byte);
   }
   return pclose(pipe) == 0 ? text : "inspection failed: " + text;
 }
