@@ -102,7 +102,7 @@ class FaultSweepTest(scripted.ScriptedTestCase):
             for way, known in ways():
                 clean = attempt(kind, 2 ** 40, way)[1]
                 allowed = known + [fault_rows.MEMORY, clean]
-                if sys.version_info < (3, 7) and kind == MEMORY:
+                if sys.version_info < (3, 8) and kind == MEMORY:
                     # The parser of these takes a keyword that it cannot look up for not given.
                     allowed += [attempt(kind, 2 ** 40, without)[1] for without in fewer(way)]
                 if kind == NATIVE_MEMORY:
