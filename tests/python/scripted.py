@@ -10,12 +10,14 @@ import unittest
 
 _library = ctypes.CDLL(os.environ["PYQUELT_SCRIPTED_HOST"])
 _library.scripted_host_record.restype = ctypes.c_void_p
-_library.scripted_host_counter.argtypes = [ctypes.POINTER(ctypes.c_long)]
 handed_out = _library.scripted_host_handed_out
 allocations = _library.scripted_host_allocations
 handed_out.restype = allocations.restype = ctypes.c_long
 reset = _library.scripted_host_reset
 keep_secrets = _library.scripted_host_keep_secrets
+set_counter = _library.scripted_host_counter  # the ctypes.c_long that "watch" looks at
+set_counter.argtypes = [ctypes.POINTER(ctypes.c_long)]
+set_sync_callback = _library.scripted_host_sync
 _libc = ctypes.CDLL(None)
 _libc.free.argtypes = [ctypes.c_void_p]
 
@@ -41,17 +43,23 @@ def _decode(value):
     return value
 
 
-def answer(operation, *answers):
-    """Sets what `operation` answers, call after call; the last answer stays. A list is taken as
-    several."""
-    if answers and isinstance(answers[0], list):
-        answers = answers[0]
-    text = json.dumps([_encode(item) for item in answers] or [{}])
+def answer(operation, answers):
+    """Sets what `operation` answers, or a list of that, call after call; the last one stays."""
+    text = json.dumps([_encode(item) for item in
+                       (answers if isinstance(answers, list) else [answers])])
     _library.scripted_host_answer(operation.encode(), text.encode())
 
 
+def out(**outputs):
+    """An answer that writes outputs."""
+    return {"out": outputs}
+
+
+def returns(value, **outputs):
+    return {"returns": value, "out": outputs}
+
+
 def throws(text="", kind="QueltCtlException"):
-    """An answer that throws."""
     return {"throws": {"type": kind, "text": text}}
 
 
@@ -63,19 +71,9 @@ def record(name):
     return value
 
 
-def calls(name=None):
-    """The calls so far as (operation, [argument, ...]); with a name, the arguments of its calls."""
-    made = [(operation, _decode(arguments)) for operation, arguments in record("calls")]
-    return made if name is None else [arguments for op, arguments in made if op == name]
-
-
-def set_counter(counter):
-    """The ctypes.c_long that "watch" looks at."""
-    _library.scripted_host_counter(counter)
-
-
-def set_sync_callback(is_set):
-    _library.scripted_host_sync(is_set)
+def calls():
+    """The calls so far: (operation, [argument, ...])."""
+    return [(operation, _decode(arguments)) for operation, arguments in record("calls")]
 
 
 # The quick calls that are made with the interpreter lock held.
@@ -94,17 +92,9 @@ class ScriptedTestCase(unittest.TestCase):
         reset()
         set_sync_callback(False)
         if self.made_with_lock is not None:
-            self.addCleanup(self._check_lock)
+            self.addCleanup(self.check_lock)
 
-    def _check_lock(self):
+    def check_lock(self):
         self.assertEqual(handed_out(), 0)
         made = {operation for operation, _ in calls()}
-        held = set(record("held"))
-        self.assertEqual(held, made & self.made_with_lock)
-
-    def assert_raises_exactly(self, kind, text, function, *args, **kwargs):
-        """Exactly this type, exactly this text."""
-        with self.assertRaises(Exception) as caught:
-            function(*args, **kwargs)
-        self.assertIs(type(caught.exception), kind, caught.exception)
-        self.assertEqual(str(caught.exception), text)
+        self.assertEqual(set(record("held")), made & self.made_with_lock)

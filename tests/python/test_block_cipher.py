@@ -1,16 +1,16 @@
 """Blocks on the embedded host: known answers, other implementations, threads, forks, left-overs."""
 
-import ctypes
 import hashlib
 import os
 import random
-import re
 import threading
 import unittest
 
 import aes_xts
 import hosts
+import memory_search
 import pyquelt
+from memory_search import INVERT, occurrences, wipe
 
 POSITIONS = (0, 1, 2 ** 32, 2 ** 63, 2 ** 64 - 1)
 
@@ -77,30 +77,14 @@ class KnownAnswerTest(hosts.HostTestCase):
         self.assertEqual(wrong, [])
 
 
-INVERT = bytes(bytearray(range(255, -1, -1)))
 KEY_ID = "the id of the key"
 
 
 def in_memory(inverted):
-    """How often the bytes stand in this process's memory. They are given with every bit turned
-    round, so that the search does not find itself. SQLite's rows don't count, where a key follows
-    its id: SQLite gives back the buffers for them without wiping."""
-    count = 0
-    row = KEY_ID.encode().translate(INVERT) + inverted
-    with open("/proc/self/maps") as maps, open("/proc/self/mem", "rb", 0) as memory:
-        for line in maps:
-            area = re.match("([0-9a-f]+)-([0-9a-f]+) rw", line)
-            if area and "[v" not in line:
-                start, end = (int(text, 16) for text in area.groups())
-                memory.seek(start)
-                found = memory.read(end - start).translate(INVERT)
-                count += found.count(inverted) - found.count(row)
-    return count
-
-
-def wipe(text):
-    """Overwrites the bytes of an object that can't be changed."""
-    ctypes.memset(id(text) + bytes.__basicsize__ - 1, 0, len(text))
+    """How often the bytes stand in this process's memory. SQLite's rows don't count, where a key
+    follows its id: SQLite gives back the buffers for them without wiping."""
+    found, rows = occurrences(inverted, KEY_ID.encode().translate(INVERT) + inverted)
+    return found - rows
 
 
 def cache_and_remove(secret):
@@ -118,7 +102,7 @@ def fail_to_cache(secret):
         raise AssertionError("no failure")
 
 
-@unittest.skipUnless(os.access("/proc/self/mem", os.R_OK), "cannot read its own memory")
+@unittest.skipUnless(memory_search.POSSIBLE, "cannot read its own memory")
 class LeftOverTest(hosts.HostTestCase):
 
     def test_key_stays_in_memory(self):

@@ -1,7 +1,10 @@
-"""The module as an import shows it: names, doc strings, constants, signatures, exports."""
+"""The module as an import shows it: names, doc strings, constants, signatures; and as native code
+outside it does: its exports, conversions of values, status texts."""
 
+import ctypes
 import inspect
 import subprocess
+import sys
 import unittest
 
 import pyquelt
@@ -60,11 +63,32 @@ CONSTANTS = dict(
     PLOG_SOURCE_NUM_BITS=3, PLOG_CALLER_MAX=10, PLOG_SOURCE_MAX=5,
     INVALID_UNICAST_ADDRESS="0.0.0.0")
 
-EXPORTS = {
-    "PyInit_pyquelt", "ZEL_ReturnStatusToString", "returnStatusStrs",
-    "_Z19_PyObject_FromValueIPKcEP7_objectS3_S1_T_", "_Z19_PyObject_FromValueIbEP7_objectS1_PKcT_",
-    "_Z19_PyObject_FromValueIlEP7_objectS1_PKcT_",
-}
+# Exported conversions, _PyObject_FromValue<T>(dict, key, T): symbol, native type, values (a tuple:
+# as native code gives it, as Python shows it).
+_TEXT, _BOOL, _LONG = ("_Z19_PyObject_FromValueIPKcEP7_objectS3_S1_T_",
+                       "_Z19_PyObject_FromValueIbEP7_objectS1_PKcT_",
+                       "_Z19_PyObject_FromValueIlEP7_objectS1_PKcT_")
+CONVERSIONS = (
+    (_TEXT, ctypes.c_char_p, [(b"", ""), (b"a\0b", "a"), (
+        u"\u20ac \U0001f600".encode("utf-8"), u"\u20ac \U0001f600")]),
+    (_BOOL, ctypes.c_bool, [(True, True), (False, False)]),
+    (_LONG, ctypes.c_long, [(value, value) for value in (0, -1, 2 ** 63 - 1, -2 ** 63)]))
+EXPORTS = {"PyInit_pyquelt", "ZEL_ReturnStatusToString", "returnStatusStrs", _TEXT, _BOOL, _LONG}
+
+# Kernel status codes around the borders of the table, and what is told of them.
+STATUS_ROWS = 361
+STATUS_TEXTS = {
+    b"Success": (0,), b"Already exists": (5, 0x0BAD0005), b"Failure": (0x0BAD0001,),
+    b"Generic service console error": (360, 0x0BAD0000 + 360),
+    b"Unknown status": (361, -1, -0x80000000, 0x0BAD0000, 0x0BAD0000 + 361, 0x2BACFFFF),
+    b"Opaque service console status": (0x2BAD0000, 0x7FFFFFFF)}
+
+
+def conversion(symbol, native):
+    function = getattr(ctypes.PyDLL(pyquelt.__file__), symbol)
+    function.restype = ctypes.py_object
+    function.argtypes = [ctypes.c_void_p, ctypes.c_char_p, native]
+    return function
 
 
 class ModuleTest(unittest.TestCase):
@@ -91,6 +115,39 @@ class ModuleTest(unittest.TestCase):
     def test_symbol_is_exported_that_should_not_be_or_the_reverse(self):
         listing = subprocess.check_output(["nm", "-D", "--defined-only", pyquelt.__file__])
         self.assertEqual({line.split()[-1].decode() for line in listing.splitlines()}, EXPORTS)
+
+
+class NativeCallerTest(unittest.TestCase):
+
+    def test_value_is_converted_wrongly_or_sets_no_error(self):
+        for symbol, native, values in CONVERSIONS:
+            for value, expected in values:
+                result = conversion(symbol, native)(None, b"ignored", value)
+                self.assertEqual((type(result), result), (type(expected), expected))
+        self.assertRaises(UnicodeDecodeError, conversion(_TEXT, ctypes.c_char_p), None, None,
+                          b"\xff")
+
+    def test_result_is_no_new_reference(self):
+        function = conversion(_BOOL, ctypes.c_bool)
+        before = sys.getrefcount(True)
+        results = [function(None, None, True) for _ in range(1000)]
+        if before < 2 ** 20:  # not immortal
+            self.assertGreaterEqual(sys.getrefcount(True), before + len(results))
+        del results
+        self.assertLess(abs(sys.getrefcount(True) - before), 100)
+
+    def test_status_gives_wrong_text_or_its_table_is_untidy(self):
+        library = ctypes.CDLL(pyquelt.__file__)
+        library.ZEL_ReturnStatusToString.argtypes = [ctypes.c_int]
+        library.ZEL_ReturnStatusToString.restype = ctypes.c_char_p
+        for text, codes in STATUS_TEXTS.items():
+            for code in codes:
+                self.assertEqual(library.ZEL_ReturnStatusToString(code), text, hex(code))
+        table = (ctypes.c_char_p * STATUS_ROWS).in_dll(library, "returnStatusStrs")
+        self.assertNotIn(None, list(table))
+        texts = [row.decode("ascii") for row in table]
+        self.assertEqual(texts, [" ".join(text.split()) for text in texts])
+        self.assertEqual(len({text.lower() for text in texts}), STATUS_ROWS)
 
 
 if __name__ == "__main__":

@@ -1,12 +1,10 @@
 """Whatever fails below the module - each interpreter call at each place, each allocation of the
-interpreter, each of the module - the script must get the right exception, and nothing may leak.
+interpreter, each of the module - the script must get the right exception. (That nothing leaks then is in test_scripted_leaks.)
 
 To join, a function adds a row to its subject's file in fault_rows/.
 """
 
-import array
 import ctypes
-import gc
 import itertools
 import os
 import re
@@ -17,11 +15,8 @@ import unittest
 import fault_rows
 import scripted
 import sweep
-from fault_build import BUILD, FILE, faults, import_test_build, module
-
-CALL, MEMORY, NATIVE_MEMORY = range(3)  # what fails
-
-ROWS = fault_rows.all_rows()
+from fault_build import (BUILD, CALL, FILE, MEMORY, NATIVE_MEMORY, ROWS, attempt, attempts, faults,
+                         import_test_build, module, ways)
 
 # Interpreter symbols of the module that are not made to fail, with the reason.
 EXCUSED = (
@@ -32,43 +27,6 @@ EXCUSED = (
     (r"_Py_Dealloc$|PyDict_Clear$|PyBuffer_Release$", "no result"),
     (r"PyType_IsSubtype$", "cannot fail"),
 )
-
-
-def attempt(kind, good, way, stays=False):
-    """One call in which what comes after `good` ones of its kind fails: (its name or None,
-    outcome)."""
-    sweep.set_answers(way)
-    function = getattr(module, way.function)
-
-    def call(*args, **kwargs):
-        return faults.fault_sweep_call(kind, good, stays, function, args, kwargs)
-
-    outcome = sweep.outcome(call, way)
-    failed = faults.fault_sweep_failed()
-    return (failed.decode() if failed else None), outcome
-
-
-def attempts(kind, way, stays=False):
-    """Yields (good, name, outcome) for each failure, until the call runs clean."""
-    for good in itertools.count():
-        failed, outcome = attempt(kind, good, way, stays)
-        if failed is None:
-            return
-        yield good, failed, outcome
-
-
-def ways():
-    """Every row's way, and those with a failing operation: (way, outcomes that the want of memory
-    may have beside MemoryError)."""
-    known = {}
-    for row in ROWS:
-        outcomes = list(itertools.chain.from_iterable(
-            outcomes if isinstance(outcomes, list) else [outcomes] for outcomes in row[4].values()))
-        known.setdefault(row[0], outcomes)
-        if sweep.Way(*row[:4]) != sweep.WAYS[row[0]]:
-            yield sweep.Way(*row[:4]), outcomes
-    for way in sweep.all_ways(module):
-        yield way, known[way.function]
 
 
 def fewer(way):
@@ -118,37 +76,6 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         for good, _, outcome in attempts(NATIVE_MEMORY, names):
             if not scripted.calls():
                 self.assertEqual(outcome, fault_rows.MEMORY, good)
-
-    def test_failure_leaks(self):
-        rounds = 3
-
-        def measure(into, watched):  # which takes no memory itself
-            scripted.reset()
-            gc.collect()  # empties the interpreter's free lists too
-            into[0] = scripted.allocations()
-            into[1] = sys.getallocatedblocks()
-            for i, item in enumerate(watched):
-                into[i + 2] = sys.getrefcount(item)
-
-        def run(kind, way):
-            for _ in range(rounds):
-                for _ in attempts(kind, way):
-                    self.assertEqual(scripted.handed_out(), 0)
-
-        def growth(kind, way, watched):
-            before, after = [array.array("q", [0] * (len(watched) + 2)) for _ in range(2)]
-            measure(before, watched)
-            run(kind, way)
-            measure(after, watched)
-            self.assertEqual(after[0], before[0])
-            return max(abs(now - then) for then, now in zip(before[1:], after[1:]))
-
-        for kind in (CALL, MEMORY, NATIVE_MEMORY):
-            for way, _ in ways():
-                watched = list(way.args) + list(way.kwargs.values()) + [None, True, False]
-                with self.subTest(way.function, kind=kind, answers=way.answers):
-                    # What is made once does not come again; a leak does.
-                    self.assertTrue(any(growth(kind, way, watched) < rounds for _ in range(4)))
 
     def test_value_set_by_native_code_is_another_or_its_failure_has_another_text(self):
         for name, native, value, shown in (

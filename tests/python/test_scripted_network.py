@@ -1,120 +1,98 @@
 """Storage network interfaces against a host that answers from a script."""
 
-import sys
 import unittest
+from collections import OrderedDict
 
-import pyquelt
 import scripted
+from rows import RowTestCase, call, text_rows
+from scripted import out
 
-# Keys in the dictionary's order, the getter behind each.
+# Keys in the dictionary's order, the getter behind each, its value.
 ITEMS = (
-    ("ZelNic Name", "GetZelnicName"),
-    ("IP Protocol", None),
-    ("Interface UUID", "GetIfaceUuid"),
-    ("Agent Group Multicast Address", "GetAgentMulticastGroup"),
-    ("Agent Group IPv6 Multicast Address", "GetAgentV6MulticastGroup"),
-    ("Agent Group Multicast Port", "GetAgentMulticastPort"),
-    ("Master Group Multicast Address", "GetMasterMulticastGroup"),
-    ("Master Group IPv6 Multicast Address", "GetMasterV6MulticastGroup"),
-    ("Master Group Multicast Port", "GetMasterMulticastPort"),
-    ("Host Unicast Channel Bound Port", "GetHostUnicastPort"),
-    ("Multicast TTL", "GetMulticastTTL"),
-    ("Traffic Type", "GetTrafficType"),
+    ("ZelNic Name", "GetZelnicName", "z"),
+    ("IP Protocol", None, "IP"),
+    ("Interface UUID", "GetIfaceUuid", "u"),
+    ("Agent Group Multicast Address", "GetAgentMulticastGroup", "239.0.0.1"),
+    ("Agent Group IPv6 Multicast Address", "GetAgentV6MulticastGroup", "ff15::1"),
+    ("Agent Group Multicast Port", "GetAgentMulticastPort", 1),
+    ("Master Group Multicast Address", "GetMasterMulticastGroup", "239.0.0.2"),
+    ("Master Group IPv6 Multicast Address", "GetMasterV6MulticastGroup", "ff15::2"),
+    ("Master Group Multicast Port", "GetMasterMulticastPort", 2),
+    ("Host Unicast Channel Bound Port", "GetHostUnicastPort", -2 ** 31),
+    ("Multicast TTL", "GetMulticastTTL", 2 ** 31 - 1),
+    ("Traffic Type", "GetTrafficType", "quelt"),
 )
 GETTERS = ["GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
            "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
            "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort",
            "GetMulticastTTL"]
-VALUES = {"GetZelnicName": "z", "GetIfaceUuid": "u", "GetAgentMulticastGroup": "239.0.0.1",
-          "GetAgentV6MulticastGroup": "ff15::1", "GetMasterMulticastGroup": "239.0.0.2",
-          "GetMasterV6MulticastGroup": "ff15::2", "GetTrafficType": "quelt",
-          "GetAgentMulticastPort": 1, "GetMasterMulticastPort": 2, "GetHostUnicastPort": 3,
-          "GetMulticastTTL": 4}
 BEFORE = ["GetQueltPlugin", "GetHostSystem", "GetZelNicConfigs"]
 RELEASES = ["~HostSystem", "~QueltPlugin"]
 
 
 def interface(**values):
-    return dict(VALUES, **values)
+    return dict({getter: value for _, getter, value in ITEMS if getter}, **values)
 
 
 def shown(**values):
-    values = dict(VALUES, **values)
-    return {key: values[getter] if getter else "IP" for key, getter in ITEMS}
+    return OrderedDict((key, values.get(getter, value)) for key, getter, value in ITEMS)
 
 
-def set_interfaces(*interfaces):
-    scripted.answer("GetZelNicConfigs", {"out": {"interfaces": interfaces}})
+def listed(*interfaces):
+    return {"GetZelNicConfigs": out(interfaces=interfaces)}
 
 
-def operations():
-    return [operation for operation, _ in scripted.calls()]
+class NetworkTest(RowTestCase):
+
+    def check_order(self, made, interfaces, order):
+        scripted.answer("GetZelNicConfigs", out(interfaces=interfaces))
+        self.check_outcome(*made)
+        self.assertEqual([operation for operation, _ in scripted.calls()], order)
 
 
-class NetworkInfoTest(scripted.ScriptedTestCase):
+class NetworkInfoTest(NetworkTest):
 
     made_with_lock = scripted.MADE_WITH_LOCK | set(GETTERS) | {"~QueltZelNicConfig"}
 
     def test_item_is_missing_or_changed(self):
-        table = (
-            ([], []),
-            ([interface(), interface(GetZelnicName="y")], [shown(), shown(GetZelnicName="y")]),
-            # The text goes with the flag of the address, not with the key.
-            ([interface(GetAgentMulticastGroup="ff15::9", GetMasterV6MulticastGroup="239.0.0.9")],
-             [shown(GetAgentMulticastGroup="ff15::9", GetMasterV6MulticastGroup="239.0.0.9")]),
-            ([interface(GetAgentMulticastPort=-1, GetMasterMulticastPort=-2 ** 31,
-                        GetHostUnicastPort=2 ** 31 - 1, GetMulticastTTL=0)],
-             [shown(GetAgentMulticastPort=-1, GetMasterMulticastPort=-2 ** 31,
-                    GetHostUnicastPort=2 ** 31 - 1, GetMulticastTTL=0)]),
-            ([interface(GetZelnicName=b"a\0b", GetIfaceUuid=b"\0", GetTrafficType=b"")],
-             [shown(GetZelnicName="a", GetIfaceUuid="", GetTrafficType="")]),
-        )
-        for interfaces, expected in table:
-            set_interfaces(*interfaces)
-            self.assertEqual(pyquelt.GetQueltNetworkInfo(), expected)
-        if sys.version_info >= (3, 6):
-            self.assertEqual(list(pyquelt.GetQueltNetworkInfo("ignored", 1)[0]),
-                             [key for key, _ in ITEMS])
+        # The text goes with the flag of the address, not with the key.
+        swapped = dict(GetAgentMulticastGroup="ff15::9", GetMasterV6MulticastGroup="239.0.0.9",
+                       GetMulticastTTL=0, GetAgentMulticastPort=-1)
+        rows = [(call.GetQueltNetworkInfo(), listed(), [], None),
+                (call.GetQueltNetworkInfo(), listed(interface(), interface(**swapped)),
+                 [shown(), shown(**swapped)], None)]
+        for getter in ("GetZelnicName", "GetIfaceUuid", "GetTrafficType"):
+            rows += text_rows(
+                call.GetQueltNetworkInfo(),
+                lambda text, getter=getter: listed(interface(), interface(**{getter: text})),
+                lambda text, getter=getter: [shown(), shown(**{getter: text})],
+                (RuntimeError, "zelDict is null!"))
+        self.check_rows(rows)
 
     def test_getters_run_in_another_order_or_before_the_releases(self):
-        set_interfaces(interface(), interface())
-        pyquelt.GetQueltNetworkInfo()
-        self.assertEqual(operations(), BEFORE + RELEASES + GETTERS * 2 +
-                         ["~QueltZelNicConfig"] * 2)
-
-    def test_undecodable_text_is_shown_or_told_otherwise(self):
-        for getter in ("GetZelnicName", "GetIfaceUuid", "GetTrafficType"):
-            set_interfaces(interface(), interface(**{getter: b"\xff"}))
-            self.assert_raises_exactly(RuntimeError, "zelDict is null!",
-                                       pyquelt.GetQueltNetworkInfo)
+        self.check_order((call.GetQueltNetworkInfo(), [shown()] * 2), [interface()] * 2,
+                         BEFORE + RELEASES + GETTERS * 2 + ["~QueltZelNicConfig"] * 2)
 
 
-class ZelnicNamesTest(scripted.ScriptedTestCase):
+class ZelnicNamesTest(NetworkTest):
 
-    def test_interface_is_selected_wrongly(self):
-        listed = (
+    def test_interface_is_selected_or_named_wrongly(self):
+        interfaces = [interface(GetZelnicName=name, GetTrafficType=traffic) for name, traffic in (
             ("a", "quelt"), ("b", "all"), ("c", "Quelt"), ("d", "ALL"), ("e", "quelt "), ("f", ""),
-            ("g", b"all\0"), ("a", "all"), (b"h\0\xc3\xbc", "quelt"))
-        set_interfaces(*[interface(GetZelnicName=name, GetTrafficType=traffic)
-                         for name, traffic in listed])
-        self.assertEqual(pyquelt.GetQueltZelnicNames("ignored", 1),
-                         ["a", "b", "a", u"h\0\u00fc"])
-        set_interfaces(interface(GetTrafficType="management"))
-        self.assertEqual(pyquelt.GetQueltZelnicNames(), [])
-        set_interfaces()
-        self.assertEqual(pyquelt.GetQueltZelnicNames(), [])
+            ("g", b"all\0"), ("a", "all"), (b"h\0\xc3\xbc", "quelt"))]
+        names = call.GetQueltZelnicNames()
+        self.check_rows((
+            (names, listed(*interfaces), ["a", "b", "a", u"h\0\u00fc"], None),
+            (names, listed(interface(GetTrafficType="management")), [], None),
+            (names, listed(), [], None),
+            (names, listed(interface(GetZelnicName=b"\xff")),
+             (RuntimeError, "PyUnicode_FromStringAndSize failed!"), None)))
 
     def test_list_is_released_late_or_a_name_is_asked_for_in_vain(self):
-        set_interfaces(interface(), interface(GetTrafficType="x"))
-        pyquelt.GetQueltZelnicNames()
-        self.assertEqual(operations(), BEFORE + ["GetTrafficType", "GetZelnicName",
-                                                 "GetTrafficType"] +
+        self.check_order((call.GetQueltZelnicNames(), ["z"]),
+                         [interface(), interface(GetTrafficType="x")],
+                         BEFORE + ["GetTrafficType", "GetZelnicName", "GetTrafficType"] +
                          ["~QueltZelNicConfig"] * 2 + RELEASES)
-
-    def test_undecodable_name_is_shown_or_told_otherwise(self):
-        set_interfaces(interface(GetZelnicName=b"\xff"))
-        self.assert_raises_exactly(RuntimeError, "PyUnicode_FromStringAndSize failed!",
-                                   pyquelt.GetQueltZelnicNames)
 
 
 if __name__ == "__main__":

@@ -17,32 +17,27 @@ KINDS = (
     ("int", b"", ""),
     ("foreign", b"", ""),
 )
-# Messages, as the host writes them and as a script reads them.
-MESSAGES = (
+# More messages, at the last operation of each way.
+MESSAGES = tuple(("QueltCtlException", text, shown) for text, shown in (
     (b"", ""), (u"gr\u00fc\u00df %s".encode("utf-8"), u"gr\u00fc\u00df %s"), (b"cut\0here", "cut"),
-    (b"\xc3", u"\ufffd"), (b"x" * 100000, "x" * 100000),
-)
-_STATUS, _OBJECTS = 0x0BAD0000, "Failed to get objects extended attributes: "
-# A refusal without an exception: function, operation, answer, exception type, text.
-REFUSALS = (
-    ("GetHardwareSku", "GetHardwareSku", False, ValueError,
-     "Failed to get hardware sku from config store"),
-    ("GetIloAuth", "GetIloAuth", False, ValueError, "Failed to get iLO credential"),
-    ("SetIloAuth", "SetIloAuth", False, ValueError, "Failed to set iLO credential."),
-    ("GetPerfsvcHostConfigStore", "GetPerfsvcHostConfigStore", False, ValueError,
-     "Failed to get perfsvc host config"),
-    ("SetPerfsvcHostConfigStore", "SetPerfsvcHostConfigStore", False, ValueError,
-     "Failed to set perfsvc host config"),
-    ("SetClusterTimeMachineConfigStore", "SetClusterTimeMachineConfigStore", False, ValueError,
-     "Failed to set norim time machine configurations"),
-    ("GetKekId", "GetQueltPlugin", None, ValueError, "The host library gave no cluster plug-in"),
-    ("GetKekId", "GetHostSystem", None, ValueError,
-     "The cluster plug-in gave no operations object"),
+    (b"\xc3", u"\ufffd"), (b"x" * 100000, "x" * 100000)))
+# Refusals without an exception: of the configuration store; and by function, operation, answer,
+# what a script gets.
+_STORE = (
+    ("GetHardwareSku", "Failed to get hardware sku from config store"),
+    ("GetIloAuth", "Failed to get iLO credential"), ("SetIloAuth", "Failed to set iLO credential."),
+    ("GetPerfsvcHostConfigStore", "Failed to get perfsvc host config"),
+    ("SetPerfsvcHostConfigStore", "Failed to set perfsvc host config"),
+    ("SetClusterTimeMachineConfigStore", "Failed to set norim time machine configurations"))
+_PLUGIN, _SYSTEM = "GetQueltPlugin", "GetHostSystem"
+_MODE, _OBJECTS = "Failed to get unicast mode:", "Failed to get objects extended attributes: "
+REFUSALS = [(name, name, False, ValueError, text) for name, text in _STORE] + [
+    ("GetKekId", _PLUGIN, None, ValueError, "The host library gave no cluster plug-in"),
+    ("GetKekId", _SYSTEM, None, ValueError, "The cluster plug-in gave no operations object"),
     ("GetKms", "GetKmsInfoList", None, ValueError, "The cluster plug-in gave no KMS list"),
-    ("GetUnicastMode", "GetClusterConfig", None, RuntimeError,
-     "Failed to get unicast mode:no cluster configuration"),
-    ("GetUnicastMode", "GetQueltPlugin", None, RuntimeError,
-     "Failed to get unicast mode:The host library gave no cluster plug-in"),
+    ("GetUnicastMode", "GetClusterConfig", None, RuntimeError, _MODE + "no cluster configuration"),
+    ("GetUnicastMode", _PLUGIN, None, RuntimeError,
+     _MODE + "The host library gave no cluster plug-in"),
     ("AddUnicastAgent", "IsQueltCSDFeatureEnabled", False, RuntimeError,
      "Invalid type specified: remote"),
     ("AddUnicastAgent", "BuildQueltIPAddress", False, RuntimeError,
@@ -50,13 +45,11 @@ REFUSALS = (
     ("GetObjectExtAttrs", "ObjLib_Init", False, RuntimeError, _OBJECTS + "ObjLib_Init failed"),
     ("GetObjectExtAttrs", "ObjLib_GetURIPrefix", None, RuntimeError,
      _OBJECTS + "Failed to get quelt URI prefix"),
-) + tuple(
-    (function, operation, status, RuntimeError, text)
-    for function, operation in (("CreateObject", "ObjUtil_Create"),
-                                ("DeleteObject", "ObjUtil_Delete"))
-    for status, text in ((_STATUS + 5, "Already exists"), (3, "Not found"), (-1, "Unknown status"),
-                         (_STATUS + 361, "Unknown status"),
-                         (0x2BAD0000, "Opaque service console status")))
+] + [(verb + "Object", "ObjUtil_" + verb, status, RuntimeError, text)
+     for verb in ("Create", "Delete")
+     for status, text in ((0x0BAD0005, "Already exists"), (3, "Not found"), (-1, "Unknown status"),
+                          (0x0BAD0000 + 361, "Unknown status"),
+                          (0x2BAD0000, "Opaque service console status"))]
 
 
 class PlatformTest(scripted.ScriptedTestCase):
@@ -77,28 +70,20 @@ class PlatformTest(scripted.ScriptedTestCase):
         self.assertEqual([name for name in made if name in ("~HostSystem", "~QueltPlugin")],
                          sorted(name for name in made if name in ("~HostSystem", "~QueltPlugin")))
 
-    def test_exception_of_the_host_gets_lost_or_changed(self):
+    def test_exception_of_the_host_or_its_message_gets_lost_or_changed(self):
         for way in sweep.WAYS.values():
-            for operation, good in sweep.operations(pyquelt, way):
-                for kind, text, shown in KINDS:
-                    with self.subTest(way.function, operation=operation, good=good, kind=kind):
+            operations = sweep.operations(pyquelt, way)
+            for operation, good in operations:
+                for kind, text, shown in KINDS + MESSAGES * ((operation, good) == operations[-1]):
+                    with self.subTest(way.function, operation=operation, good=good, text=text[:9]):
                         failing = sweep.failing(way, operation, good, scripted.throws(text, kind))
                         self.assert_fails(failing, operation, good,
                                           sweep.failure(way, operation, kind, shown))
 
-    def test_message_of_the_host_gets_lost_or_changed(self):
-        for way in sweep.WAYS.values():
-            operation, good = sweep.operations(pyquelt, way)[-1]
-            for text, shown in MESSAGES:
-                with self.subTest(way.function, operation=operation, text=text[:9]):
-                    failing = sweep.failing(way, operation, good, scripted.throws(text))
-                    self.assert_fails(failing, operation, good, sweep.failure(
-                        way, operation, "QueltCtlException", shown))
-
     def test_refusal_of_the_host_gets_another_exception(self):
         for function, operation, answer, kind, text in REFUSALS:
             with self.subTest(function, operation=operation, answer=answer):
-                way = sweep.failing(sweep.WAYS[function], operation, 0, {"returns": answer})
+                way = sweep.failing(sweep.WAYS[function], operation, 0, scripted.returns(answer))
                 self.assert_fails(way, operation, 0, (kind, text))
 
     def test_other_threads_stand_still_during_an_operation_or_run_with_the_lock_held(self):

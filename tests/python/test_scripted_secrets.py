@@ -4,17 +4,14 @@ copy is left in the process, whatever way the call ended.
 A secret exists in its objects only, and elsewhere with every bit turned round.
 """
 
-import ctypes
-import os
 import random
-import re
-import sys
 import unittest
 
+import memory_search
 import scripted
 from fault_build import faults, module
+from memory_search import INVERT, occurrences, wipe
 
-_INVERT = bytes(bytearray(range(255, -1, -1)))
 _LETTERS = bytearray(b"abcdefghijklmnopqrstuvwxyz0123456789")
 
 
@@ -24,34 +21,15 @@ def inverted(size, is_text):
                            for _ in range(size)))
 
 
-def wipe(item):
-    """Overwrites the object's own bytes."""
-    if isinstance(item, tuple):
-        for part in item:
-            wipe(part)
-    elif isinstance(item, (bytes, str)) and item:
-        size = sys.getsizeof(item)
-        ctypes.memset(id(item) + size - len(item) - 1, 0, len(item))
-
-
 def found(turned):
     """How many pieces of the secret the process's memory holds."""
-    pieces = {turned[i:i + 16] for i in range(0, min(len(turned), 64), 16)}
-    count = 0
-    with open("/proc/self/maps") as maps, open("/proc/self/mem", "rb", 0) as memory:
-        for line in maps:
-            area = re.match("([0-9a-f]+)-([0-9a-f]+) rw", line)
-            if area and "[v" not in line:
-                start, end = (int(text, 16) for text in area.groups())
-                memory.seek(start)
-                there = memory.read(end - start).translate(_INVERT)
-                count += sum(there.count(piece) for piece in pieces)
-    return count
+    return sum(occurrences(*{turned[i:i + 16] for i in range(0, min(len(turned), 64), 16)}))
 
 
 # Function, size and kind of the secret, arguments (SECRET is its place), the answer's operation
 # and outputs with it. What comes in and what goes out are searched for in turn.
 SECRET = object()
+_PASSWORD = "GetKmsPasswordFromConfigStore"
 CASES = (
     ("CacheKey", 64, False, ("id", "", SECRET), "AddKeyToKeyCache", ()),
     ("CacheKey", 40, True, ("id", "", SECRET), "AddKeyToKeyCache", ()),
@@ -64,12 +42,11 @@ CASES = (
     ("SetIloAuth", 40, True, ("user", SECRET), "SetIloAuth", ()),
     ("SetIloAuth", 40, True, (SECRET, "word"), "SetIloAuth", ()),
     ("GetIloAuth", 40, True, (), "GetIloAuth", ("first", "second")),
-    ("GetKmsPasswordFromConfigStore", 40, True, ("a", "b"), "GetKmsPasswordFromConfigStore",
-     ("password",)),
+    (_PASSWORD, 40, True, ("a", "b"), _PASSWORD, ("password",)),
 )
 
 
-@unittest.skipUnless(os.access("/proc/self/mem", os.R_OK), "cannot read its own memory")
+@unittest.skipUnless(memory_search.POSSIBLE, "cannot read its own memory")
 class SecretTest(scripted.ScriptedTestCase):
 
     made_with_lock = None
@@ -83,11 +60,11 @@ class SecretTest(scripted.ScriptedTestCase):
         """One call with the secret; afterwards its objects are wiped."""
         name, _, is_text, args, operation, outputs = case
         out = dict({output: turned for output in outputs}, length=len(turned))
-        scripted.answer(operation, {"out": out})
+        scripted.answer(operation, scripted.out(**out))
         if ends == "failed":  # where something is handed out, after that
-            scripted.answer(operation, {"returns": False, "out": dict(out, length=5000)}
+            scripted.answer(operation, scripted.returns(False, **dict(out, length=5000))
                             if outputs else scripted.throws("no"))
-        secret = turned.translate(_INVERT)
+        secret = turned.translate(INVERT)
         if is_text:
             text = secret.decode("ascii")
             wipe(secret)
@@ -116,7 +93,7 @@ class SecretTest(scripted.ScriptedTestCase):
 
     def test_search_finds_nothing_at_all(self):
         turned = inverted(64, False)
-        secret = turned.translate(_INVERT)
+        secret = turned.translate(INVERT)
         self.assertGreaterEqual(found(turned), 4)
         self.assertEqual(len(secret), 64)
 

@@ -5,8 +5,6 @@
 #include <unwind.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -14,8 +12,8 @@
 #include <stdexcept>
 #include <string_view>
 #include <thread>
-#include <vector>
 
+#include "embedded_host/addresses.h"
 #include "platform/exception.h"
 
 namespace scripted {
@@ -26,10 +24,10 @@ namespace {
 struct State {
   std::mutex mutex;
   std::map<std::string, std::vector<json>> answers;  // the one to use next stands last
-  json calls = json::array();
-  json held = json::array();   // operations that were called with the interpreter lock held
-  json moved = json::array();  // operations during which the test's counter moved
+  std::map<std::string, json> records;
   const volatile long* counter = nullptr;
+
+  void Record(const char* name, json entry) { records[name].push_back(std::move(entry)); }
 };
 
 State& TheState() {
@@ -48,9 +46,9 @@ json RecordAndTake(const char* operation, json arguments) {
   State& state = TheState();
   const std::lock_guard lock(state.mutex);
   if (InterpreterLockHeld()) {
-    state.held.push_back(operation);
+    state.Record("held", operation);
   }
-  state.calls.push_back({operation, std::move(arguments)});
+  state.Record("calls", {operation, std::move(arguments)});
   const auto found = state.answers.find(operation);
   if (found == state.answers.end()) {
     return json::object();
@@ -72,7 +70,7 @@ void Watch(const char* operation, double seconds) {
   }
   if (*state.counter >= enough) {
     const std::lock_guard lock(state.mutex);
-    state.moved.push_back(operation);
+    state.Record("moved", operation);
   }
 }
 
@@ -109,11 +107,9 @@ void Watch(const char* operation, double seconds) {
 
 std::atomic<bool> keepsSecrets = false;
 
-char* NewText(const std::string& text) { return strdup(text.c_str()); }
-
 }  // namespace
 
-json ToJson(const void* bytes, std::size_t size) {
+json Bytes(const void* bytes, std::size_t size) {
   if (keepsSecrets) {
     return {};
   }
@@ -123,15 +119,24 @@ json ToJson(const void* bytes, std::size_t size) {
     if (byte < 0x80) {
       utf8 += c;
     } else {
-      utf8 += static_cast<char>(0xC0 | (byte >> 6));
-      utf8 += static_cast<char>(0x80 | (byte & 0x3F));
+      utf8 += {static_cast<char>(0xC0 | (byte >> 6)), static_cast<char>(0x80 | (byte & 0x3F))};
     }
   }
   return utf8;
 }
 
-json ToJson(const std::string& bytes) { return ToJson(bytes.data(), bytes.size()); }
-json ToJson(const char* text) { return text == nullptr ? json() : ToJson(text, std::strlen(text)); }
+json Recorded(const std::string& text) { return Bytes(text.data(), text.size()); }
+json Recorded(const char* text) { return text == nullptr ? json() : Bytes(text, strlen(text)); }
+json Recorded(const HostCtl::Quelt::QueltIpAddress& address) {
+  return Recorded(quelt::AddressText(address));
+}
+json Recorded(const std::vector<std::string>& texts) {
+  json list = json::array();
+  for (const std::string& text : texts) {
+    list.push_back(Recorded(text));
+  }
+  return list;
+}
 
 std::string ToBytes(const json& text) {
   const std::string utf8 = text;
@@ -151,11 +156,9 @@ std::string ToBytes(const json& text) {
 
 std::atomic<long> handedOut = 0;
 
-Answer::Answer(const char* operation, json arguments)
+Answer::Answer(const char* operation, std::in_place_t, json arguments)
     : answer_(RecordAndTake(operation, std::move(arguments))) {
-  if (answer_.contains("delay")) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(answer_["delay"].get<double>()));
-  }
+  std::this_thread::sleep_for(std::chrono::duration<double>(answer_.value("delay", 0.0)));
   if (answer_.contains("watch")) {
     Watch(operation, answer_["watch"].get<double>());
   }
@@ -164,12 +167,9 @@ Answer::Answer(const char* operation, json arguments)
   }
 }
 
-const json* Answer::FindOut(const char* name) const {
-  const auto out = answer_.find("out");
-  if (out == answer_.end() || !out->contains(name)) {
-    return nullptr;
-  }
-  return &(*out)[name];
+char* Answer::NewText(const char* name) const {
+  const json outputs = out();
+  return outputs.contains(name) ? strdup(ToBytes(outputs[name]).c_str()) : nullptr;
 }
 
 }  // namespace scripted
@@ -186,14 +186,12 @@ void scripted_host_answer(const char* operation, const char* answers) {
   state.answers[operation] = {list.rbegin(), list.rend()};
 }
 
-/// Forgets all answers and calls.
+/// Forgets all answers and records.
 void scripted_host_reset() {
   scripted::State& state = scripted::TheState();
   const std::lock_guard lock(state.mutex);
   state.answers.clear();
-  state.calls = scripted::json::array();
-  state.held = scripted::json::array();
-  state.moved = scripted::json::array();
+  state.records.clear();
 }
 
 void scripted_host_keep_secrets(bool keep) { scripted::keepsSecrets = keep; }
@@ -210,10 +208,8 @@ void scripted_host_counter(const volatile long* counter) { scripted::TheState().
 char* scripted_host_record(const char* name) {
   scripted::State& state = scripted::TheState();
   const std::lock_guard lock(state.mutex);
-  const std::string wanted = name;
-  const scripted::json& record =
-      wanted == "calls" ? state.calls : (wanted == "held" ? state.held : state.moved);
-  return scripted::NewText(record.dump());
+  const auto found = state.records.find(name);
+  return strdup(found == state.records.end() ? "[]" : found->second.dump().c_str());
 }
 
 #pragma GCC visibility pop

@@ -11,22 +11,72 @@
 // "watch" waits until the test's counter has moved, so long at most. Every member may be missing.
 // The type thrown may also be "foreign", of another language, or "end of the thread", by unwinding.
 // Outputs that the answer does not name are left unwritten.
+//
+// While the host keeps secrets (for a test that searches the memory for them), no text is recorded,
+// and the script has every bit turned round.
 #pragma once
 
+#include <string.h>  // explicit_bzero
+
 #include <atomic>
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <type_traits>
+#include <vector>
+
+#include "platform/quelt_util.h"
 
 namespace scripted {
 
 using nlohmann::json;
 
-/// The script's text for a byte string, and back. While the host keeps secrets (for a test that
-/// searches the memory for them), nothing is recorded, and the script has every bit turned round.
-json ToJson(const std::string& bytes);
-json ToJson(const char* text);  ///< null for a null pointer
-json ToJson(const void* bytes, std::size_t size);
+/// An argument as it is recorded: a number or flag as it is, a text or bytes, an address in its
+/// normal form, null for a null pointer.
+template <typename Number>
+requires std::is_arithmetic_v<Number> json Recorded(Number number) { return number; }
+json Recorded(const std::string& text);
+json Recorded(const char* text);
+json Recorded(const HostCtl::Quelt::QueltIpAddress& address);
+json Recorded(const std::vector<std::string>& texts);
+json Bytes(const void* bytes, std::size_t size);
+template <typename Identifier>
+requires(sizeof(Identifier) == 16 && std::is_trivially_copyable_v<Identifier>) json
+    Recorded(const Identifier& identifier) {
+  return Bytes(&identifier, sizeof identifier);
+}
+inline json Recorded(const json& composed) { return composed; }
+
+/// The bytes of a script's text.
 std::string ToBytes(const json& text);
+
+/// What the script gives for a value: a number, a text, or the bytes of an area.
+template <typename T>
+void Read(const json& given, T& value) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    value = ToBytes(given);
+  } else if constexpr (std::is_enum_v<T> || std::is_arithmetic_v<T>) {
+    value = given.get<T>();
+  } else {
+    std::string bytes = ToBytes(given);
+    if constexpr (std::is_pointer_v<T>) {
+      std::memcpy(value, bytes.data(), bytes.size());
+    } else {
+      std::memcpy(&value, bytes.data(), bytes.size());
+    }
+    explicit_bzero(bytes.data(), bytes.size());
+  }
+}
+
+/// Reads members of an object by name, one after the other; those that are missing stay.
+inline void ReadMembers(const json&) {}
+template <typename T, typename... More>
+void ReadMembers(const json& object, const char* name, T&& value, More&&... more) {
+  if (const auto found = object.find(name); found != object.end()) {
+    Read(*found, value);
+  }
+  ReadMembers(object, std::forward<More>(more)...);
+}
 
 /// Platform objects and sessions that the module has and must give back.
 extern std::atomic<long> handedOut;
@@ -40,39 +90,33 @@ struct HandedOut {
 /// The answer to one call of `operation`: records the call, waits, throws as the script says.
 class Answer {
  public:
-  explicit Answer(const char* operation, json arguments = json::array());
+  template <typename... Arguments>
+  explicit Answer(const char* operation, const Arguments&... arguments)
+      : Answer(operation, std::in_place, json(std::vector<json>{Recorded(arguments)...})) {}
 
   /// What the operation returns; `otherwise` when the script does not say.
   template <typename T>
   T Returns(T otherwise) const {
-    return answer_.contains("returns") ? Value<T>(answer_["returns"]) : otherwise;
+    ReadMembers(answer_, "returns", otherwise);
+    return otherwise;
   }
-
   /// Whether the script says that null is returned.
   bool ReturnsNull() const { return answer_.contains("returns") && answer_["returns"].is_null(); }
 
-  /// Writes an output, when the script gives it.
-  template <typename T>
-  void Out(const char* name, T& output) const {
-    if (const json* value = FindOut(name)) {
-      output = Value<T>(*value);
-    }
+  /// Writes outputs, by name, when the script gives them.
+  template <typename... Outputs>
+  const Answer& Out(Outputs&&... outputs) const {
+    ReadMembers(out(), std::forward<Outputs>(outputs)...);
+    return *this;
   }
-
-  /// The output's JSON, or null when the script does not give it.
-  const json* FindOut(const char* name) const;
-  /// The whole answer, for shapes of an operation's own.
-  const json& all() const { return answer_; }
+  /// The elements of an output that is a list; none when the script does not give it.
+  json List(const char* name) const { return out().value(name, json::array()); }
+  /// What the script gives under `name` as a text of malloc, or null.
+  char* NewText(const char* name) const;
 
  private:
-  template <typename T>
-  static T Value(const json& value) {
-    if constexpr (std::is_same_v<T, std::string>) {
-      return ToBytes(value);
-    } else {
-      return value.get<T>();
-    }
-  }
+  Answer(const char* operation, std::in_place_t, json arguments);
+  json out() const { return answer_.value("out", json::object()); }
 
   json answer_;
 };

@@ -54,7 +54,7 @@ ROWS = [
      {"GetT1DiskInfoMap": {"throws": {"type": "QueltCtlException", "text": "no"}}},
      {"PyDict_New": _NO_RESULT, "PyUnicode_DecodeUTF8": MEMORY}),
     ("GetHostInfo", (), {},
-     {"GetCapacityAndFSOverheadFromNorim": {"out": {"figures": [2 ** 40] * 9}}},
+     {"GetCapacityAndFSOverheadFromNorim": {"out": {"physicalUsed": 2 ** 40}}},
      {"PyDict_New": _NO_RESULT, "PyLong_FromUnsignedLongLong": _BAD_FIGURE,
       "PyDict_SetItemString": _BAD_FIGURE}),
 ]

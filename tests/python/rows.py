@@ -1,0 +1,85 @@
+"""Rows: one call of a module function, what the host answers, what comes of it.
+
+A row is (call, answers by operation, outcome, what reached the host):
+- `call.GetHostInfo(...)` is the call,
+- the outcome is the result, compared with its types and, where it is an OrderedDict, its order;
+  or (exception type, text), a text of None standing for the interpreter's own words;
+- `op.SetKekId(...)` is an operation with its arguments as the host recorded them. The plug-in's own
+  are left out, as are releases. None: not looked at.
+"""
+
+import sys
+
+import pyquelt
+import scripted
+
+
+class _Builder:
+    def __init__(self, make):
+        self._make = make
+
+    def __getattr__(self, name):
+        return lambda *args, **kwargs: self._make(name, args, kwargs)
+
+
+call = _Builder(lambda name, args, kwargs: (name, args, kwargs))
+op = _Builder(lambda name, args, _: (name, list(args)))
+
+
+def text_rows(made, answers, outcome, undecodable=(UnicodeDecodeError, None)):
+    """Rows for one text of the host: `answers` and `outcome` give what their names say for it."""
+    return [(made, answers(stored), outcome(text), None) for stored, text in (
+        (b"", ""), (b"a\0b", "a"), (b"\xe2\x82\xac", u"\u20ac"))] + [
+            (made, answers(b"\xff"), undecodable, None)]
+
+
+def _same(value, expected):
+    """Whether both are equal, with all types, and in the order of an OrderedDict."""
+    if isinstance(expected, dict):
+        in_order = type(expected) is dict or sys.version_info < (3, 6)
+        return (type(value) is dict and set(value) == set(expected) and
+                (in_order or list(value) == list(expected)) and
+                all(_same(value[key], expected[key]) for key in expected))
+    if isinstance(expected, (list, tuple)):
+        return (type(value) is type(expected) and len(value) == len(expected) and
+                all(map(_same, value, expected)))
+    return type(value) is type(expected) and value == expected
+
+
+class _Short(object):
+    """Shows the beginning of an item, and only when a test fails."""
+    def __init__(self, item):
+        self._item = item
+
+    def __repr__(self):
+        return repr(self._item)[:1000]
+
+
+class RowTestCase(scripted.ScriptedTestCase):
+
+    def check_outcome(self, made, outcome):
+        name, args, kwargs = made
+        fails = (isinstance(outcome, tuple) and outcome and isinstance(outcome[0], type))
+        try:
+            result = getattr(pyquelt, name)(*args, **kwargs)
+        except Exception as error:  # pylint: disable=broad-except
+            if not fails:
+                raise
+            self.assertIs(type(error), outcome[0], error)
+            self.assertIn(outcome[1], (str(error), None))
+        else:
+            self.assertFalse(fails, result)
+            self.assertTrue(_same(result, outcome), _Short((result, outcome)))
+
+    def check_rows(self, rows):
+        for made, answers, outcome, operations in rows:
+            with self.subTest(made[0], row=_Short(made[1:] + (answers,))):
+                scripted.reset()
+                for operation, given in answers.items():
+                    scripted.answer(operation, given)
+                self.check_outcome(made, outcome)
+                if operations is not None:
+                    self.assertEqual([(name, arguments) for name, arguments in scripted.calls()
+                                      if name[0] != "~" and
+                                      name not in ("GetQueltPlugin", "GetHostSystem")], operations)
+                self.check_lock()

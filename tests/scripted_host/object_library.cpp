@@ -1,0 +1,92 @@
+// The object layer. An object's extended parameters are told apart by the object class that the
+// script gives them.
+#include "platform/object_library.h"
+
+#include <set>
+
+#include "tests/scripted_host/script.h"
+
+using scripted::Answer;
+
+struct ObjDescriptor {
+  std::int32_t objClass;
+};
+
+namespace {
+
+struct Params : ObjLibExtParams, scripted::HandedOut {
+  ObjDescriptor its{};
+};
+
+/// Parameters that were handed out and not given back.
+std::set<ObjLibExtParams*>& LiveParams() {
+  static auto* const live = new std::set<ObjLibExtParams*>;
+  return *live;
+}
+
+scripted::json Identifier(const std::uint8_t* bytes) {
+  return bytes == nullptr ? scripted::json() : scripted::Bytes(bytes, 16);
+}
+
+}  // namespace
+
+std::int32_t ObjUtil_Create(const std::uint8_t* cid, const char* ufn, const char* haMetaData,
+                            const char* policy, std::int32_t allocType, std::uint64_t size,
+                            std::int32_t capabilities, bool ignoreExtAttr,
+                            const std::uint8_t* groupUuid, std::int32_t objClass,
+                            std::uint8_t* uuid) {
+  return Answer("ObjUtil_Create", Identifier(cid), ufn, haMetaData, policy, allocType, size,
+                capabilities, ignoreExtAttr, Identifier(groupUuid), objClass, Identifier(uuid))
+      .Out("uuid", uuid)
+      .Returns(0);
+}
+
+std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, bool force,
+                            void* reserved0, void* reserved1) {
+  return Answer("ObjUtil_Delete", Identifier(cid), Identifier(uuid), force, reserved0 == nullptr,
+                reserved1 == nullptr)
+      .Returns(0);
+}
+
+bool ObjLib_Init() {
+  const bool ready = Answer("ObjLib_Init").Returns(true);
+  scripted::handedOut += ready ? 1 : 0;
+  return ready;
+}
+void ObjLib_Exit() noexcept {
+  --scripted::handedOut;
+  Answer("ObjLib_Exit");
+}
+
+char* ObjLib_GetURIPrefix(int selector) {
+  return Answer("ObjLib_GetURIPrefix", selector).NewText("prefix");
+}
+
+// A handle is handed back with every object class that the script gives, also beside a failure.
+int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
+  const Answer answer("ObjLib_GetExtParams", path, flags);
+  std::int64_t objClass = INT64_MIN;
+  answer.Out("objClass", objClass);
+  if (objClass != INT64_MIN) {
+    auto* const made = new Params;
+    made->objClass = made->its.objClass = static_cast<std::int32_t>(objClass);
+    made->descriptor = &made->its;
+    LiveParams().insert(made);
+    *params = made;
+  }
+  return answer.Returns(0);
+}
+
+void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept {
+  if (LiveParams().erase(*params) == 0) {
+    const Answer unknown("ObjLib_FreeExtParams", "not handed out");
+    return;
+  }
+  const Answer released("ObjLib_FreeExtParams", (*params)->objClass);
+  delete static_cast<Params*>(*params);
+  *params = nullptr;
+}
+
+char* DDBGet(ObjDescriptor* descriptor, const char* key) {
+  return Answer("DDBGet", descriptor->objClass, key).NewText(key);
+}
