@@ -63,7 +63,8 @@ class KmsTest(RowTestCase):
         for made, key, asked in (
                 (call.CheckKmsStatus("c", u"\u00fc", -5), "reason",
                  op.QueryKmsStatus(b"c", b"\xc3\xbc", -5)),
-                (call.CheckCloudKmsStatus(u"\u00fc"), "error", op.CheckCloudKmsStatus(b"\xc3\xbc"))):
+                (call.CheckCloudKmsStatus(u"\u00fc"), "error",
+                 op.CheckCloudKmsStatus(b"\xc3\xbc"))):
             for good in (True, False):
                 self.check_rows([row[:3] + ([asked],) for row in text_rows(
                     made, lambda text: {asked[0]: returns(good, **{key: text})},

@@ -1,5 +1,6 @@
 """Whatever fails below the module - each interpreter call at each place, each allocation of the
-interpreter, each of the module - the script must get the right exception. (That nothing leaks then is in test_scripted_leaks.)
+interpreter, each of the module - the script must get the right exception. That nothing leaks then
+is in test_scripted_leaks.
 
 To join, a function adds a row to its subject's file in fault_rows/.
 """

@@ -4,7 +4,6 @@ import gc
 import unittest
 from collections import OrderedDict
 
-import scripted
 from rows import RowTestCase, call, op, text_rows
 from scripted import out, returns, throws
 
