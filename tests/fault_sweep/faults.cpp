@@ -36,17 +36,10 @@ Domain domains[] = {{PYMEM_DOMAIN_RAW, {}}, {PYMEM_DOMAIN_MEM, {}}, {PYMEM_DOMAI
 const PyMemAllocatorEx* Real(void* domain) {
   return Fails(Kind::kMemory, "memory") ? nullptr : &static_cast<Domain*>(domain)->real;
 }
-void* Malloc(void* domain, size_t size) {
+template <auto kAllocator, typename... Arguments>
+void* Allocate(void* domain, Arguments... arguments) {
   const PyMemAllocatorEx* const real = Real(domain);
-  return real == nullptr ? nullptr : real->malloc(real->ctx, size);
-}
-void* Calloc(void* domain, size_t count, size_t size) {
-  const PyMemAllocatorEx* const real = Real(domain);
-  return real == nullptr ? nullptr : real->calloc(real->ctx, count, size);
-}
-void* Realloc(void* domain, void* memory, size_t size) {
-  const PyMemAllocatorEx* const real = Real(domain);
-  return real == nullptr ? nullptr : real->realloc(real->ctx, memory, size);
+  return real == nullptr ? nullptr : (real->*kAllocator)(real->ctx, arguments...);
 }
 void Free(void* domain, void* memory) {
   const PyMemAllocatorEx& real = static_cast<Domain*>(domain)->real;
@@ -58,7 +51,9 @@ void Arm(Kind kind, long good, bool stays) {
   if (kind == Kind::kMemory) {
     for (Domain& domain : domains) {
       PyMem_GetAllocator(domain.which, &domain.real);
-      PyMemAllocatorEx failing = {&domain, &Malloc, &Calloc, &Realloc, &Free};
+      using Its = PyMemAllocatorEx;
+      Its failing = {&domain, &Allocate<&Its::malloc>, &Allocate<&Its::calloc>,
+                     &Allocate<&Its::realloc>, &Free};
       PyMem_SetAllocator(domain.which, &failing);
     }
   }

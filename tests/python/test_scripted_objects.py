@@ -14,7 +14,8 @@ ZEROS = b"\0" * 16
 NO_UUID = "00000000-0000-0000-0000-000000000000"
 UUID = "00112233-4455-6677-8899-aabbccddeeff"
 UUID_BYTES = bytes(bytearray(range(0, 256, 17)))
-CID = "0011223344556677-8899aabbccddeeff"
+CID = "1122334455667788-99aabbccddeeff00"
+CID_BYTES = UUID_BYTES[1:] + b"\0"
 TEXT = u"gr\u00fc\u00df"
 
 
@@ -28,7 +29,7 @@ class ChangesTest(RowTestCase):
                 (dict(ufn=TEXT, haMetaData="", policy="p", allocType=-1, size=2 ** 63,
                       capabilities=7, ignoreExtAttr=[0], groupUuid=UUID.upper() + "tail",
                       objClass=99, cid=CID),
-                 [UUID_BYTES, TEXT.encode("utf-8"), b"", b"p", -1, 2 ** 63, 7, True, UUID_BYTES,
+                 [CID_BYTES, TEXT.encode("utf-8"), b"", b"p", -1, 2 ** 63, 7, True, UUID_BYTES,
                   99, ZEROS]),
                 (dict(size=-1, ignoreExtAttr=[]),
                  [ZEROS, None, None, None, 4, 2 ** 64 - 1, -1, False, ZEROS, 0, ZEROS]))] + [
@@ -36,7 +37,7 @@ class ChangesTest(RowTestCase):
             (call.DeleteObject(UUID), {}, None,
              [op.ObjUtil_Delete(ZEROS, UUID_BYTES, False, True, True)]),
             (call.DeleteObject(uuid=UUID, force="yes", cid=CID), {}, None,
-             [op.ObjUtil_Delete(UUID_BYTES, UUID_BYTES, True, True, True)])])
+             [op.ObjUtil_Delete(CID_BYTES, UUID_BYTES, True, True, True)])])
 
     def test_bad_identifier_reaches_the_library_or_is_told_otherwise(self):
         bad = "x" * 100000

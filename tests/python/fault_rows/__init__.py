@@ -17,6 +17,10 @@ def runtime(text):
     return (RuntimeError, text)
 
 
+def not_set(*keys):
+    return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
+
+
 BAD_PARAMETERS = runtime("Failed to extract parameters")
 
 

@@ -1,6 +1,6 @@
 """Keys, key servers, disks and the encryption state."""
 
-from fault_rows import BAD_PARAMETERS, MEMORY, runtime
+from fault_rows import BAD_PARAMETERS, MEMORY, not_set, runtime
 
 _DEK, _BLOCK = b"d" * 64, b"b" * 2048
 _BAD_DISK = runtime("Unable to parse input disk name")
@@ -8,16 +8,12 @@ _BYTES = {"PyArg_ParseTuple": _BAD_DISK, "PyBytes_FromStringAndSize": MEMORY}
 
 
 def _status(parse_failure):
-    not_set = runtime("PyDict_SetItemString failed!")
+    failed = runtime("PyDict_SetItemString failed!")
     not_built = runtime("Py_BuildValue failed!")
     return {"PyArg_ParseTuple": runtime(parse_failure),
             "PyDict_New": runtime("PyDict_New result failed!"), "PyBool_FromLong": not_built,
-            "PyUnicode_FromString": [not_set, not_built, not_set],  # a key, the text, its key
-            "PyDict_SetItem": [not_set] * 2}
-
-
-def _not_set(*keys):
-    return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
+            "PyUnicode_FromString": [failed, not_built, failed],  # a key, the text, its key
+            "PyDict_SetItem": [failed] * 2}
 
 
 ROWS = [
@@ -51,10 +47,10 @@ ROWS = [
     ("GetEncInfoForDisk", ("a",), {},
      {"GetEncMetadataForDisk": {"out": {"metadata": b"u" * 512}}},
      {"PyArg_ParseTuple": _BAD_DISK, "PyDict_New": runtime("PyDict_New result failed!"),
-      "PyBool_FromLong": _not_set("encrypted", "useAwsKms", "dekInCache"),
-      "Py_BuildValue": _not_set("kekId", "clusterId", "dekGenerationId"),
-      "PyDict_SetItemString": _not_set("encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId",
-                                       "dekGenerationId")}),
+      "PyBool_FromLong": not_set("encrypted", "useAwsKms", "dekInCache"),
+      "Py_BuildValue": not_set("kekId", "clusterId", "dekGenerationId"),
+      "PyDict_SetItemString": not_set("encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId",
+                                      "dekGenerationId")}),
     ("GetWrappedDekFromDisk", ("a",), {}, {}, _BYTES),
     ("GetDekFromDisk", ("a",), {}, {}, _BYTES),
     ("Decrypt2kBlock", (_DEK, 0, _BLOCK), {}, {},

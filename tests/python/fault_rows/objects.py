@@ -1,6 +1,6 @@
 """Objects, disks and host facts."""
 
-from fault_rows import MEMORY, runtime
+from fault_rows import MEMORY, not_set, runtime
 
 _UUID = "00112233-4455-6677-8899-aabbccddeeff"
 _REFUSED = {"returns": 0x0BAD0003}
@@ -20,10 +20,6 @@ _UNREADABLE = {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromFormat": ME
 _DISKS = [["disk", [["fact", 1000], ["other", 2000]]], ["next", [["fact", 3000]]]]
 
 
-def _not_set(*keys):
-    return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
-
-
 ROWS = [
     ("CreateObject", (), {}, {},
      {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromString": MEMORY}),
@@ -39,9 +35,9 @@ ROWS = [
     ("GetObjectExtAttrs", ([_UUID, _UUID + "+"],), {}, _EXT_ATTRS,
      {"PyArg_ParseTuple": _BAD_LIST, "PyUnicode_AsUTF8AndSize": _BAD_LIST,
       "PyDict_New": runtime("PyDict_New failed!"),
-      "Py_BuildValue": _not_set("ufn", "objPath", "objClass") * 2,
-      "PyDict_SetItemString": (_not_set("ufn", "objPath", "objClass", _UUID) +
-                               _not_set("ufn", "objPath", "objClass", _UUID + "+"))}),
+      "Py_BuildValue": not_set("ufn", "objPath", "objClass") * 2,
+      "PyDict_SetItemString": (not_set("ufn", "objPath", "objClass", _UUID) +
+                               not_set("ufn", "objPath", "objClass", _UUID + "+"))}),
     ("GetOqtaCappedMaxDiskVersion", (), {}, {}, {"Py_BuildValue": MEMORY}),
     ("UpgradeFormatVersionForDiskGroup", ("g",), {}, {},
      {"PyArg_ParseTuple": runtime("Unable to parse diskName")}),
