@@ -13,6 +13,8 @@ declare -Ar FUZZ_RUNS=(
     [scenario]="2000 1000000"
     [state_file]="1000 200000"
 )
+# Folders with inputs beside tests/fuzz/corpus/<target>.
+declare -Ar FUZZ_INPUTS=([scenario]="embedded_host/scenario tests/python/data")
 
 fuzz_build() {
     build
@@ -29,11 +31,12 @@ fuzz_build() {
 # fuzz_target TARGET RUNS: from the kept inputs on; what it finds stays below build/.
 fuzz_target() {
     local target=$1 runs=$2 work=$FUZZ_BUILD/found/$1 log=$FUZZ_BUILD/$1.log
-    local temporary=$PWD/$FUZZ_BUILD/tmp
+    local temporary=$PWD/$FUZZ_BUILD/tmp inputs=()
+    read -ra inputs <<<"${FUZZ_INPUTS[$target]:-}"
     mkdir -p "$work" "$temporary"
     if TMPDIR=$temporary "$FUZZ_BUILD/bin/fuzz_$target" -runs="$runs" -timeout=30 -rss_limit_mb=4096 \
         -max_len=300000 -artifact_prefix="$FUZZ_BUILD/$target-" "$work" \
-        "tests/fuzz/corpus/$target" </dev/null >"$log" 2>&1; then
+        "tests/fuzz/corpus/$target" "${inputs[@]}" </dev/null >"$log" 2>&1; then
         printf 'figure: fuzz %-16s %10d executions, nothing found\n' "$target" "$runs"
     else
         tail -n 30 "$log" >&2

@@ -9,7 +9,10 @@
 int main(int count, char** folders) {
   int inputs = 0;
   for (int i = 1; i < count; ++i) {
-    for (const auto& entry : std::filesystem::directory_iterator(folders[i])) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folders[i])) {
+      if (entry.is_directory()) {
+        continue;
+      }
       std::ifstream file(entry.path(), std::ios::binary);
       const std::string input(std::istreambuf_iterator<char>(file), {});
       std::cout << entry.path().filename().string() << std::endl;  // the last one is the culprit
