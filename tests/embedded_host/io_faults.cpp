@@ -1,30 +1,27 @@
 #include "tests/embedded_host/io_faults.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstddef>
 
 namespace quelt::io {
 
 namespace {
 
-std::string watched_path;                // NOLINT(*-statically-constructed-objects)
-std::array<bool, 4096> watched_files{};  // by descriptor
+std::string watched_path;  // NOLINT(*-statically-constructed-objects)
 Call failing_call = Call::kRead;
 int left = 0;  // calls until it fails; 0: none does
 int reason = 0;
 bool goes_on = false;
 bool failed = false;
 
-bool Fails(Call call) {
-  if (left == 0 || call != failing_call || --left > 0) {
+bool Fails(Call call, std::string_view path) {
+  if (left == 0 || call != failing_call || !path.starts_with(watched_path) || --left > 0) {
     return false;
   }
   left = goes_on ? 1 : 0;
@@ -33,26 +30,15 @@ bool Fails(Call call) {
   return true;
 }
 
+/// A file that is open.
 bool Fails(Call call, int descriptor) {
-  return descriptor >= 0 && watched_files[static_cast<std::size_t>(descriptor)] && Fails(call);
-}
-
-bool IsWatched(const char* path) {
-  return !watched_path.empty() && std::string(path).starts_with(watched_path);
-}
-
-/// `open` makes a descriptor of a file at `path`.
-template <typename Open>
-int Opened(const char* path, Open&& open) {
-  const bool watched = IsWatched(path);
-  if (watched && Fails(Call::kOpen)) {
-    return -1;
+  if (left == 0 || call != failing_call) {
+    return false;
   }
-  const int descriptor = open();
-  if (descriptor >= 0) {
-    watched_files[static_cast<std::size_t>(descriptor)] = watched;
-  }
-  return descriptor;
+  std::array<char, 4096> path;
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+  return length > 0 && Fails(call, {path.data(), static_cast<std::size_t>(length)});
 }
 
 }  // namespace
@@ -76,69 +62,40 @@ bool Heal() {
 
 using namespace quelt::io;
 
-// The function that is replaced.
-#define REAL(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
-
-// A function of a descriptor; `failure` is what it gives then.
-#define ON_DESCRIPTOR(call, failure, result, name, parameters, descriptor, ...) \
-  result name parameters {                                                      \
-    static const auto real = REAL(name);                                        \
-    return Fails(call, descriptor) ? failure : real(__VA_ARGS__);               \
+// Replaces the function `name` of the C library: a call on `where`, a path or a descriptor, gives
+// `failure` when it is to fail. Defined under another name, so that no declaration needs to agree.
+#define REPLACE(call, where, failure, result, name, parameters, ...)                          \
+  result Our_##name parameters asm(#name);                                                    \
+  result Our_##name parameters {                                                              \
+    static const auto real = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+    return Fails(call, where) ? failure : real(__VA_ARGS__);                                  \
   }
-
-// A function that opens a file, with or without a mode.
-#define OPENING(name)                                             \
-  int name(const char* path, int flags, ...) {                    \
-    static const auto real = REAL(name);                          \
-    va_list rest;                                                 \
-    va_start(rest, flags);                                        \
-    const mode_t mode = va_arg(rest, mode_t);                     \
-    va_end(rest);                                                 \
-    return Opened(path, [&] { return real(path, flags, mode); }); \
-  }
+// The same for its twin of the large file interface, too: an off_t has 64 bits here.
+#define REPLACE_BOTH(call, where, failure, result, name, ...) \
+  REPLACE(call, where, failure, result, name, __VA_ARGS__)    \
+  REPLACE(call, where, failure, result, name##64, __VA_ARGS__)
 
 #pragma GCC visibility push(default)  // also for the shared libraries of the process
 extern "C" {
 
-OPENING(open)
-OPENING(open64)
-
-int mkostemp(char* path, int flags) {
-  static const auto real = REAL(mkostemp);
-  return Opened(path, [&] { return real(path, flags); });
-}
-int mkostemp64(char* path, int flags) {
-  static const auto real = REAL(mkostemp64);
-  return Opened(path, [&] { return real(path, flags); });
-}
-int mkdir(const char* path, mode_t mode) noexcept {
-  static const auto real = REAL(mkdir);
-  return IsWatched(path) && Fails(Call::kOpen) ? -1 : real(path, mode);
-}
-int link(const char* from, const char* to) noexcept {
-  static const auto real = REAL(link);
-  return IsWatched(to) && Fails(Call::kOpen) ? -1 : real(from, to);
-}
-
-ON_DESCRIPTOR(Call::kOpen, MAP_FAILED, void*, mmap,
-              (void* at, size_t size, int access, int flags, int file, off_t from) noexcept, file,
-              at, size, access, flags, file, from)
-ON_DESCRIPTOR(Call::kOpen, MAP_FAILED, void*, mmap64,
-              (void* at, size_t size, int access, int flags, int file, off64_t from) noexcept, file,
-              at, size, access, flags, file, from)
-ON_DESCRIPTOR(Call::kRead, -1, ssize_t, read, (int file, void* to, size_t size), file, file, to,
-              size)
-ON_DESCRIPTOR(Call::kRead, -1, ssize_t, pread64, (int file, void* to, size_t size, off64_t at),
-              file, file, to, size, at)
-ON_DESCRIPTOR(Call::kWrite, -1, ssize_t, write, (int file, const void* from, size_t size), file,
-              file, from, size)
-ON_DESCRIPTOR(Call::kWrite, -1, ssize_t, pwrite64,
-              (int file, const void* from, size_t size, off64_t at), file, file, from, size, at)
-ON_DESCRIPTOR(Call::kWrite, -1, int, ftruncate, (int file, off_t size) noexcept, file, file, size)
-ON_DESCRIPTOR(Call::kWrite, -1, int, ftruncate64, (int file, off64_t size) noexcept, file, file,
-              size)
-ON_DESCRIPTOR(Call::kSync, -1, int, fsync, (int file), file, file)
-ON_DESCRIPTOR(Call::kSync, -1, int, fdatasync, (int file), file, file)
+REPLACE_BOTH(Call::kOpen, path, -1, int, open, (const char* path, int flags, mode_t mode), path,
+             flags, mode)
+REPLACE_BOTH(Call::kOpen, path, -1, int, mkostemp, (char* path, int flags), path, flags)
+REPLACE(Call::kOpen, path, -1, int, mkdir, (const char* path, mode_t mode), path, mode)
+REPLACE(Call::kOpen, to, -1, int, link, (const char* from, const char* to), from, to)
+REPLACE_BOTH(Call::kOpen, file, MAP_FAILED, void*, mmap,
+             (void* at, size_t size, int access, int flags, int file, off_t from), at, size, access,
+             flags, file, from)
+REPLACE(Call::kRead, file, -1, ssize_t, read, (int file, void* to, size_t size), file, to, size)
+REPLACE(Call::kRead, file, -1, ssize_t, pread64, (int file, void* to, size_t size, off_t at), file,
+        to, size, at)
+REPLACE(Call::kWrite, file, -1, ssize_t, write, (int file, const void* from, size_t size), file,
+        from, size)
+REPLACE(Call::kWrite, file, -1, ssize_t, pwrite64,
+        (int file, const void* from, size_t size, off_t at), file, from, size, at)
+REPLACE_BOTH(Call::kWrite, file, -1, int, ftruncate, (int file, off_t size), file, size)
+REPLACE(Call::kSync, file, -1, int, fsync, (int file), file)
+REPLACE(Call::kSync, file, -1, int, fdatasync, (int file), file)
 
 }  // extern "C"
 #pragma GCC visibility pop

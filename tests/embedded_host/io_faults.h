@@ -7,12 +7,8 @@
 
 namespace quelt::io {
 
-enum class Call {
-  kRead,
-  kWrite,
-  kSync,
-  kOpen
-};  // kOpen: all that needs a new file, folder or area
+/// kOpen: all that needs a new file, folder or area.
+enum class Call { kRead, kWrite, kSync, kOpen };
 
 /// From now on looks at the files whose paths begin with this.
 void Watch(const std::string& path);

@@ -13,12 +13,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <set>
 
 #include "embedded_host/crypto/disk.h"
 #include "embedded_host/host_system.h"
 #include "embedded_host/journal.h"
-#include "embedded_host/scenario/document.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/faults.h"
 #include "embedded_host/store/schema.h"
@@ -36,24 +36,22 @@ using ZelCtl::Quelt::QueltConfigStore;
 
 std::string Folder() { return std::filesystem::path(Store::Instance().path()).parent_path(); }
 
-constexpr char kScenario[] = R"({
-  "hardwareSku": "QS-1", "ilo": {"first": "a", "second": "b"}, "kekId": "new",
-  "capacity": {"physical": 1000000000},
-  "keys": [
-    {"id": "old", "attribute": "KEK",
-     "key": "3af28da3c0136a57f8444b228aa4387f1396abe5d26aa76676d83715db1e9700"},
-    {"id": "new", "attribute": "KEK",
-     "key": "4af28da3c0136a57f8444b228aa4387f1396abe5d26aa76676d83715db1e9700"}],
-  "disks": [
-    {"name": "d1", "uuid": "5f3c0a52-7d0e-4b1a-9c36-0d5b8e1f4a01", "encrypted": true, "kekId": "old",
-     "dek": "87db647df456e26277573e0d2f538aff87b236c232ad2b1eee62014ab317c59946abb551508def09c1cb7f4e148d849665fa663e767b5b6a5e287a151cfe2c11"},
-    {"name": "d2", "uuid": "5f3c0a52-7d0e-4b1a-9c36-0d5b8e1f4a02", "encrypted": true, "kekId": "old",
-     "dek": "97db647df456e26277573e0d2f538aff87b236c232ad2b1eee62014ab317c59946abb551508def09c1cb7f4e148d849665fa663e767b5b6a5e287a151cfe2c11"}],
-  "objects": [
-    {"uuid": "5b1f0a54-6c1d-4e0b-9a37-0a6f5d8c2e10", "class": "DPCONSISTENCYGROUP", "size": 0},
-    {"uuid": "6c27e9b1-84a3-4d0f-92be-15d7f36ad805", "class": "VDISK", "size": 5000,
-     "group": "5b1f0a54-6c1d-4e0b-9a37-0a6f5d8c2e10", "friendlyName": "member"}]
-})";
+const std::vector<std::string> kDisks = {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002",
+                                         "naa.58ce38ee20a1c003"};
+
+/// A fresh host on which three disks can be put under another KEK.
+nlohmann::json Scenario() {
+  nlohmann::json document = DefaultScenario();
+  document["keys"].push_back({{"id", "new"}, {"key", std::string(64, 'b')}});
+  document["kekId"] = "new";
+  for (const int number : {0, 2}) {
+    document["disks"][number].update({{"encrypted", true},
+                                      {"kekId", "kek-2026-01"},
+                                      {"dek", std::string(64, '1') + std::string(64, '2')}});
+  }
+  return document;
+}
+
 constexpr std::array<std::uint8_t, 16> kNone{};
 constexpr std::array<std::uint8_t, 16> kGroup = {0x5b, 0x1f, 0x0a, 0x54, 0x6c, 0x1d, 0x4e, 0x0b,
                                                  0x9a, 0x37, 0x0a, 0x6f, 0x5d, 0x8c, 0x2e, 0x10};
@@ -64,6 +62,19 @@ void Load(const nlohmann::json& document) {
     LoadScenario(db, document);
   });
   Store::Instance().Read(EmptyLog);
+}
+
+struct Case {
+  const char* name;
+  void (*act)();                ///< throws when it fails
+  void (*prepare)() = nullptr;  ///< after the scenario was loaded
+};
+
+/// For an operation that gives false.
+void Require(bool done) {
+  if (!done) {
+    throw HostCtl::Lib::Quelt::QueltCtlException("refused");
+  }
 }
 
 void RemoveState() {
@@ -77,61 +88,39 @@ void CloseConnections() {
   ConnectionPool().AfterForkInParent();
 }
 
-struct Case {
-  const char* name;
-  void (*prepare)();  ///< after the scenario was loaded
-  bool (*act)();      ///< false: failed, without an exception
-};
+void ReadSku() {
+  std::string sku;
+  Require(QueltConfigStore().GetHardwareSku(sku) && sku == "QS-2240-AF");
+}
+
+void SetCredential() { Require(QueltConfigStore().SetIloAuth("x", "y")); }
 
 constexpr Case kCases[] = {
-    {"first creation", RemoveState,
-     [] {
-       Store::Instance().Write([](Connection&) {});  // unlike a reader looks at the file each time
-       return true;
-     }},
-    {"opening", CloseConnections,
-     [] {
-       std::string sku;
-       return QueltConfigStore().GetHardwareSku(sku) && sku == "QS-1";
-     }},
-    {"setting of two rows", nullptr, [] { return QueltConfigStore().SetIloAuth("x", "y"); }},
-    {"setting that does not fit a page", nullptr,
-     [] { return QueltConfigStore().SetPerfsvcHostConfigStore("a", std::string(50000, 'b')); }},
-    {"rekey", nullptr,
-     [] {
-       EmbeddedHostSystem().ShallowRekeyDisks({"d1", "d2"}, false);
-       return true;
-     }},
-    {"encryption off", nullptr,
-     [] {
-       EmbeddedHostSystem().SetHostEncryptionEnabled(false, false);
-       return true;
-     }},
-    {"creation of an object", nullptr,
+    // Unlike a reader, a writer looks at the file each time.
+    {"first creation", [] { Store::Instance().Write([](Connection&) {}); }, RemoveState},
+    {"opening", ReadSku, CloseConnections},
+    {"setting of two rows", SetCredential},
+    {"setting that does not fit a page",
+     [] { Require(QueltConfigStore().SetPerfsvcHostConfigStore("a", std::string(50000, 'b'))); }},
+    {"rekey", [] { EmbeddedHostSystem().ShallowRekeyDisks(kDisks, false); }},
+    {"encryption off", [] { EmbeddedHostSystem().SetHostEncryptionEnabled(false, false); }},
+    {"creation of an object",
      [] {
        std::array<std::uint8_t, 16> uuid{};
-       return ObjUtil_Create(kNone.data(), "made", "", "copies=2", 1, 4096, -1, false,
-                             kGroup.data(), 0, uuid.data()) == 0;
+       Require(ObjUtil_Create(kNone.data(), "made", "", "copies=2", 1, 4096, -1, false,
+                              kGroup.data(), 0, uuid.data()) == 0);
      }},
-    {"deletion of a group", nullptr,
-     [] { return ObjUtil_Delete(kNone.data(), kGroup.data(), true, nullptr, nullptr) == 0; }},
-    {"scenario", nullptr,
-     [] {
-       Load(DefaultScenario());
-       return true;
-     }},
-    {"journal on", nullptr,
-     [] {
-       SwitchJournal(true);
-       return true;
-     }},
-    {"setting while the journal is on", [] { SwitchJournal(true); },
-     [] { return QueltConfigStore().SetIloAuth("x", "y"); }},
-    {"fault that is counted", [] { SetFault("GetIloAuth", {.times = 3}); },
+    {"deletion of a group",
+     [] { Require(ObjUtil_Delete(kNone.data(), kGroup.data(), true, nullptr, nullptr) == 0); }},
+    {"scenario", [] { Load(DefaultScenario()); }},
+    {"journal on", [] { SwitchJournal(true); }},
+    {"setting while the journal is on", SetCredential, [] { SwitchJournal(true); }},
+    {"fault that is counted",
      [] {
        std::pair<std::string, std::string> credential;
-       return !QueltConfigStore().GetIloAuth(credential);
-     }},
+       Require(!QueltConfigStore().GetIloAuth(credential));
+     },
+     [] { SetFault("GetIloAuth", {.times = 3}); }},
 };
 
 struct Failure {
@@ -150,7 +139,8 @@ constexpr Failure kFailures[] = {
 /// What an operation came to: "" when it went well.
 std::string Outcome(const Case& each) {
   try {
-    return each.act() ? "" : "refused";
+    each.act();
+    return "";
   } catch (const HostCtl::Lib::Quelt::QueltCtlException& failure) {
     return failure.what();
   }
@@ -167,24 +157,39 @@ std::string Inspected() {
   return pclose(pipe) == 0 ? text : "inspection failed: " + text;
 }
 
-/// The operation in a child that dies at once: 0 went well, 1 failed; plus 2 when a call failed.
-int DyingOutcome(const Case& each, const Failure& failure, int nth) {
+/// What the operation came to with a failing call; nothing when there was no such call.
+std::optional<std::string> FailingOutcome(const Case& each, const Failure& failure, int nth) {
+  io::Fail(failure.call, nth, failure.error, failure.forGood);
+  const std::string outcome = Outcome(each);
+  const bool failed = io::Heal();
+  EXPECT_TRUE(failed || outcome.empty()) << outcome;
+  return failed ? std::optional(outcome) : std::nullopt;
+}
+
+/// The same in a child that dies at once; whatever went wrong is "failed".
+std::optional<std::string> DyingOutcome(const Case& each, const Failure& failure, int nth) {
+  enum Status { kWell, kFailed, kNoSuchCall, kBroken };
   const pid_t child = fork();
   if (child == 0) {
-    io::Fail(failure.call, nth, failure.error, failure.forGood);
-    const bool bad = !Outcome(each).empty();
-    _exit((bad ? 1 : 0) + (io::Heal() ? 2 : 0));
+    const auto outcome = FailingOutcome(each, failure, nth);
+    _exit(testing::Test::HasFailure() ? kBroken
+          : !outcome                  ? kNoSuchCall
+          : outcome->empty()          ? kWell
+                                      : kFailed);
   }
   int status = 0;
   waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < kBroken) << status;
+  return WEXITSTATUS(status) >= kNoSuchCall
+             ? std::nullopt
+             : std::optional(WEXITSTATUS(status) == kWell ? "" : "failed");
 }
 
 class IoFaults : public testing::TestWithParam<Case> {
  protected:
   static void Prepare() {
-    static const nlohmann::json document = ParseDocument(kScenario);
-    Load(document);
+    static const nlohmann::json scenario = Scenario();
+    Load(scenario);
     if (GetParam().prepare) {
       GetParam().prepare();
     }
@@ -215,34 +220,22 @@ TEST_P(IoFaults, StateIsHalfWayOrTheProcessIsStuck) {
   static const bool deep = std::getenv("PYQUELT_DEEP") != nullptr;
   int points = 0;
   for (const Failure& failure : kFailures) {
-    for (int nth = 1, step = 1;; nth += step) {
-      SCOPED_TRACE(failure.name + (" " + std::to_string(nth)));
-      Prepare();
-      io::Fail(failure.call, nth, failure.error, failure.forGood);
-      const std::string outcome = Outcome(GetParam());
-      if (!io::Heal()) {
-        EXPECT_EQ(outcome, "");
-        break;
+    for (const bool dying : {false, true}) {
+      for (int nth = 1;; nth += deep ? 1 : 1 + nth / 4) {
+        SCOPED_TRACE(failure.name + (" " + std::to_string(nth)) + (dying ? ", then a crash" : ""));
+        Prepare();
+        const auto outcome = (dying ? DyingOutcome : FailingOutcome)(GetParam(), failure, nth);
+        if (!outcome) {
+          break;
+        }
+        ++points;
+        ExpectBeforeOrAfter(*outcome);
+        if (!dying) {
+          EXPECT_TRUE(*outcome == "" || *outcome == "refused" || outcome->starts_with(Folder()))
+              << *outcome;
+          EXPECT_NO_THROW(ReadSku());
+        }
       }
-      ++points;
-      ExpectBeforeOrAfter(outcome);
-      EXPECT_TRUE(outcome.empty() || outcome == "refused" || outcome.starts_with(Folder()))
-          << outcome;
-      std::string sku;
-      EXPECT_TRUE(QueltConfigStore().GetHardwareSku(sku));
-      step = deep ? 1 : 1 + nth / 4;
-    }
-    for (int nth = 1, step = 1;; nth += step) {
-      SCOPED_TRACE(std::string("crash after ") + failure.name + " " + std::to_string(nth));
-      Prepare();
-      const int outcome = DyingOutcome(GetParam(), failure, nth);
-      if ((outcome & 2) == 0) {
-        EXPECT_EQ(outcome, 0);
-        break;
-      }
-      ++points;
-      ExpectBeforeOrAfter((outcome & 1) != 0 ? "failed" : "");
-      step = deep ? 1 : 1 + nth / 4;
     }
   }
   if (deep) {

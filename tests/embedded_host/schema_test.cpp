@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "embedded_host/store/connection.h"
-#include "platform/exception.h"
 
 namespace quelt {
 namespace {
@@ -41,12 +40,6 @@ TEST_F(SchemaTest, FailedStepLeavesHalfOfTheWay) {
   EXPECT_EQ(Version(), 1);
   EXPECT_EQ(Number("SELECT count(*) FROM pragma_table_info('agent')"), 1);
   EXPECT_EQ(Number("SELECT count(*) FROM sqlite_schema"), 1);
-}
-
-TEST_F(SchemaTest, NewerFileIsChanged) {
-  BringUpToDate(db_, kAll.first(3));
-  EXPECT_THROW(BringUpToDate(db_, kAll.first(2)), HostCtl::Lib::Quelt::QueltCtlException);
-  EXPECT_EQ(Version(), 3);
 }
 
 }  // namespace
