@@ -50,6 +50,14 @@ def quelt_host(*args, **options):
     return run([TOOL] + [str(arg) for arg in args], **options)
 
 
+def write(name, text):
+    """Writes a file in this process's folder; returns its path."""
+    path = os.path.join(FOLDER, name)
+    with open(path, "w") as file:
+        file.write(text)
+    return path
+
+
 def sqlite(path, statements):
     """Runs SQL statements on a database and returns the rows of the last one. In a process of its
     own: this one may have another copy of SQLite than the host library, which breaks file locks.
@@ -64,6 +72,14 @@ def sqlite(path, statements):
               "print(json.dumps(rows))\n")
     output = subprocess.check_output([sys.executable, "-c", script, path, statements])
     return json.loads(output.decode("utf-8"))
+
+
+def outcome(function, *args, **kwargs):
+    """What a call gives: its answer, or its exception's type and text."""
+    try:
+        return function(*args, **kwargs)
+    except Exception as error:
+        return type(error), str(error)
 
 
 class HostTestCase(unittest.TestCase):
@@ -105,7 +121,4 @@ class HostTestCase(unittest.TestCase):
 
     def assert_raises_exactly(self, kind, text, function, *args, **kwargs):
         """Exactly this type, exactly this text."""
-        with self.assertRaises(Exception) as caught:
-            function(*args, **kwargs)
-        self.assertIs(type(caught.exception), kind, caught.exception)
-        self.assertEqual(str(caught.exception), text)
+        self.assertEqual(outcome(function, *args, **kwargs), (kind, text))

@@ -3,7 +3,6 @@
 import json
 import os
 import sys
-import unittest
 
 import hosts
 
@@ -63,7 +62,3 @@ class ExamplesTest(hosts.HostTestCase):
         result = hosts.run([sys.executable, "-m", "unittest", "test_rotate_kek"], cwd=EXAMPLES)
         self.assertEqual(result.code, 0, result.err)
         self.assertIn("Ran 2 tests", result.err)
-
-
-if __name__ == "__main__":
-    unittest.main()

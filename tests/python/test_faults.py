@@ -1,24 +1,26 @@
-"""Operations that misbehave on purpose, set and healed from outside; the tool that does it."""
+"""Operations that misbehave on purpose, set and healed from outside."""
 
 import ctypes
 import json
 import os
 import time
-import unittest
 
 import pyquelt
 import hosts
+from hosts import outcome
 
 SKU = "QS-2240-AF"
 REFUSED = (ValueError, "Failed to get hardware sku from config store")
 
-
-def outcome(function, *args):
-    """What a call gives: its answer, or its exception's type and text."""
+# Reads the SKU once for each line of its input.
+READER = """
+import pyquelt, sys
+for line in sys.stdin:
     try:
-        return function(*args)
-    except Exception as error:
-        return type(error), str(error)
+        print(pyquelt.GetHardwareSku(), flush=True)
+    except ValueError as error:
+        print(error, flush=True)
+"""
 
 
 class FaultTest(hosts.HostTestCase):
@@ -26,67 +28,47 @@ class FaultTest(hosts.HostTestCase):
     def outcomes(self, calls):
         return [outcome(pyquelt.GetHardwareSku) for _ in range(calls)]
 
-    def test_fault_shows_itself_as_another_one(self):
-        for arguments, expected in (
-                (("--refuse",), REFUSED),
-                ((), REFUSED),
-                (("--throw", u"gr\u00fc\u00df"), (ValueError, u"gr\u00fc\u00df")),
-                (("--throw-standard", ""), (ValueError, "")),
-                (("--throw-unknown",), (RuntimeError, "Unknown platform exception")),
-                (("--delay", "0"), SKU)):
-            with self.subTest(arguments):
-                self.tool("fail", "GetHardwareSku", *arguments)
-                self.assertEqual(self.outcomes(2), [expected] * 2)
-                self.tool("heal", "GetHardwareSku")
-                self.assertEqual(self.outcomes(1), [SKU])
-
-    def test_operation_without_an_answer_for_it_is_not_refused(self):
-        self.tool("fail", "GetQueltPlugin")
-        self.assertEqual(outcome(pyquelt.GetKekId)[1], "The host refused GetQueltPlugin")
-
-    def test_write_takes_effect_though_it_was_refused(self):
-        for arguments in ("--refuse",), ("--throw", "no"), ("--throw-unknown",):
-            self.tool("fail", "SetIloAuth", *arguments)
-            self.assertIsInstance(outcome(pyquelt.SetIloAuth, "a", "b"), tuple)
-        self.assertEqual(outcome(pyquelt.GetIloAuth)[1], "Failed to get iLO credential")
-
-    def test_calls_are_counted_wrongly(self):
-        for after, times, calls in ((0, 1, 3), (2, 1, 5), (1, 3, 6), (3, None, 6)):
-            with self.subTest(after=after, times=times):
-                self.tool("fail", "GetHardwareSku", "--after", after,
-                          *([] if times is None else ["--times", times]))
-                struck = range(after, calls if times is None else after + times)
-                self.assertEqual(self.outcomes(calls),
-                                 [REFUSED if call in struck else SKU for call in range(calls)])
-        self.assertEqual([fault["after"] for fault in self.faults()], [0])
-        self.tool("heal")
-        self.assertEqual(self.faults(), [])
-
     def faults(self):
         return json.loads(self.tool("faults", "--json"))
 
+    def test_fault_shows_itself_as_another_one_or_counts_wrongly(self):
+        for words, after, times, expected in (
+                (["--refuse"], 0, 2, REFUSED),
+                ([], 0, 2, REFUSED),
+                (["--throw", u"gr\u00fc\u00df"], 0, 2, (ValueError, u"gr\u00fc\u00df")),
+                (["--throw-standard", ""], 0, 2, (ValueError, "")),
+                (["--throw-unknown"], 0, 2, (RuntimeError, "Unknown platform exception")),
+                (["--delay", "0"], 0, 2, SKU),
+                (["--times", 1], 0, 1, REFUSED),
+                (["--times", 1, "--after", 2], 2, 1, REFUSED),
+                (["--times", 3, "--after", 1], 1, 3, REFUSED),
+                (["--after", 3], 3, 3, REFUSED)):
+            with self.subTest(words):
+                self.tool("fail", "GetHardwareSku", *words)
+                self.assertEqual(self.outcomes(after + times), [SKU] * after + [expected] * times)
+                if "--times" not in words:
+                    self.assertEqual([fault["after"] for fault in self.faults()], [0])
+                    self.tool("heal", "GetHardwareSku")
+                self.assertEqual((self.outcomes(2), self.faults()), ([SKU] * 2, []))
+
+    def test_write_takes_effect_though_it_was_refused(self):
+        for words in ("--refuse",), ("--throw", "no"), ("--throw-unknown",):
+            self.tool("fail", "SetIloAuth", *words)
+            self.assertIsInstance(outcome(pyquelt.SetIloAuth, "a", "b"), tuple)
+        self.assertEqual(outcome(pyquelt.GetIloAuth)[1], "Failed to get iLO credential")
+        # An operation that has no answer for it.
+        self.tool("fail", "GetQueltPlugin")
+        self.assertEqual(outcome(pyquelt.GetKekId)[1], "The host refused GetQueltPlugin")
+
     def test_processes_count_each_for_itself(self):
         self.tool("fail", "GetHardwareSku", "--after", 10, "--times", 20)
-        script = ("import pyquelt\n"
-                  "refused = 0\n"
-                  "for _ in range(15):\n"
-                  "    try:\n"
-                  "        pyquelt.GetHardwareSku()\n"
-                  "    except ValueError:\n"
-                  "        refused += 1\n"
-                  "print(refused)\n")
-        children = [hosts.start_python(script) for _ in range(3)]
-        self.assertEqual(sum(int(child.communicate()[0]) for child in children), 20)
+        children = [hosts.start_python(READER) for _ in range(3)]
+        answers = "".join(child.communicate(15 * "\n")[0] for child in children)
+        self.assertEqual((answers.count(REFUSED[1]), answers.count(SKU)), (20, 25))
         self.assertEqual(self.outcomes(1), [SKU])
 
     def test_running_script_does_not_see_a_fault_come_and_go(self):
-        script = ("import pyquelt, sys\n"
-                  "for line in sys.stdin:\n"
-                  "    try:\n"
-                  "        print(pyquelt.GetHardwareSku(), flush=True)\n"
-                  "    except ValueError as error:\n"
-                  "        print(error, flush=True)\n")
-        child = hosts.start_python(script)
+        child = hosts.start_python(READER)
 
         def ask():
             child.stdin.write("\n")
@@ -126,49 +108,8 @@ class FaultTest(hosts.HostTestCase):
         library = ctypes.CDLL(os.environ["PYQUELT_EMBEDDED_HOST"])
         flags = [getattr(library, "_ZN6ZelCtl5Quelt9QueltUtil%sEv" % name)
                  for name in ("24IsQueltCSDFeatureEnabled", "33IsQueltMetadataNodeFeatureEnabled")]
-        for flag in flags:
-            flag.restype = ctypes.c_bool
         for csd, metadata_node in ((0, 0), (1, 0), (0, 1), (1, 1)):
-            hosts.sqlite(hosts.STATE, "UPDATE switch SET is_on = %d WHERE name = 'csd';"
-                         "UPDATE switch SET is_on = %d WHERE name = 'metadataNode'"
-                         % (csd, metadata_node))
-            self.tool("heal")  # tells all processes to look again
-            self.assertEqual([flag() for flag in flags], [bool(csd), bool(metadata_node)])
+            self.load({"features": {"csd": bool(csd), "metadataNode": bool(metadata_node)}})
+            self.assertEqual([flag() & 255 for flag in flags], [csd, metadata_node])
         self.tool("fail", "IsQueltCSDFeatureEnabled")
-        self.assertEqual([flag() for flag in flags], [False, True])
-
-
-class ToolTest(hosts.HostTestCase):
-
-    def test_wrong_usage_has_another_status_or_changes_something(self):
-        for arguments, text in (
-                ((), "subcommand is required"),
-                (("nonsense",), "No command is called"),
-                (("fail",), "OPERATION is required"),
-                (("fail", "GetKekId"), "Did you mean GetConfiguredKekId?"),
-                (("fail", "gethardwaresku"), "Did you mean GetHardwareSku?"),
-                (("heal", "SetIloAut"), "Did you mean SetIloAuth or GetIloAuth?"),
-                (("heal", "GetHardwareSku", "xyz"), "No platform operation is called \"xyz\"\n"),
-                (("fail", "GetHardwareSku", "--refuse", "--throw", "x"), "at most 1"),
-                (("fail", "GetHardwareSku", "--times", "0"), "--times"),
-                (("fail", "GetHardwareSku", "--after", "-1"), "--after"),
-                (("fail", "GetHardwareSku", "--delay", "nan"), "--delay"),
-                (("faults", "--state"), "--state")):
-            with self.subTest(arguments):
-                result = hosts.quelt_host(*arguments)
-                self.assertEqual((result.code, result.out), (2, ""))
-                self.assertIn(text, result.err)
-        self.assertEqual(self.tool("faults"), "")
-
-    def test_failure_has_another_status_or_more_than_a_line(self):
-        for arguments in ("init",), ("reset",), ("fail", "DDBGet"), ("heal",), ("faults",):
-            result = hosts.quelt_host(*(arguments + ("--state", hosts.FOLDER)))
-            self.assertEqual(result, hosts.Result(
-                1, "", "quelt-host: " + hosts.FOLDER + ": Is a directory\n"))
-        result = hosts.run(["sh", "-c", "exec \"$0\" init >/dev/full", hosts.TOOL])
-        self.assertEqual(result, hosts.Result(
-            1, "", "quelt-host: Standard output could not be written\n"))
-
-
-if __name__ == "__main__":
-    unittest.main()
+        self.assertEqual([flag() & 255 for flag in flags], [0, 1])

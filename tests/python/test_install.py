@@ -26,7 +26,3 @@ class InstallTest(unittest.TestCase):
              "import pyquelt; pyquelt.SetIloAuth('a', 'b'); print(pyquelt.GetIloAuth())"],
             cwd=prefix, env=environment)
         self.assertEqual(output, b"('a', 'b')\n")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -7,7 +7,6 @@ import unittest
 import hosts
 import quelt_testing
 
-CONFTEST = 'pytest_plugins = "quelt_testing"\n'
 PYTEST_FILE = """
 import pyquelt, pytest
 
@@ -32,9 +31,7 @@ class HostTest(unittest.TestCase):
 
     def test_host_begins_with_something_of_the_one_before(self):
         import pyquelt
-        path = os.path.join(hosts.FOLDER, "scenario.json")
-        with open(path, "w") as file:
-            file.write('{"hardwareSku": "from the file"}')
+        path = hosts.write("scenario.json", '{"hardwareSku": "from the file"}')
         for scenario, sku in (({"hardwareSku": u"gr\u00fc\u00df"}, u"gr\u00fc\u00df"),
                               (path, "from the file"), (None, "QS-2240-AF")):
             with quelt_testing.Host(scenario) as host:
@@ -42,13 +39,9 @@ class HostTest(unittest.TestCase):
                 self.assertEqual(pyquelt.GetHardwareSku(), sku)
                 self.assertEqual(host.dump()["hardwareSku"], sku)
                 host.fail("GetHardwareSku", throw="--odd=", after=1, times=2, delay=0)
-                outcomes = []
-                for _ in range(4):
-                    try:
-                        outcomes.append(pyquelt.GetHardwareSku())
-                    except ValueError as error:
-                        outcomes.append(str(error))
-                self.assertEqual(outcomes, [sku, "--odd=", "--odd=", sku])
+                self.assertEqual(
+                    [hosts.outcome(pyquelt.GetHardwareSku) for _ in range(4)],
+                    [sku, (ValueError, "--odd="), (ValueError, "--odd="), sku])
                 self.assertEqual([each["outcome"] for each in host.journal("GetHardwareSku")],
                                  ["answered", "answered", "threw", "threw", "answered"])
                 host.clear_journal()
@@ -87,13 +80,8 @@ class HostTest(unittest.TestCase):
             self.skipTest("there is no pytest")
         folder = os.path.join(hosts.FOLDER, "suite")
         os.mkdir(folder)
-        for name, text in (("conftest.py", CONFTEST), ("test_it.py", PYTEST_FILE)):
-            with open(os.path.join(folder, name), "w") as file:
-                file.write(text)
+        hosts.write("suite/conftest.py", 'pytest_plugins = "quelt_testing"\n')
+        hosts.write("suite/test_it.py", PYTEST_FILE)
         result = hosts.run([sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider"],
                            cwd=folder)
         self.assertIn("2 passed", result.out, result.out + result.err)
-
-
-if __name__ == "__main__":
-    unittest.main()

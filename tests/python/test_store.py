@@ -15,41 +15,82 @@ import hosts
 
 SKU = "QS-2240-AF"
 READ = "import pyquelt; print(pyquelt.GetHardwareSku())"
+WRITE = "import pyquelt; pyquelt.SetIloAuth('a', 'b')"
 
 # Reads all there is; what fails, fails with an exception.
-EVERYTHING = (
-    "import json, pyquelt\n"
-    "for name, args in (('GetHostInfo', ()), ('GetT1DiskInfo', ()), ('GetKms', ()),\n"
-    "                   ('GetQueltNetworkInfo', ()), ('GetOqtaCappedMaxDiskVersion', ()),\n"
-    "                   ('GetEncInfoForDisk', ('naa.58ce38ee20a1c002',)),\n"
-    "                   ('GetWrappedDekFromDisk', ('naa.58ce38ee20a1c002',)),\n"
-    "                   ('GetDekFromDisk', ('naa.58ce38ee20a1c004',))):\n"
-    "    try:\n"
-    "        getattr(pyquelt, name)(*args)\n"
-    "    except (RuntimeError, ValueError):\n"
-    "        pass\n")
+READ_ALL = """
+import pyquelt
+for words in ("GetHostInfo", "GetT1DiskInfo", "GetKms", "GetQueltNetworkInfo",
+              "GetOqtaCappedMaxDiskVersion", "GetEncInfoForDisk naa.58ce38ee20a1c002",
+              "GetWrappedDekFromDisk naa.58ce38ee20a1c002", "GetDekFromDisk naa.58ce38ee20a1c004"):
+    try:
+        getattr(pyquelt, words.split()[0])(*words.split()[1:])
+    except (RuntimeError, ValueError):
+        pass
+"""
 
 SUFFIXES = ("", "-wal", "-shm", "-control")
+TEMPLATE = os.path.join(hosts.FOLDER, "template.db")
+ALL_IN_ONE_FILE = "; PRAGMA wal_checkpoint(TRUNCATE)"
 
-# Another program's database, in a process of its own: see hosts.sqlite.
-FOREIGN = "PRAGMA journal_mode = WAL; CREATE TABLE t (a); INSERT INTO t VALUES (1)"
+# What is done, by a shell or in SQL, to the state host.db; what is said after its path; the path
+# that is asked for, if another one.
+NO_STATE, ODD_TABLES = ": not a database of a Quelt host", ": its tables are not those of a Quelt host"
+REFUSED = [
+    ("echo hello >host.db", NO_STATE),
+    (": >host.db", NO_STATE),
+    ("rm host.db; mkfifo host.db", ": not a regular file"),
+    ("rm host.db; mkdir host.db", ": Is a directory"),
+    ("mv host.db x; ln -s x host.db", ": a symbolic link"),
+    (": >x; ln -s x host.db-wal", "-wal: a symbolic link"),
+    (": >x; ln -s x host.db-shm", "-shm: a symbolic link"),
+    (": >x; ln -s x host.db-control", "-control: a symbolic link"),
+    ("chmod 777 .", ": its folder can be changed by everybody"),
+    ("dd if=/dev/zero of=host.db bs=100 seek=1 count=30 conv=notrunc 2>x",
+     ": database disk image is malformed"),
+    (":", ": File name too long", "x" * 300),
+    (":", ": a path of {size} bytes, the longest is 497", "x" + "/x" * 250),
+    (":", ": Not a directory", "host.db/host.db"),
+    ("PRAGMA application_id = 0", NO_STATE),
+    ("PRAGMA user_version = 99",
+     ": made by a newer host library (schema version 99, this one knows 1)"),
+    ("PRAGMA user_version = 0", ODD_TABLES),
+    ("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM cached_key; END", ODD_TABLES),
+    ("CREATE VIEW v AS SELECT * FROM cached_key", ODD_TABLES),
+    ("ALTER TABLE fault RENAME TO mistake", ODD_TABLES),
+    ("DROP TRIGGER object_takes_space", ODD_TABLES),
+]
+# The same, for a user who may do less than root.
+REFUSED_TO_NOBODY = [
+    ("chmod 555 .", ": Permission denied", "new/host.db"),
+    ("chown 1234 .; chmod 755 .", ": its folder belongs to another user"),
+    ("chmod 1777 .", ": belongs to another user"),
+]
+
+# What is loaded without a look at it, and read later.
+ODD_VALUES = (
+    "object SET class = 99", "object SET alloc_type = -1", "object SET uuid = x'00' WHERE class = 7",
+    "disk SET uuid = x'00' WHERE position = 1", "disk SET metadata = x'00'",
+    "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
+    "disk SET aws = replace(hex(zeroblob(256)), '00', 'x')",
+    "disk SET metadata = cast(hex(zeroblob(256)) AS BLOB)", "kms_server SET port = 'port'",
+    "zelnic SET agent_group = x'00'", "setting SET value = x'ff00' WHERE name = 'maxDiskVersion'")
+
+
+def setUpModule():
+    hosts.quelt_host("init", state=TEMPLATE)
+    assert hosts.sqlite(TEMPLATE, ALL_IN_ONE_FILE[2:]) == [[0, 0, 0]]
 
 
 def contents(folder):
     """Each file below the folder with its bytes; None for what is no file."""
     found = {}
     for path in glob.glob(os.path.join(folder, "**"), recursive=True):
+        found[path] = None
         if stat.S_ISREG(os.stat(path).st_mode):
             with open(path, "rb") as file:
                 found[path] = file.read()
-        else:
-            found[path] = None
     return found
-
-
-def write(path, data):
-    with open(path, "wb") as file:
-        file.write(data)
 
 
 def as_nobody():
@@ -59,19 +100,18 @@ def as_nobody():
         os.setuid(65534)
 
 
-def reachable_by_nobody():
-    library = os.path.dirname(os.environ["PYQUELT_EMBEDDED_HOST"])
-    return all(os.stat(path).st_mode & 1 for path in (library, sys.executable, "/root"))
-
-
 class StateTest(hosts.HostTestCase):
 
-    def test_setting_is_lost_between_processes_or_survives_a_reset(self):
-        pyquelt.SetIloAuth("root", u"gr\u00fc\u00df")
-        self.assertEqual(self.script("import pyquelt; print(ascii(pyquelt.GetIloAuth()))"),
-                         ascii(("root", u"gr\u00fc\u00df")) + "\n")
-        self.tool("reset")
-        self.assert_raises_exactly(ValueError, "Failed to get iLO credential", pyquelt.GetIloAuth)
+    def state(self, change=":", name="host.db"):
+        """The path `name` in a folder of its own, where a state host.db stands, which was changed:
+        one that was made by a process that is gone, all of it in the one file."""
+        self.folder = self.fresh_folder()
+        state = shutil.copy(TEMPLATE, self.folder + "/host.db")
+        if change.split()[0].isupper():
+            hosts.sqlite(state, change + ALL_IN_ONE_FILE)
+        else:
+            subprocess.check_call(["sh", "-ec", change], cwd=self.folder)
+        return os.path.join(self.folder, name)
 
     def test_deleted_secret_stays_readable_after_a_reset(self):
         pyquelt.SetIloAuth("a", "s3cr3t-w0rd")
@@ -86,14 +126,13 @@ class StateTest(hosts.HostTestCase):
     def test_others_may_read_the_state_under_an_open_umask(self):
         top = self.fresh_folder()
         state = os.path.join(top, "a", "b", "host.db")
-        self.script("import os; os.umask(0); import pyquelt; pyquelt.SetIloAuth('a', 'b')",
-                    state=state)
+        self.script("import os; os.umask(0);" + WRITE, state=state)
+        expected = dict({"a": 0o700, "a/b": 0o700},
+                        **{"a/b/host.db" + suffix: 0o600 for suffix in SUFFIXES})
         for _ in range(2):
             modes = {os.path.relpath(path, top): stat.S_IMODE(os.stat(path).st_mode)
                      for path in contents(os.path.join(top, "a"))}
-            self.assertEqual(modes.pop("a"), 0o700)
-            self.assertEqual(modes.pop("a/b"), 0o700)
-            self.assertEqual(modes, {"a/b/host.db" + suffix: 0o600 for suffix in SUFFIXES})
+            self.assertEqual(modes, expected)
             for suffix in SUFFIXES:  # as after a copy: the next process mends it
                 os.chmod(state + suffix, 0o666)
             self.script(READ, state=state)
@@ -106,179 +145,96 @@ class StateTest(hosts.HostTestCase):
                 ({"XDG_STATE_HOME": "not/absolute", "HOME": home},
                  home + "/.local/state/quelt/host.db"),
                 ({"HOME": home}, home + "/.local/state/quelt/host.db")):
-            with self.subTest(expected):
-                command = ["env", "-i"] + [name + "=" + value
-                                           for name, value in environment.items()]
-                self.assertEqual(hosts.run(command + [hosts.TOOL, "init"], cwd=folder),
-                                 hosts.Result(0, expected + "\n", ""))
-                self.assertTrue(os.path.exists(expected))
+            command = ["env", "-i"] + ["=".join(pair) for pair in environment.items()]
+            self.assertEqual(hosts.run(command + [hosts.TOOL, "init"], cwd=folder),
+                             hosts.Result(0, expected + "\n", ""))
+            self.assertTrue(os.path.exists(expected))
 
     def test_state_in_memory_reaches_the_disk_or_a_child(self):
         folder = self.fresh_folder()
-        script = (
-            "import os, pyquelt, threading\n"
-            "pyquelt.SetIloAuth('a', 'b')\n"
-            "seen = []\n"
-            "thread = threading.Thread(target=lambda: seen.append(pyquelt.GetIloAuth()))\n"
-            "thread.start(); thread.join()\n"
-            "pid = os.fork()\n"
-            "if pid == 0:\n"
-            "    try:\n"
-            "        pyquelt.GetIloAuth()\n"
-            "    except ValueError:\n"
-            "        os._exit(pyquelt.GetHardwareSku() != 'QS-2240-AF')\n"
-            "    os._exit(9)\n"
-            "print(seen, os.waitpid(pid, 0)[1], pyquelt.GetIloAuth())\n")
+        script = """
+import os, pyquelt, threading
+pyquelt.SetIloAuth('a', 'b')
+seen = []
+thread = threading.Thread(target=lambda: seen.append(pyquelt.GetIloAuth()))
+thread.start(); thread.join()
+pid = os.fork()
+if pid == 0:
+    try:
+        pyquelt.GetIloAuth()
+    except ValueError:
+        os._exit(pyquelt.GetHardwareSku() != 'QS-2240-AF')
+    os._exit(9)
+print(seen, os.waitpid(pid, 0)[1], pyquelt.GetIloAuth())
+"""
         self.assertEqual(self.script(script, state=":memory:", cwd=folder),
                          "[('a', 'b')] 0 ('a', 'b')\n")
         self.assertEqual(os.listdir(folder), [])
 
     def test_state_removed_under_a_running_process_swallows_writes(self):
-        folder = self.fresh_folder()
-        state = os.path.join(folder, "host.db")
-        script = (
-            "import glob, os, pyquelt, subprocess, sys\n"
-            "state = os.environ['QUELT_HOST_STATE']\n"
-            "pyquelt.SetIloAuth('old', 'old')\n"
-            "for path in glob.glob(state + sys.argv[1]):\n"
-            "    os.remove(path)\n"
-            "pyquelt.SetPerfsvcHostConfigStore('new', 'new')\n")
+        state = os.path.join(self.fresh_folder(), "host.db")
+        script = """
+import glob, os, pyquelt, sys
+pyquelt.SetIloAuth('old', 'old')
+for path in glob.glob(os.environ['QUELT_HOST_STATE'] + sys.argv[1]):
+    os.remove(path)
+pyquelt.SetPerfsvcHostConfigStore('new', 'new')
+"""
         for removed in ("*", ""):  # everything; the database without its log
-            with self.subTest(removed):
-                self.script(script, removed, state=state)
-                self.assertEqual(
-                    self.script("import pyquelt; print(pyquelt.GetPerfsvcHostConfigStore()['new'])",
-                                state=state), "new\n")
-                result = hosts.run_python("import pyquelt; pyquelt.GetIloAuth()", state=state)
-                self.assertIn("ValueError: Failed to get iLO credential", result.err)
+            self.script(script, removed, state=state)
+            self.assertEqual(
+                self.script("import pyquelt; print(pyquelt.GetPerfsvcHostConfigStore()['new'])",
+                            state=state), "new\n")
+            result = hosts.run_python("import pyquelt; pyquelt.GetIloAuth()", state=state)
+            self.assertIn("ValueError: Failed to get iLO credential", result.err)
 
-
-class RefusalTest(hosts.HostTestCase):
-
-    def refused(self, state, reason, folder=None, script=READ, **options):
+    def refused(self, state, reason, script=READ, **options):
         """A script gets an error that names the file and the reason; nothing has changed."""
-        before = contents(folder or os.path.dirname(state))
+        before = contents(self.folder)
         result = hosts.run_python(script, state=state, **options)
-        lines = result.err.splitlines()
-        self.assertEqual((result.code, lines[-1:]), (1, ["ValueError: " + state + ": " + reason]))
-        after = contents(folder or os.path.dirname(state))
-        for beside in ("-control", "-shm", "-wal"):  # not the state
+        self.assertEqual((result.code, result.err.splitlines()[-1:]),
+                         (1, ["ValueError: " + state + reason.format(size=len(state))]))
+        after = contents(self.folder)
+        for beside in SUFFIXES[1:]:  # not the state
             for found in before, after:
                 found.pop(state + beside, None)
         self.assertEqual(after, before)
 
-    def fresh_state(self):
-        """A state made by a process that is gone, all of it in the one file."""
-        template = os.path.join(hosts.FOLDER, "template.db")
-        if not os.path.exists(template):
-            self.tool("init", state=template)
-            self.assertEqual(hosts.sqlite(template, "PRAGMA wal_checkpoint(TRUNCATE)"), [[0, 0, 0]])
-        return shutil.copy(template, os.path.join(self.fresh_folder(), "host.db"))
-
-    def test_file_that_is_no_state_is_taken_for_one_or_altered(self):
-        folder = self.fresh_folder()
-        state = os.path.join(folder, "host.db")
-        no_state = "not a database of a Quelt host"
-        for name, make, reason in (
-                ("text", lambda: write(state, b"hello\n"), no_state),
-                ("empty", lambda: write(state, b""), no_state),
-                ("foreign", lambda: hosts.sqlite(state, FOREIGN), no_state),
-                ("fifo", lambda: os.mkfifo(state), "not a regular file"),
-                ("folder", lambda: os.mkdir(state), "Is a directory")):
-            with self.subTest(name):
-                make()
-                self.refused(state, reason)
-                (os.rmdir if name == "folder" else os.remove)(state)
-
-    def test_link_or_open_folder_leads_elsewhere(self):
-        for suffix in SUFFIXES:
-            state = self.fresh_state()
-            for kept in SUFFIXES[1:]:
-                write(state + kept, b"") if not os.path.exists(state + kept) else None
-            os.rename(state + suffix, state + ".elsewhere")
-            os.symlink(state + ".elsewhere", state + suffix)
-            result = hosts.run_python(READ, state=state)
-            self.assertEqual(result.err.splitlines()[-1:],
-                             ["ValueError: " + state + suffix + ": a symbolic link"])
-        state = self.fresh_state()
-        os.chmod(os.path.dirname(state), 0o777)
-        self.refused(state, "its folder can be changed by everybody")
-        os.chmod(os.path.dirname(state), 0o1777)
-        self.assertEqual(self.script(READ, state=state), SKU + "\n")
-        if reachable_by_nobody():
-            os.chmod(hosts.FOLDER, 0o711)
-            for owner, mode, reason in ((1234, 0o755, "its folder belongs to another user"),
-                                        (0, 0o1777, "belongs to another user")):
-                os.chmod(os.path.dirname(state), mode)
-                os.chown(os.path.dirname(state), owner, owner)
-                self.refused(state, reason, preexec_fn=as_nobody)
-
-    def test_state_of_a_stranger_runs_statements_or_reads_beyond_its_values(self):
-        for tampering in (
-                "CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM cached_key; END",
-                "CREATE VIEW v AS SELECT * FROM cached_key",
-                "ALTER TABLE fault RENAME TO mistake",
-                "DROP TRIGGER object_takes_space",
-                "PRAGMA user_version = 0"):
-            state = self.fresh_state()
-            hosts.sqlite(state, tampering + "; PRAGMA wal_checkpoint(TRUNCATE)")
-            self.refused(state, "its tables are not those of a Quelt host")
-        for tampering in ("object SET class = 99", "object SET alloc_type = -1",
-                          "object SET uuid = x'00' WHERE class = 7",
-                          "disk SET uuid = x'00' WHERE position = 1",
-                          "disk SET metadata = x'00'",
-                          "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
-                          "disk SET aws = replace(hex(zeroblob(256)), '00', 'x')",
-                          "disk SET metadata = cast(hex(zeroblob(256)) AS BLOB)",
-                          "kms_server SET port = 'port'", "zelnic SET agent_group = x'00'",
-                          "setting SET value = x'ff00' WHERE name = 'maxDiskVersion'"):
-            state = self.fresh_state()
-            hosts.sqlite(state, "UPDATE " + tampering)
-            result = hosts.quelt_host("dump", "--secrets", state=state)
-            self.assertIn(result.code, (0, 1), (tampering, result))
-            self.assertIn(hosts.run_python(EVERYTHING, state=state).code, (0, 1), tampering)
-
-    def test_damaged_or_newer_state_is_replaced(self):
-        state = self.fresh_state()
-        with open(state, "r+b") as file:
-            file.seek(100)
-            file.write(b"\xff" * 3000)
-        self.refused(state, "database disk image is malformed")
-        state = self.fresh_state()
-        hosts.sqlite(state, "PRAGMA user_version = 99; PRAGMA wal_checkpoint(TRUNCATE)")
-        self.refused(state,
-                     "made by a newer host library (schema version 99, this one knows 1)")
-
-    def test_system_failure_comes_without_file_or_reason(self):
-        folder = self.fresh_folder()
+    def test_what_is_no_safe_state_is_taken_for_one_or_altered(self):
         os.chmod(hosts.FOLDER, 0o711)
-        os.chmod(folder, 0o555)
-        self.addCleanup(os.chmod, folder, 0o700)
-        write(os.path.join(folder, "file"), b"")
-        self.refused(folder + "/" + "x" * 300, "File name too long")
-        self.refused(folder + "/x" * 250,
-                     "a path of %d bytes, the longest is 497" % (len(folder) + 500), folder=folder)
-        self.refused(folder + "/file/host.db", "Not a directory", folder=folder)
-        if reachable_by_nobody():
-            self.refused(folder + "/new/host.db", "Permission denied", folder=folder,
-                         preexec_fn=as_nobody)
+        library = os.path.dirname(os.environ["PYQUELT_EMBEDDED_HOST"])
+        nobody_gets_there = all(os.stat(path).st_mode & 1
+                                for path in (library, sys.executable, "/root"))
+        for rows, user in (REFUSED, None), (REFUSED_TO_NOBODY * nobody_gets_there, as_nobody):
+            for change, reason, *name in rows:
+                with self.subTest(change, reason=reason):
+                    self.refused(self.state(change, *name), reason, preexec_fn=user)
+        # A folder like the one for temporary files will do.
+        self.assertEqual(self.script(READ, state=self.state("chmod 1777 .")), SKU + "\n")
+
+    def test_state_of_a_stranger_is_read_beyond_its_values(self):
+        for change in ODD_VALUES:
+            state = self.state("UPDATE " + change)
+            result = hosts.quelt_host("dump", "--secrets", state=state)
+            self.assertIn(result.code, (0, 1), (change, result))
+            self.assertIn(hosts.run_python(READ_ALL, state=state).code, (0, 1), change)
 
     def test_failed_opening_is_not_tried_again(self):
-        folder = self.fresh_folder()
-        blocked = os.path.join(folder, "blocked")
-        write(blocked, b"")
-        self.assertEqual(self.script(
-            "import os, pyquelt, sys\n"
-            "for _ in range(2):\n"
-            "    try:\n"
-            "        print(pyquelt.GetHardwareSku())\n"
-            "    except ValueError as error:\n"
-            "        print(error)\n"
-            "        os.remove(sys.argv[1])\n", blocked, state=blocked + "/host.db"),
-            blocked + "/host.db: Not a directory\n" + SKU + "\n")
+        state = self.state(": >blocked", "blocked/host.db")
+        script = """
+import os, pyquelt, sys
+for _ in range(2):
+    try:
+        print(pyquelt.GetHardwareSku())
+    except ValueError as error:
+        print(error)
+        os.remove(sys.argv[1])
+"""
+        self.assertEqual(self.script(script, os.path.dirname(state), state=state),
+                         state + ": Not a directory\n" + SKU + "\n")
 
     def test_writer_waits_for_ever_or_holds_up_readers(self):
-        state = self.fresh_state()
+        state = self.state()
         holder = hosts.start_python(
             "import sqlite3, sys\n"
             "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
@@ -286,10 +242,10 @@ class RefusalTest(hosts.HostTestCase):
             state)
         self.assertEqual(holder.stdout.readline(), "held\n")
         self.assertEqual(self.script(READ, state=state), SKU + "\n")
-        self.refused(state, "waited 1 s for another writer to finish", env={"QUELT_HOST_WAIT": "1"},
-                     script="import pyquelt; pyquelt.SetIloAuth('a', 'b')")
+        self.refused(state, ": waited 1 s for another writer to finish", WRITE,
+                     env={"QUELT_HOST_WAIT": "1"})
         holder.communicate("\n")
-        self.script("import pyquelt; pyquelt.SetIloAuth('a', 'b')", state=state)
+        self.script(WRITE, state=state)
 
 
 class LibraryTest(unittest.TestCase):
@@ -302,7 +258,3 @@ class LibraryTest(unittest.TestCase):
                 "typeinfo for HostCtl::", "typeinfo name for HostCtl::")
         self.assertEqual([name for name in names if not name.startswith(ours)], [])
         self.assertIn("vtable for HostCtl::Lib::Quelt::QueltCtlException", names)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -5,7 +5,6 @@ import os
 import random
 import signal
 import time
-import unittest
 
 import deep
 import hosts
@@ -26,61 +25,50 @@ SOUND = ("SELECT (SELECT group_concat(integrity_check) FROM pragma_integrity_che
          " allocated - (SELECT total(allocated) FROM object) FROM space")
 
 # In each turn some children, let go at once, create a state and use it; no temporary file stays.
-CREATE = (
-    "import os, pyquelt, sys\n"
-    "def create(state, number, start):\n"
-    "    os.environ['QUELT_HOST_STATE'] = state\n"
-    "    os.read(start, 1)\n"
-    "    pyquelt.SetPerfsvcHostConfigStore(str(number), 'x')\n"
-    "    config = pyquelt.GetPerfsvcHostConfigStore()\n"
-    "    os._exit(0 if config[str(number)] == 'x' and config['verbosity'] == 'normal' else 1)\n"
-    "for turn in range(int(sys.argv[2])):\n"
-    "    state = os.path.join(sys.argv[1], str(turn), 'deeper', 'host.db')\n"
-    "    start, go = os.pipe()\n"
-    "    children = []\n"
-    "    for number in range(int(sys.argv[3])):\n"
-    "        children.append(os.fork())\n"
-    "        if children[-1] == 0:\n"
-    "            try:\n"
-    "                os.close(go)\n"
-    "                create(state, number, start)\n"
-    "            finally:\n"
-    "                os._exit(2)\n"
-    "    os.close(start); os.close(go)\n"
-    "    assert [os.waitpid(child, 0)[1] for child in children] == [0] * len(children)\n"
-    "    files = sorted(os.listdir(os.path.dirname(state)))\n"
-    "    assert files == ['host.db', 'host.db-control', 'host.db-shm', 'host.db-wal'], files\n")
+CREATE = """
+import os, pyquelt, sys
+def child(number):
+    try:
+        os.close(go)
+        os.read(start, 1)
+        pyquelt.SetPerfsvcHostConfigStore(str(number), 'x')
+        config = pyquelt.GetPerfsvcHostConfigStore()
+        os._exit(0 if config[str(number)] == 'x' and config['verbosity'] == 'normal' else 1)
+    finally:
+        os._exit(2)
+for turn in range(int(sys.argv[2])):
+    folder = os.path.join(sys.argv[1], str(turn), 'deeper')
+    os.environ['QUELT_HOST_STATE'] = folder + '/host.db'
+    start, go = os.pipe()
+    children = [os.fork() or child(number) for number in range(int(sys.argv[3]))]
+    os.close(start); os.close(go)
+    assert [os.waitpid(child, 0)[1] for child in children] == [0] * len(children)
+    files = sorted(os.listdir(folder))
+    assert files == ['host.db', 'host.db-control', 'host.db-shm', 'host.db-wal'], files
+"""
 
 # Forks while its actors work; the children work, too. No descriptor may pile up on either side.
-FORK = (
-    "import mixed_work, os, pyquelt, sys, threading\n"
-    "folder, forks = sys.argv[1], int(sys.argv[2])\n"
-    "def descriptors():\n"
-    "    return len(os.listdir('/proc/self/fd'))\n"
-    "def child(turn):\n"
-    "    try:\n"
-    "        names = ['c%d%s' % (turn % 8, end) for end in 'abc']\n"
-    "        mixed_work.run(folder, names, 3)\n"
-    "        assert pyquelt.GetHardwareSku() == 'QS-1' and descriptors() < 40, descriptors()\n"
-    "        os._exit(0)\n"
-    "    finally:\n"
-    "        os._exit(2)\n"
-    "stop = threading.Event()\n"
-    "work = threading.Thread(target=mixed_work.run, args=(folder, 'wxyz', None, stop))\n"
-    "work.start()\n"
-    "most = []\n"
-    "for turn in range(forks):\n"
-    "    pid = os.fork()\n"
-    "    if pid == 0:\n"
-    "        child(turn)\n"
-    "    assert pyquelt.GetHardwareSku() == 'QS-1'\n"
-    "    assert os.waitpid(pid, 0)[1] == 0\n"
-    "    most.append(descriptors())\n"
-    "stop.set(); work.join()\n"
-    "assert max(most) < 40, most\n")
+FORK = """
+import mixed_work, os, pyquelt, sys, threading
+def is_sound():
+    return pyquelt.GetHardwareSku() == 'QS-1' and len(os.listdir('/proc/self/fd')) < 40
+def child(turn):
+    try:
+        mixed_work.run(sys.argv[1], ['c%d%s' % (turn % 8, end) for end in 'abc'], 3)
+        os._exit(0 if is_sound() else 1)
+    finally:
+        os._exit(2)
+stop = threading.Event()
+work = threading.Thread(target=mixed_work.run, args=(sys.argv[1], 'wxyz', None, stop))
+work.start()
+for turn in range(int(sys.argv[2])):
+    pid = os.fork() or child(turn)
+    assert is_sound()
+    assert os.waitpid(pid, 0)[1] == 0
+stop.set(); work.join()
+"""
 
-RUN = ("import mixed_work, sys\n"
-       "mixed_work.run(sys.argv[1], sys.argv[3:], int(sys.argv[2]) or None)\n")
+RUN = "import mixed_work, sys; mixed_work.run(sys.argv[1], sys.argv[3:], int(sys.argv[2]) or None)"
 
 
 class LoadTest(hosts.HostTestCase):
@@ -122,7 +110,7 @@ class LoadTest(hosts.HostTestCase):
         folder = self.fresh_folder()
         self.script(CREATE, folder, str(CREATIONS), str(CREATORS))
         for turn in range(0, CREATIONS, 20):
-            rows = hosts.sqlite(os.path.join(folder, str(turn), "deeper", "host.db"),
+            rows = hosts.sqlite("%s/%d/deeper/host.db" % (folder, turn),
                                 "SELECT key FROM service_setting WHERE value = 'x'")
             self.assertEqual(sorted(rows), [[str(number)] for number in range(CREATORS)])
 
@@ -177,7 +165,3 @@ class LoadTest(hosts.HostTestCase):
         begin = size()
         while size() == begin and process.poll() is None:
             time.sleep(0.001)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,4 +1,4 @@
-"""The tool quelt-host as a whole: help, completion and manual, the view of a host, and run.
+"""The tool quelt-host as a whole: usage, help, completion and manual, the view of a host, and run.
 
 What the single subcommands do to a host stands in the tests of faults, scenario and journal.
 """
@@ -44,6 +44,53 @@ sys.exit(7)
 """
 
 
+# Words that are no command, the exit status, and what its first line on standard error holds.
+NOWHERE = "quelt-host: /nowhere: No such file or directory"
+MISTAKES = [
+    ([], 2, "A subcommand is required"),
+    (["journal"], 2, "A subcommand is required"),
+    (["nonsense", "--json"], 2, 'No command is called "nonsense"'),
+    (["--state", "/x", "Jounal"], 2, 'No command is called "Jounal". Did you mean journal?'),
+    (["journal", "shwo"], 2, 'No command is called "shwo". Did you mean show?'),
+    (["show", "--", "x"], 2, ""),
+    (["faults", "--state"], 2, "--state"),
+    (["completion", "tcsh"], 2, ""),
+    (["fail"], 2, "OPERATION is required"),
+    (["fail", "GetKekId"], 2, "Did you mean GetConfiguredKekId?"),
+    (["fail", "gethardwaresku"], 2, "Did you mean GetHardwareSku?"),
+    (["heal", "SetIloAut"], 2, "Did you mean SetIloAuth or GetIloAuth?"),
+    (["heal", "GetHardwareSku", "xyz"], 2, 'No platform operation is called "xyz"'),
+    (["fail", "GetHardwareSku", "--refuse", "--throw", "x"], 2, "at most 1"),
+    (["fail", "GetHardwareSku", "--times", "0"], 2, "--times"),
+    (["fail", "GetHardwareSku", "--after", "-1"], 2, "--after"),
+    (["fail", "GetHardwareSku", "--delay", "nan"], 2, "--delay"),
+    (["run"], 2, ""),
+    (["run", "true"], 2, ""),
+    (["run", "--", "/nowhere"], 1, NOWHERE),
+    (["run", "--scenario", "/nowhere", "--", "true"], 1, NOWHERE),
+    (["run", "--", "sh", "-c", "kill -TERM $$"], 143, "The command changed nothing."),
+]
+
+
+class UsageTest(hosts.HostTestCase):
+
+    def test_mistake_has_another_status_or_changes_something(self):
+        before = self.dump()
+        for words, code, line in MISTAKES:
+            result = hosts.quelt_host(*words)
+            self.assertEqual((result.code, result.out), (code, ""), words)
+            self.assertIn(line, result.err.split("\n")[0])
+        self.assertEqual((self.tool("faults"), self.dump()), ("", before))
+
+    def test_failure_has_another_status_or_more_than_a_line(self):
+        for words in ["init"], ["reset"], ["fail", "DDBGet"], ["heal"], ["faults"]:
+            self.assertEqual(hosts.quelt_host("--state", hosts.FOLDER, *words), hosts.Result(
+                1, "", "quelt-host: " + hosts.FOLDER + ": Is a directory\n"))
+        result = hosts.run(["sh", "-c", "exec \"$0\" init >/dev/full", hosts.TOOL])
+        self.assertEqual(result, hosts.Result(
+            1, "", "quelt-host: Standard output could not be written\n"))
+
+
 class DocumentationTest(hosts.HostTestCase):
 
     def test_subcommand_has_no_example_or_is_missing_in_the_manual(self):
@@ -80,7 +127,6 @@ class DocumentationTest(hosts.HostTestCase):
                 self.assertEqual((result.out.split("\t")[0].strip(), result.err),
                                  (word or "GetIloAuth", ""))
         self.assertIn("bashcompinit", self.tool("completion", "zsh"))
-        self.assertEqual(hosts.quelt_host("completion", "tcsh").code, 2)
 
 
 class ShowTest(hosts.HostTestCase):
@@ -127,24 +173,20 @@ class RunTest(hosts.HostTestCase):
         self.assertNotIn("topsecret", result.err)
         report = json.loads(result.err)
         agent = "/agents/5f0c2a31-8d44-4b7e-9c15-0a1b2c3d4e02,198.51.100.7,12321"
-        changes = [(each["change"], each["place"]) for each in report["changes"]]
-        self.assertEqual(changes, [("removed", agent), ("added", "/ilo/first"),
-                                   ("added", "/ilo/second"), ("added", "/keys/k-new"),
-                                   ("changed", "/perfsvc/verbosity")])
-        self.assertEqual(report["changes"][-1], {"change": "changed", "before": "normal",
-                                                 "after": "high", "place": "/perfsvc/verbosity"})
-        self.assertEqual(report["changes"][2]["after"], "(secret)")
-        self.assertEqual(report["status"], 7)
+        self.assertEqual([(each["change"], each["place"], each.get("after"))
+                          for each in report["changes"]],
+                         [("removed", agent, None), ("added", "/ilo/first", "(secret)"),
+                          ("added", "/ilo/second", "(secret)"), ("added", "/keys/k-new", "(secret)"),
+                          ("changed", "/perfsvc/verbosity", "high")])
+        self.assertEqual((report["changes"][-1]["before"], report["status"]), ("normal", 7))
         called = [record["operation"] for record in report["journal"]]
         self.assertEqual(called[0], "SetIloAuth")
         self.assertIn("RemoveUnicastAgentEntry", called)
         self.assertEqual(pyquelt.GetIloAuth(), ("mine", "mine"))
 
-    def test_run_misjudges_an_end_or_a_beginning(self):
-        report = os.path.join(self.fresh_folder(), "report")
-        scenario = report + ".json"
-        with open(scenario, "w") as file:
-            file.write('{"hardwareSku": "mine"}')
+    def test_run_begins_with_another_scenario_or_reports_elsewhere(self):
+        report = os.path.join(hosts.FOLDER, "report")
+        scenario = hosts.write("scenario.json", '{"hardwareSku": "mine"}')
         result = hosts.quelt_host("run", "--scenario", scenario, "--report", report, "--",
                                   sys.executable, "-c",
                                   "import pyquelt; print(pyquelt.GetHardwareSku())")
@@ -153,21 +195,3 @@ class RunTest(hosts.HostTestCase):
             text = file.read()
         self.assertRegex(text, "^The command changed nothing.\n\nThe operations it caused")
         self.assertIn("GetHardwareSku", text)
-        for words, code, line in (
-                (["run", "--", "sh", "-c", "kill -TERM $$"], 143, "The command changed nothing."),
-                (["run", "--", "/nowhere"], 1, "quelt-host: /nowhere: No such file or directory"),
-                (["run", "--scenario", "/nowhere", "--", "true"], 1,
-                 "quelt-host: /nowhere: No such file or directory"),
-                (["run"], 2, None), (["run", "true"], 2, None), (["show", "--", "x"], 2, None),
-                ([], 2, "A subcommand is required"), (["journal"], 2, "A subcommand is required"),
-                (["nonsense", "--json"], 2, 'No command is called "nonsense"'),
-                (["--state", "/x", "Jounal"], 2,
-                 'No command is called "Jounal". Did you mean journal?'),
-                (["journal", "shwo"], 2, 'No command is called "shwo". Did you mean show?')):
-            result = hosts.quelt_host(*words)
-            self.assertEqual(result.code, code, words)
-            self.assertEqual(result.err.split("\n")[0], line or result.err.split("\n")[0])
-
-
-if __name__ == "__main__":
-    unittest.main()
