@@ -1,6 +1,5 @@
 // Marks for the instruction counter. Links no host library: loading one is among what is counted.
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
+#include "bench/native/extension.h"
 
 #if __has_include(<valgrind/callgrind.h>)
 #include <valgrind/callgrind.h>
@@ -36,8 +35,7 @@ PyMethodDef kMethods[] = {
     {"stop", Stop, METH_O, nullptr},
     {nullptr, nullptr, 0, nullptr},
 };
-PyModuleDef kModule = {
-    PyModuleDef_HEAD_INIT, "counter", nullptr, 0, kMethods, nullptr, nullptr, nullptr, nullptr};
+PyModuleDef kModule = extension::Define("counter", kMethods);
 
 }  // namespace
 

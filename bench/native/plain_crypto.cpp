@@ -1,11 +1,11 @@
 // The decryption of a block as plain, careful extension code writes it over OpenSSL: the lock
 // released, one context per thread whose key is set and then cleared for each block.
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
 #include <openssl/evp.h>
 
 #include <chrono>
 #include <cstring>
+
+#include "bench/native/extension.h"
 
 namespace {
 
@@ -36,26 +36,25 @@ bool DecryptBlock(const void* dek, unsigned long long position, const void* bloc
 }
 
 PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
-  Py_buffer dek;
-  Py_buffer block;
-  unsigned long long position = 0;
-  if (!PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block)) {
+  extension::BlockArguments given;
+  if (!given.Parse(args)) {
     return nullptr;
   }
-  PyObject* result = nullptr;
-  if (dek.len != kDekSize || block.len != kBlockSize) {
-    PyErr_SetString(PyExc_RuntimeError, "wrong length");
-  } else if ((result = PyBytes_FromStringAndSize(nullptr, kBlockSize)) != nullptr) {
-    PyThreadState* const state = PyEval_SaveThread();
-    const bool decrypted = DecryptBlock(dek.buf, position, block.buf, PyBytes_AS_STRING(result));
-    PyEval_RestoreThread(state);
-    if (!decrypted) {
-      Py_CLEAR(result);
-      PyErr_SetString(PyExc_ValueError, "cannot be decrypted");
-    }
+  if (given.dek.len != kDekSize || given.block.len != kBlockSize) {
+    return PyErr_Format(PyExc_RuntimeError, "wrong length");
   }
-  PyBuffer_Release(&dek);
-  PyBuffer_Release(&block);
+  PyObject* result = PyBytes_FromStringAndSize(nullptr, kBlockSize);
+  if (result == nullptr) {
+    return nullptr;
+  }
+  PyThreadState* const state = PyEval_SaveThread();
+  const bool decrypted =
+      DecryptBlock(given.dek.buf, given.position, given.block.buf, PyBytes_AS_STRING(result));
+  PyEval_RestoreThread(state);
+  if (!decrypted) {
+    Py_CLEAR(result);
+    PyErr_SetString(PyExc_ValueError, "cannot be decrypted");
+  }
   return result;
 }
 
@@ -78,15 +77,7 @@ PyObject* RawLoop(PyObject*, PyObject* args) {
 PyMethodDef kMethods[] = {{"Decrypt2kBlock", Decrypt2kBlock, METH_VARARGS, nullptr},
                           {"raw_loop", RawLoop, METH_VARARGS, nullptr},
                           {nullptr, nullptr, 0, nullptr}};
-PyModuleDef kModule = {PyModuleDef_HEAD_INIT,
-                       "plain_crypto",
-                       nullptr,
-                       0,
-                       kMethods,
-                       nullptr,
-                       nullptr,
-                       nullptr,
-                       nullptr};
+PyModuleDef kModule = extension::Define("plain_crypto", kMethods);
 
 }  // namespace
 

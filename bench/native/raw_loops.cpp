@@ -1,10 +1,8 @@
 // The native operations in a loop without the interpreter: the floor under every binding.
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <chrono>
 #include <string_view>
 
+#include "bench/native/extension.h"
 #include "bench/peers/operations.h"
 
 namespace {
@@ -49,8 +47,7 @@ PyObject* RawLoop(PyObject*, PyObject* args) {
 
 PyMethodDef kMethods[] = {{"raw_loop", RawLoop, METH_VARARGS, nullptr},
                           {nullptr, nullptr, 0, nullptr}};
-PyModuleDef kModule = {
-    PyModuleDef_HEAD_INIT, "raw_loops", nullptr, 0, kMethods, nullptr, nullptr, nullptr, nullptr};
+PyModuleDef kModule = extension::Define("raw_loops", kMethods);
 
 }  // namespace
 

@@ -1,8 +1,7 @@
 // What the calling convention costs by itself: the argument tuple parsed, the lock released and
 // retaken, a result of the right kind made, and no native operation at all. No function that is
 // called, parsed and answered this way can be faster.
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
+#include "bench/native/extension.h"
 
 namespace {
 
@@ -50,18 +49,12 @@ PyObject* CheckKmsStatus(PyObject*, PyObject* args) {
 }
 
 PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
-  Py_buffer dek;
-  Py_buffer block;
-  unsigned long long position = 0;
-  if (!PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block)) {
+  extension::BlockArguments given;
+  if (!given.Parse(args)) {
     return nullptr;
   }
   HandOverLock();
-  PyObject* const result =
-      PyBytes_FromStringAndSize(static_cast<const char*>(block.buf), block.len);
-  PyBuffer_Release(&dek);
-  PyBuffer_Release(&block);
-  return result;
+  return PyBytes_FromStringAndSize(static_cast<const char*>(given.block.buf), given.block.len);
 }
 
 PyMethodDef kMethods[] = {{"GetHardwareSku", GetHardwareSku, METH_VARARGS, nullptr},
@@ -69,8 +62,7 @@ PyMethodDef kMethods[] = {{"GetHardwareSku", GetHardwareSku, METH_VARARGS, nullp
                           {"CheckKmsStatus", CheckKmsStatus, METH_VARARGS, nullptr},
                           {"Decrypt2kBlock", Decrypt2kBlock, METH_VARARGS, nullptr},
                           {nullptr, nullptr, 0, nullptr}};
-PyModuleDef kModule = {
-    PyModuleDef_HEAD_INIT, "floor_peer", nullptr, 0, kMethods, nullptr, nullptr, nullptr, nullptr};
+PyModuleDef kModule = extension::Define("floor_peer", kMethods);
 
 }  // namespace
 

@@ -1,8 +1,6 @@
 // The measured functions as plain, careful extension code writes them: argument tuples, dictionary
 // items by C string, every status checked, the lock released around the native part.
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
+#include "bench/native/extension.h"
 #include "bench/peers/operations.h"
 
 namespace {
@@ -71,24 +69,22 @@ PyObject* CheckKmsStatus(PyObject*, PyObject* args) {
 }
 
 PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
-  Py_buffer dek;
-  Py_buffer block;
-  unsigned long long position = 0;
-  if (!PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block)) {
+  extension::BlockArguments given;
+  if (!given.Parse(args)) {
     return nullptr;
   }
-  PyObject* result = nullptr;
-  if (dek.len != Py_ssize_t{ENCR_DEK_SIZE} || block.len != Py_ssize_t{ENCR_BLOCK_SIZE}) {
-    PyErr_SetString(PyExc_RuntimeError, "wrong length");
-  } else {
-    unsigned char output[ENCR_BLOCK_SIZE];
-    if (WithoutLock([&] { operations::Decrypt2kBlock(dek.buf, position, block.buf, output); })) {
-      result = PyBytes_FromStringAndSize(reinterpret_cast<char*>(output), ENCR_BLOCK_SIZE);
-    }
-    explicit_bzero(output, sizeof output);
+  if (given.dek.len != Py_ssize_t{ENCR_DEK_SIZE} ||
+      given.block.len != Py_ssize_t{ENCR_BLOCK_SIZE}) {
+    return PyErr_Format(PyExc_RuntimeError, "wrong length");
   }
-  PyBuffer_Release(&dek);
-  PyBuffer_Release(&block);
+  unsigned char output[ENCR_BLOCK_SIZE];
+  PyObject* result = nullptr;
+  if (WithoutLock([&] {
+        operations::Decrypt2kBlock(given.dek.buf, given.position, given.block.buf, output);
+      })) {
+    result = PyBytes_FromStringAndSize(reinterpret_cast<char*>(output), ENCR_BLOCK_SIZE);
+  }
+  explicit_bzero(output, sizeof output);
   return result;
 }
 
@@ -159,8 +155,7 @@ PyMethodDef kMethods[] = {
     {nullptr, nullptr, 0, nullptr},
 };
 
-PyModuleDef kModule = {
-    PyModuleDef_HEAD_INIT, "plain_peer", nullptr, 0, kMethods, nullptr, nullptr, nullptr, nullptr};
+PyModuleDef kModule = extension::Define("plain_peer", kMethods);
 
 }  // namespace
 

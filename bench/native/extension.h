@@ -1,0 +1,35 @@
+// What the extension modules of the benchmarks share.
+#pragma once
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+namespace extension {
+
+/// The arguments of Decrypt2kBlock, as careful extension code takes them: given back at the end.
+class BlockArguments {
+ public:
+  BlockArguments() = default;
+  BlockArguments(const BlockArguments&) = delete;
+  BlockArguments& operator=(const BlockArguments&) = delete;
+  ~BlockArguments() {
+    PyBuffer_Release(&dek);
+    PyBuffer_Release(&block);
+  }
+
+  /// False with an exception set when `args` are others.
+  bool Parse(PyObject* args) {
+    return PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block) != 0;
+  }
+
+  Py_buffer dek{};
+  unsigned long long position = 0;
+  Py_buffer block{};
+};
+
+/// The definition of a module of these functions, which lives as long as the process.
+inline PyModuleDef Define(const char* name, PyMethodDef* methods) {
+  return {PyModuleDef_HEAD_INIT, name, nullptr, 0, methods, nullptr, nullptr, nullptr, nullptr};
+}
+
+}  // namespace extension
