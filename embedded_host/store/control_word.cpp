@@ -18,6 +18,7 @@ std::string ControlFile(const std::string& state) { return state + "-control"; }
 }  // namespace
 
 std::atomic<const ControlWord*> ControlWord::present_{nullptr};
+const ControlWord* ControlWord::latest_ = nullptr;
 
 int OpenControlFile(const std::string& state) {
   const std::string file = ControlFile(state);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "embedded_host/store/environment.h"
 
@@ -38,13 +39,19 @@ class ControlWord {
   static const ControlWord* Map(const std::string& state);
 
   ControlWord(Counter* counter, dev_t device, ino_t inode)
-      : counter_(counter), device_(device), inode_(inode) {}
+      : counter_(counter),
+        device_(device),
+        inode_(inode),
+        earlier_(std::exchange(latest_, this)) {}
 
   static std::atomic<const ControlWord*> present_;
+  /// All that were ever made, by way of `earlier_`: kept, not lost.
+  static const ControlWord* latest_;
 
   Counter* const counter_;
   const dev_t device_;
   const ino_t inode_;
+  const ControlWord* const earlier_;
 };
 
 }  // namespace quelt
