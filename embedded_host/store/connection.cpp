@@ -14,6 +14,14 @@ namespace quelt {
 
 using std::chrono::steady_clock;
 
+std::size_t Rows::Choice(int column, std::size_t choices) const {
+  const auto value = static_cast<std::uint64_t>(Integer(column));
+  if (value >= choices) {
+    throw HostCtl::Lib::Quelt::QueltCtlException("The host's state holds a number out of range");
+  }
+  return value;
+}
+
 void Rows::Copy(int column, std::span<std::uint8_t> to) const {
   const Bytes bytes = Blob(column);
   if (bytes.size() != to.size()) {

@@ -38,6 +38,9 @@ class Rows {
     return std::string(text, static_cast<std::size_t>(value.getBytes()));
   }
   std::int64_t Integer(int column) const { return statement_.getColumn(column).getInt64(); }
+  /// The place of one of so many choices: a state from elsewhere may hold another number. Throws
+  /// QueltCtlException.
+  std::size_t Choice(int column, std::size_t choices) const;
   bool Boolean(int column) const { return Integer(column) != 0; }
   bool IsNull(int column) const { return statement_.isColumnNull(column); }
   /// A blob of exactly this size: a state from elsewhere may hold another. Throws

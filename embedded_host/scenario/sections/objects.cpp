@@ -159,10 +159,10 @@ json DumpObject(const Rows& rows) {
                  {"path", rows.Text(3)},
                  {"haMetaData", rows.Text(4)},
                  {"policy", rows.Text(5)},
-                 {"allocType", kAllocTypes.at(static_cast<std::size_t>(rows.Integer(6)))},
+                 {"allocType", kAllocTypes[rows.Choice(6, kAllocTypes.size())]},
                  {"size", rows.Integer(7)},
                  {"capabilities", rows.Integer(8)},
-                 {"class", kObjectClasses.at(static_cast<std::size_t>(rows.Integer(9)))},
+                 {"class", kObjectClasses[rows.Choice(9, kObjectClasses.size())]},
                  {"extAttrs", rows.Boolean(11)},
                  {"accessible", rows.Boolean(12)}};
   const Bytes cid = rows.Blob(1);
