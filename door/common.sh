@@ -43,6 +43,9 @@ interpreter() {
     "$python" -c 'import sys; print(sys.executable)'
 }
 
+# version_of PYTHON: 3.11.2, for example.
+version_of() { "$1" -c 'import sys; print("%d.%d.%d" % sys.version_info[:3])'; }
+
 # Every CPython from 3.5 on, one path a line: pyenv's, the system's, and PYTHON.
 interpreters() {
     local candidate
@@ -114,6 +117,15 @@ build() {
     say "Building for $("$PYTHON" --version 2>&1) into $BUILD/"
     configure "$BUILD" "$PYTHON"
     compile "$BUILD"
+}
+
+# The module and its tests for another interpreter. The host libraries do not depend on it: they
+# are those of build/.
+build_for() { # build_for PYTHON DIR
+    configure "$2" "$1" \
+        -DPYQUELT_HOST_LIBRARY="$PWD/$BUILD/lib/libquelt.so" \
+        -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so"
+    compile "$2"
 }
 
 # --- running ------------------------------------------------------------------------------------

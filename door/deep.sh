@@ -5,20 +5,53 @@
 source door/fuzz.sh
 source door/sanitize.sh
 
-# The tests with a long form (tests/python/deep.py), the fuzz targets, the sanitizers.
+# The tests with a long form (tests/python/deep.py): with this interpreter, those of the
+# interpreter's shutdown with each, that of leaks with one that counts every reference. The fuzz
+# targets, the sanitizers.
 deep_stages() {
+    local python
     ctest --test-dir "$BUILD" -N -L '^deep$' | sed -n 's/^ *Test *#[0-9]*: //p'
+    printf 'leaks_debug_interpreter\n'
+    while read -r python; do
+        printf 'exit_%s\n' "$(version_of "$python")"
+    done < <(interpreters)
     printf 'fuzz_%s\n' "${FUZZ_TARGETS[@]}"
     printf 'sanitize_%s\n' address thread
+}
+
+deep_test() { # deep_test DIR TEST
+    PYQUELT_DEEP=1 ctest --test-dir "$1" -V --no-tests=error --timeout 36000 -R "^$2\$"
+}
+
+deep_test_for() { # deep_test_for PYTHON TEST
+    local dir
+    dir=$BUILD/deep/python-$(version_of "$1")
+    [[ $1 == *-dbg ]] && dir=$dir-dbg
+    build_for "$1" "$dir"
+    deep_test "$dir" "$2"
+}
+
+# The test of shutdown with the interpreter of this version.
+deep_exit() {
+    local python
+    while read -r python; do
+        [[ $(version_of "$python") == "$1" ]] || continue
+        deep_test_for "$python" test_scripted_exit
+        return
+    done < <(interpreters)
+    fail "there is no CPython $1 here"
 }
 
 deep_stage() { # deep_stage NAME
     case $1 in
         fuzz_*) command_fuzz full "${1#fuzz_}" ;;
         sanitize_*) command_sanitize "${1#sanitize_}" ;;
-        *)
-            PYQUELT_DEEP=1 ctest --test-dir "$BUILD" -V --no-tests=error --timeout 36000 -R "^$1\$"
+        exit_*) deep_exit "${1#exit_}" ;;
+        leaks_debug_interpreter)
+            ensure_packages python3-dbg
+            deep_test_for /usr/bin/python3-dbg test_scripted_leaks
             ;;
+        *) deep_test "$BUILD" "$1" ;;
     esac
 }
 

@@ -5,15 +5,11 @@ command_matrix() {
     build
     local python name dir passed=0 failed=0
     while read -r python; do
-        name=$("$python" -c 'import sys; print("%d.%d.%d" % sys.version_info[:3])')
+        name=$(version_of "$python")
         dir=$BUILD/matrix/$name
         [[ $python == /usr/* ]] && name="$name (system)" && dir=$dir-system
         mkdir -p "$dir"
-        # The host libraries do not depend on the interpreter: they are built once.
-        if (configure "$dir" "$python" \
-            -DPYQUELT_HOST_LIBRARY="$PWD/$BUILD/lib/libquelt.so" \
-            -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so" &&
-            compile "$dir" && run_tests "$dir") </dev/null >"$dir.log" 2>&1; then
+        if (build_for "$python" "$dir" && run_tests "$dir") </dev/null >"$dir.log" 2>&1; then
             printf 'CPython %-18s passed\n' "$name"
             passed=$((passed + 1))
         else
