@@ -87,12 +87,20 @@ struct HandedOut {
   ~HandedOut() { --handedOut; }
 };
 
+/// Not json{item...}: with a single item, compilers take it for a copy or for a list.
+template <typename... Items>
+json ListOf(const Items&... items) {
+  json list = json::array();
+  (list.push_back(items), ...);
+  return list;
+}
+
 /// The answer to one call of `operation`: records the call, waits, throws as the script says.
 class Answer {
  public:
   template <typename... Arguments>
   explicit Answer(const char* operation, const Arguments&... arguments)
-      : Answer(operation, std::in_place, json(std::vector<json>{Recorded(arguments)...})) {}
+      : Answer(operation, std::in_place, ListOf(Recorded(arguments)...)) {}
 
   /// What the operation returns; `otherwise` when the script does not say.
   template <typename T>
