@@ -12,7 +12,9 @@
 extern "C" PyObject* PyInit_pyquelt();
 
 /// The interpreter lives to the end: what it holds then is no leak of ours.
-extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "detect_leaks=0";
+}
 
 namespace {
 

@@ -20,6 +20,10 @@ from quelt_testing import Result, run  # noqa: F401 (for the tests)
 STATE = quelt_testing.state_path()
 #: A folder of this process's own, gone when it ends.
 FOLDER = os.path.dirname(STATE)
+#: What programs that are not ours find changed in the environment: no sanitizer looks at them.
+FOREIGN = {"LD_PRELOAD": ""}
+# What a sanitizer does to the tool: it looks for leaks, which are not the interpreter's.
+_WATCHED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "").replace("detect_leaks=0:", "")}
 #: The tool quelt-host.
 TOOL = quelt_testing.tool_path()
 
@@ -45,9 +49,9 @@ def run_python(script, *args, **options):
     return run(_PYTHON + [script] + list(args), **options)
 
 
-def quelt_host(*args, **options):
+def quelt_host(*args, env=(), **options):
     """Runs the tool; options as for run(). Arguments that are not texts are turned into such."""
-    return run([TOOL] + [str(arg) for arg in args], **options)
+    return run([TOOL] + [str(arg) for arg in args], env=dict(_WATCHED, **dict(env)), **options)
 
 
 def write(name, text):

@@ -7,7 +7,9 @@ import re
 import sys
 
 INVERT = bytes(bytearray(range(255, -1, -1)))
-POSSIBLE = os.access("/proc/self/mem", os.R_OK)
+# A sanitizer keeps freed memory as it was, the interpreter's, too.
+POSSIBLE = (os.access("/proc/self/mem", os.R_OK) and
+            "san" not in os.path.basename(os.environ.get("LD_PRELOAD", "").split(":")[0]))
 
 
 def occurrences(*inverted):

@@ -19,8 +19,9 @@ class InstallTest(unittest.TestCase):
         module, = glob.glob(os.path.join(prefix, "lib", "*", "*", "pyquelt.*.so"))
         if not os.path.exists(os.path.join(prefix, "lib", "libquelt.so")):
             self.skipTest("built on a host library from elsewhere, which is not installed")
-        environment = {"PYTHONPATH": os.path.dirname(module), "HOME": prefix,
-                       "QUELT_HOST_STATE": os.path.join(prefix, "state", "host.db")}
+        environment = dict(os.environ, PYTHONPATH=os.path.dirname(module), HOME=prefix,
+                           QUELT_HOST_STATE=os.path.join(prefix, "state", "host.db"))
+        del environment["LD_LIBRARY_PATH"]
         output = subprocess.check_output(
             [sys.executable, "-c",
              "import pyquelt; pyquelt.SetIloAuth('a', 'b'); print(pyquelt.GetIloAuth())"],

@@ -110,7 +110,8 @@ class StateTest(hosts.HostTestCase):
         if change.split()[0].isupper():
             hosts.sqlite(state, change + ALL_IN_ONE_FILE)
         else:
-            subprocess.check_call(["sh", "-ec", change], cwd=self.folder)
+            subprocess.check_call(["sh", "-ec", change], cwd=self.folder,
+                                  env=dict(os.environ, **hosts.FOREIGN))
         return os.path.join(self.folder, name)
 
     def test_deleted_secret_stays_readable_after_a_reset(self):
