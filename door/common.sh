@@ -103,9 +103,9 @@ configure() {
     printf '%s\n' "$python" >"$dir/interpreter"
 }
 
-compile() { # compile DIR
+compile() { # compile DIR [TARGET…]
     local log=$1/compile.log
-    cmake --build "$1" >"$log" 2>&1 || {
+    cmake --build "$1" ${2:+--target "${@:2}"} >"$log" 2>&1 || {
         tail -n 60 "$log" >&2
         fail "building failed; all of it is in $log"
     }

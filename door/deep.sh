@@ -3,7 +3,6 @@
 #:                 (what passed on this commit is not run again; ./run deep STAGE… runs these)
 
 source door/fuzz.sh
-source door/sanitize.sh
 
 # The tests with a long form (tests/python/deep.py): with this interpreter, those of the
 # interpreter's shutdown with each, that of leaks with one that counts every reference. The fuzz

@@ -2,7 +2,9 @@
 #: ./run fuzz      search for inputs that break a promise, a short while for each target
 #:                 (./run fuzz full: with the full numbers of executions; ./run fuzz TARGET [RUNS])
 
-readonly FUZZ_BUILD=$BUILD/fuzz
+source door/sanitize.sh
+
+readonly FUZZ_WORK=$BUILD/fuzz
 readonly FUZZ_TARGETS=(identifier_text address metadata certificate scenario state_file)
 # Executions, in short and in full.
 declare -Ar FUZZ_RUNS=(
@@ -16,42 +18,31 @@ declare -Ar FUZZ_RUNS=(
 # Folders with inputs beside tests/fuzz/corpus/<target>.
 declare -Ar FUZZ_INPUTS=([scenario]="embedded_host/scenario tests/python/data")
 
-fuzz_build() {
-    build
-    ensure_packages clang libclang-rt-dev
-    say "Building the fuzz targets into $FUZZ_BUILD/"
-    configure "$FUZZ_BUILD" "$PYTHON" -DCMAKE_CXX_COMPILER=clang++ -DPYQUELT_SANITIZE=fuzzer \
-        -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so"
-    cmake --build "$FUZZ_BUILD" --target "${FUZZ_TARGETS[@]/#/fuzz_}" >"$FUZZ_BUILD/compile.log" 2>&1 || {
-        tail -n 60 "$FUZZ_BUILD/compile.log" >&2
-        fail "building failed; all of it is in $FUZZ_BUILD/compile.log"
-    }
-}
-
-# fuzz_target TARGET RUNS: from the kept inputs on; what it finds stays below build/.
+# fuzz_target TARGET RUNS SEED: from the kept inputs on; what it finds stays below build/. Seed 0 is
+# another one each time.
 fuzz_target() {
-    local target=$1 runs=$2 work=$FUZZ_BUILD/found/$1 log=$FUZZ_BUILD/$1.log
-    local temporary=$PWD/$FUZZ_BUILD/tmp inputs=()
-    read -ra inputs <<<"${FUZZ_INPUTS[$target]:-}"
+    local target=$1 runs=$2 seed=$3 work=$FUZZ_WORK/found/$1 log=$FUZZ_WORK/$1.log
+    local temporary=$PWD/$FUZZ_WORK/tmp inputs=()
+    read -ra inputs <<<"tests/fuzz/corpus/$target ${FUZZ_INPUTS[$target]:-}"
     mkdir -p "$work" "$temporary"
-    if TMPDIR=$temporary "$FUZZ_BUILD/bin/fuzz_$target" -runs="$runs" -timeout=30 -rss_limit_mb=4096 \
-        -max_len=300000 -artifact_prefix="$FUZZ_BUILD/$target-" "$work" \
-        "tests/fuzz/corpus/$target" "${inputs[@]}" </dev/null >"$log" 2>&1; then
+    if TMPDIR=$temporary "$BUILD/sanitize-address/bin/fuzz_$target" -runs="$runs" -seed="$seed" \
+        -timeout=30 -rss_limit_mb=4096 -max_len=300000 -artifact_prefix="$FUZZ_WORK/$target-" \
+        "$work" "${inputs[@]}" </dev/null >"$log" 2>&1; then
         printf 'figure: fuzz %-16s %10d executions, nothing found\n' "$target" "$runs"
     else
         tail -n 30 "$log" >&2
-        fail "$target: an input breaks a promise. It is $FUZZ_BUILD/$target-…; once the cause is mended," \
+        fail "$target: an input breaks a promise. It is $FUZZ_WORK/$target-…; once the cause is mended," \
             "keep it in tests/fuzz/corpus/$target/. All output is in $log"
     fi
 }
 
 command_fuzz() { # fuzz [full | TARGET [RUNS]]
-    local target counts column=1
-    [[ ${1:-} == full ]] && column=2 && shift
+    local target counts column=0 seed=1
+    [[ ${1:-} == full ]] && column=1 && seed=0 && shift
     (($# == 0)) || [[ -n ${FUZZ_RUNS[$1]:-} ]] || fail "no such target: $1; there are ${FUZZ_TARGETS[*]}"
-    fuzz_build
+    sanitizer_build address "${FUZZ_TARGETS[@]/#/fuzz_}"
     for target in ${1:-"${FUZZ_TARGETS[@]}"}; do
         read -ra counts <<<"${FUZZ_RUNS[$target]}"
-        fuzz_target "$target" "${2:-${counts[column - 1]}}"
+        fuzz_target "$target" "${2:-${counts[column]}}" "$seed"
     done
 }
