@@ -119,13 +119,23 @@ build() {
     compile "$BUILD"
 }
 
-# The module and its tests for another interpreter. The host libraries do not depend on it: they
-# are those of build/.
-build_for() { # build_for PYTHON DIR
-    configure "$2" "$1" \
+# dir_for PYTHON: where the module is built for it, beside that of build/.
+dir_for() {
+    local kind=
+    [[ $1 == /usr/* ]] && kind=-system
+    [[ $1 == *-dbg ]] && kind=-debug
+    printf '%s/matrix/%s%s\n' "$BUILD" "$(version_of "$1")" "$kind"
+}
+
+# build_for PYTHON: the module and its tests. The host libraries do not depend on the interpreter:
+# they are those of build/.
+build_for() {
+    local dir
+    dir=$(dir_for "$1")
+    configure "$dir" "$1" \
         -DPYQUELT_HOST_LIBRARY="$PWD/$BUILD/lib/libquelt.so" \
         -DPYQUELT_SCRIPTED_HOST="$PWD/$BUILD/scripted_host/libquelt.so"
-    compile "$2"
+    compile "$dir"
 }
 
 # --- running ------------------------------------------------------------------------------------

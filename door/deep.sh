@@ -23,11 +23,8 @@ deep_test() { # deep_test DIR TEST
 }
 
 deep_test_for() { # deep_test_for PYTHON TEST
-    local dir
-    dir=$BUILD/deep/python-$(version_of "$1")
-    [[ $1 == *-dbg ]] && dir=$dir-dbg
-    build_for "$1" "$dir"
-    deep_test "$dir" "$2"
+    build_for "$1"
+    deep_test "$(dir_for "$1")" "$2"
 }
 
 # The test of shutdown with the interpreter of this version.

@@ -5,11 +5,10 @@ command_matrix() {
     build
     local python name dir passed=0 failed=0
     while read -r python; do
-        name=$(version_of "$python")
-        dir=$BUILD/matrix/$name
-        [[ $python == /usr/* ]] && name="$name (system)" && dir=$dir-system
+        dir=$(dir_for "$python")
+        name=${dir##*/}
         mkdir -p "$dir"
-        if (build_for "$python" "$dir" && run_tests "$dir") </dev/null >"$dir.log" 2>&1; then
+        if (build_for "$python" && run_tests "$dir") </dev/null >"$dir.log" 2>&1; then
             printf 'CPython %-18s passed\n' "$name"
             passed=$((passed + 1))
         else
