@@ -108,16 +108,18 @@ def fail_to_cache(secret):
 class LeftOverTest(hosts.HostTestCase):
 
     def test_key_stays_in_memory(self):
-        for call, size, faulty in (
-                (lambda secret: pyquelt.Decrypt2kBlock(secret, 0, bytes(2048)), 64, ()),
-                (cache_and_remove, 32, ()), (cache_and_remove, 3000, ()),
-                (fail_to_cache, 32, ("AddKeyToKeyCache", "--throw", "no")),
-                (fail_to_cache, 5000, ())):
+        for call, size, begin, faulty in (
+                # The second half: a key schedule begins with it, the one for decrypting the first
+                # half does not.
+                (lambda secret: pyquelt.Decrypt2kBlock(secret, 0, bytes(2048)), 64, 32, ()),
+                (cache_and_remove, 32, 0, ()), (cache_and_remove, 3000, 0, ()),
+                (fail_to_cache, 32, 0, ("AddKeyToKeyCache", "--throw", "no")),
+                (fail_to_cache, 5000, 0, ())):
             if faulty:
                 self.tool("fail", *faulty)
             inverted = bytearray(random.randrange(256) for _ in range(size))
             secret = bytes(inverted).translate(INVERT)
-            part = bytes(inverted[:32])
+            part = bytes(inverted[begin:begin + 32])
             call(secret)
             wipe(secret)
             self.assertEqual(in_memory(part), 0, (call, size))
