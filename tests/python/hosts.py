@@ -22,7 +22,7 @@ STATE = quelt_testing.state_path()
 FOLDER = os.path.dirname(STATE)
 #: What programs that are not ours find changed in the environment: no sanitizer looks at them.
 FOREIGN = {"LD_PRELOAD": ""}
-# What a sanitizer does to the tool: it looks for leaks, which are not the interpreter's.
+# What a sanitizer does to the tool: it looks for leaks, unless an interpreter runs below it.
 _WATCHED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "").replace("detect_leaks=0:", "")}
 #: The tool quelt-host.
 TOOL = quelt_testing.tool_path()
@@ -51,7 +51,8 @@ def run_python(script, *args, **options):
 
 def quelt_host(*args, env=(), **options):
     """Runs the tool; options as for run(). Arguments that are not texts are turned into such."""
-    return run([TOOL] + [str(arg) for arg in args], env=dict(_WATCHED, **dict(env)), **options)
+    changes = dict({} if "run" in args else _WATCHED, **dict(env))
+    return run([TOOL] + [str(arg) for arg in args], env=changes, **options)
 
 
 def write(name, text):
