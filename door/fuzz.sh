@@ -40,7 +40,8 @@ command_fuzz() { # fuzz [full | TARGET [RUNS]]
     local target counts column=0 seed=1
     [[ ${1:-} == full ]] && column=1 && seed=0 && shift
     (($# == 0)) || [[ -n ${FUZZ_RUNS[$1]:-} ]] || fail "no such target: $1; there are ${FUZZ_TARGETS[*]}"
-    sanitizer_build address "${FUZZ_TARGETS[@]/#/fuzz_}"
+    sanitizer_configure address
+    compile "$BUILD/sanitize-address" "${FUZZ_TARGETS[@]/#/fuzz_}"
     for target in ${1:-"${FUZZ_TARGETS[@]}"}; do
         read -ra counts <<<"${FUZZ_RUNS[$target]}"
         fuzz_target "$target" "${2:-${counts[column]}}" "$seed"
