@@ -39,10 +39,7 @@ class ControlWord {
   static const ControlWord* Map(const std::string& state);
 
   ControlWord(Counter* counter, dev_t device, ino_t inode)
-      : counter_(counter),
-        device_(device),
-        inode_(inode),
-        earlier_(std::exchange(latest_, this)) {}
+      : counter_(counter), device_(device), inode_(inode), earlier_(std::exchange(latest_, this)) {}
 
   static std::atomic<const ControlWord*> present_;
   /// All that were ever made, by way of `earlier_`: kept, not lost.
