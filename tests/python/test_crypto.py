@@ -28,9 +28,10 @@ SCENARIO = {
     "kms": {"keys": {"kmip-a": ["kek-a"], "kmip-b": ["kek-b"], "c" * 256: ["far"]}}}
 
 # Calls that go before, the call that is refused, and why.
-CLOUD_DEK = ('The DEK of disk "cloud" is not in the key cache, and the cloud KMS that could unwrap it '
-             'cannot be reached from here')
-NO_DEK, TOO_LONG = 'The DEK of disk "secret" cannot be unwrapped: ', "does not fit a disk's record: "
+CLOUD_DEK = ('The DEK of disk "cloud" is not in the key cache, and the cloud KMS that could unwrap '
+             'it cannot be reached from here')
+NO_DEK = 'The DEK of disk "secret" cannot be unwrapped: '
+TOO_LONG = "does not fit a disk's record: "
 REFUSED = [
     ([], ("CacheKey", "id", "", b"x" * 4097), 'Key "id" has 4097 bytes; the key cache takes 4096'),
     ([], ("GetKeyFromKeyCache", "id"), 'Key "id" is not in the key cache'),
@@ -148,7 +149,8 @@ class CryptoTest(hosts.HostTestCase):
                 pyquelt.GetDekFromDisk("secret")
 
     def test_switching_on_leaves_disks_out_or_keys_weak(self):
-        before = {name: pyquelt.GetWrappedDekFromDisk(name) for name in ("secret", "other", "cloud")}
+        before = {name: pyquelt.GetWrappedDekFromDisk(name)
+                  for name in ("secret", "other", "cloud")}
         pyquelt.SetEncryptionEnabled(True)
         key = pyquelt.GetDekFromDisk("plain")
         self.assertNotEqual(key[:32], key[32:])

@@ -116,7 +116,8 @@ class KmsTest(hosts.HostTestCase):
                 # Closed before or after our first message was taken.
                 (hang_up, ["ca"], {}, "closed the connection during the TLS handshake|Connection "
                  "reset by peer"),
-                (answer_in_plain_text, ["ca"], {}, "the TLS handshake failed: wrong version number"),
+                (answer_in_plain_text, ["ca"], {},
+                 "the TLS handshake failed: wrong version number"),
                 (None, ["ca"], {"proxyAddress": "127.0.0.1"},
                  "it is behind a proxy, which this host cannot use"),
                 (None, ["ca"], {"address": ""}, "it has no address")):

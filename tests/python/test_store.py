@@ -35,7 +35,8 @@ ALL_IN_ONE_FILE = "; PRAGMA wal_checkpoint(TRUNCATE)"
 
 # What is done, by a shell or in SQL, to the state host.db; what is said after its path; the path
 # that is asked for, if another one.
-NO_STATE, ODD_TABLES = ": not a database of a Quelt host", ": its tables are not those of a Quelt host"
+NO_STATE = ": not a database of a Quelt host"
+ODD_TABLES = ": its tables are not those of a Quelt host"
 REFUSED = [
     ("echo hello >host.db", NO_STATE),
     (": >host.db", NO_STATE),
@@ -69,7 +70,8 @@ REFUSED_TO_NOBODY = [
 
 # What is loaded without a look at it, and read later.
 ODD_VALUES = (
-    "object SET class = 99", "object SET alloc_type = -1", "object SET uuid = x'00' WHERE class = 7",
+    "object SET class = 99", "object SET alloc_type = -1",
+    "object SET uuid = x'00' WHERE class = 7",
     "disk SET uuid = x'00' WHERE position = 1", "disk SET metadata = x'00'",
     "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
     "disk SET aws = replace(hex(zeroblob(256)), '00', 'x')",

@@ -177,7 +177,8 @@ class RunTest(hosts.HostTestCase):
         self.assertEqual([(each["change"], each["place"], each.get("after"))
                           for each in report["changes"]],
                          [("removed", agent, None), ("added", "/ilo/first", "(secret)"),
-                          ("added", "/ilo/second", "(secret)"), ("added", "/keys/k-new", "(secret)"),
+                          ("added", "/ilo/second", "(secret)"),
+                          ("added", "/keys/k-new", "(secret)"),
                           ("changed", "/perfsvc/verbosity", "high")])
         self.assertEqual((report["changes"][-1]["before"], report["status"]), ("normal", 7))
         called = [record["operation"] for record in report["journal"]]
