@@ -52,8 +52,8 @@ struct Credential {
   Credential(const Credential&) = delete;
   Credential& operator=(const Credential&) = delete;
   ~Credential() {
-    SecretText::Wipe(texts.first);
-    SecretText::Wipe(texts.second);
+    SecretText::WipeText(texts.first);
+    SecretText::WipeText(texts.second);
   }
 
   std::pair<std::string, std::string> texts;

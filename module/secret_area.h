@@ -5,9 +5,21 @@
 #include <string.h>  // explicit_bzero
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 
 namespace pyquelt {
+
+/// Zeroes bytes that nobody reads any more: a few of them in a few instructions, where
+/// explicit_bzero is two calls.
+inline void Wipe(void* bytes, std::size_t size) {
+  if (__builtin_constant_p(size) && size <= 64) {
+    std::memset(bytes, 0, size);
+    __asm__ __volatile__("" : : "r"(bytes) : "memory");  // or the compiler leaves it out
+  } else {
+    explicit_bzero(bytes, size);
+  }
+}
 
 /// `Size` bytes for key material, not initialised.
 template <std::size_t Size>
@@ -16,7 +28,7 @@ class SecretArea {
   SecretArea() = default;
   SecretArea(const SecretArea&) = delete;
   SecretArea& operator=(const SecretArea&) = delete;
-  ~SecretArea() { explicit_bzero(bytes_, Size); }
+  ~SecretArea() { Wipe(bytes_, Size); }
 
   static constexpr std::size_t size() { return Size; }
   unsigned char* data() { return bytes_; }
@@ -28,19 +40,27 @@ class SecretArea {
 
 /// A password on its way to or from an operation.
 struct SecretText {
-  SecretText() = default;
+  SecretText() : text() {}
   explicit SecretText(const char* copied) : text(copied) {}
   SecretText(const SecretText&) = delete;
   SecretText& operator=(const SecretText&) = delete;
-  ~SecretText() { Wipe(text); }
-
-  /// With the room behind the end, where a longer text may have stood.
-  static void Wipe(std::string& text) {
-    text.resize(text.capacity());
-    explicit_bzero(text.data(), text.size());
+  ~SecretText() {
+    if (text.capacity() > std::string().capacity()) {
+      WipeText(text);
+    }
+    text.~basic_string();
+    Wipe(&text, sizeof text);  // a short text lies in the object itself
   }
 
-  std::string text;
+  /// With the room behind the end, where a longer text may have stood.
+  static void WipeText(std::string& text) {
+    text.resize(text.capacity());
+    Wipe(text.data(), text.size());
+  }
+
+  union {  // ends when the destructor says so
+    std::string text;
+  };
 };
 
 }  // namespace pyquelt
