@@ -33,7 +33,7 @@ PyObject* PyShallowRekey(PyObject*, PyObject* args) {
   std::vector<std::string> disks;
   bool parsed = false;
   // No failure of the host's yet: want of memory is MemoryError here.
-  if (!RunUnderLock({}, [&] { parsed = AppendTexts(list, disks); })) {
+  if (!RunUnderLock(kOnNoException, [&] { parsed = AppendTexts(list, disks); })) {
     return nullptr;
   }
   if (!parsed) {

@@ -107,7 +107,7 @@ PyObject* PyGetKmsPasswordFromConfigStore(PyObject*, PyObject* args) {
   if (!PyArg_ParseTuple(args, "ss", &first, &second)) {
     return Raise(PyExc_RuntimeError, "Failed to extract parameters");
   }
-  const FailureRule rule = OnStdException(PyExc_ValueError);
+  const auto rule = OnStdException(PyExc_ValueError);
   std::string keyId;
   if (!RunUnderLock(rule, [&] { keyId = QueltUtil::KeyIdForKek(first, second); })) {
     return nullptr;

@@ -70,14 +70,18 @@ struct FailureRule {
   Prefix prefix{};
 };
 
+// Functions state their rule as a callable, so that it costs nothing while nothing fails.
+
 /// The rule of most functions: every std::exception becomes `type` with the exception's text.
-inline FailureRule OnStdException(PyObject* type) {
-  return {FailureRule::Catches::kStdException, type, {}};
+inline auto OnStdException(PyObject* const& type) {
+  return [&type] { return FailureRule{FailureRule::Catches::kStdException, type, {}}; };
 }
 /// The rule of the others: a QueltCtlException becomes `type` with `prefix` and its text.
-inline FailureRule OnCtlException(PyObject* type, Prefix prefix) {
-  return {FailureRule::Catches::kCtlException, type, prefix};
+inline auto OnCtlException(PyObject* const& type, Prefix prefix) {
+  return [&type, prefix] { return FailureRule{FailureRule::Catches::kCtlException, type, prefix}; };
 }
+/// The rule of functions that have no type of their own.
+inline constexpr auto kOnNoException = [] { return FailureRule{}; };
 
 /// Raises the Python exception that `rule` gives for `failure` (empty: an exception of a foreign
 /// language). Returns null. Lock held.
@@ -107,12 +111,12 @@ class KeptFailure {
 };
 
 /// Runs `body` with the lock held. False when it threw; the Python exception is then set.
-template <typename Body>
-bool RunUnderLock(const FailureRule& rule, Body&& body) {
+template <typename Rule, typename Body>
+bool RunUnderLock(const Rule& rule, Body&& body) {
   KeptFailure failure;
   failure.Keep(std::forward<Body>(body));
   if (failure.thrown()) {
-    RaiseFailure(failure.exception(), rule);
+    RaiseFailure(failure.exception(), rule());
   }
   return !failure.thrown();
 }
@@ -120,8 +124,8 @@ bool RunUnderLock(const FailureRule& rule, Body&& body) {
 /// Runs `work` with the lock released, then `build` with the lock held, and returns what `build`
 /// returns: a new reference, or null with an error set. When `work` threw, `discard` runs with the
 /// lock held in place of `build`.
-template <typename Work, typename Build, typename Discard>
-PyObject* CallPlatform(const FailureRule& rule, Work&& work, Build&& build, Discard&& discard) {
+template <typename Rule, typename Work, typename Build, typename Discard>
+PyObject* CallPlatform(const Rule& rule, Work&& work, Build&& build, Discard&& discard) {
   KeptFailure failure;
   PyThreadState* const state = PyEval_SaveThread();
   failure.Keep(std::forward<Work>(work));
@@ -129,14 +133,14 @@ PyObject* CallPlatform(const FailureRule& rule, Work&& work, Build&& build, Disc
   PyEval_RestoreThread(state);
   if (failure.thrown()) {
     std::forward<Discard>(discard)();
-    return RaiseFailure(failure.exception(), rule);
+    return RaiseFailure(failure.exception(), rule());
   }
   PyObject* result = nullptr;
   return RunUnderLock(rule, [&] { result = std::forward<Build>(build)(); }) ? result : nullptr;
 }
 
-template <typename Work, typename Build>
-PyObject* CallPlatform(const FailureRule& rule, Work&& work, Build&& build) {
+template <typename Rule, typename Work, typename Build>
+PyObject* CallPlatform(const Rule& rule, Work&& work, Build&& build) {
   return CallPlatform(rule, std::forward<Work>(work), std::forward<Build>(build), [] {});
 }
 

@@ -51,7 +51,7 @@ PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
   if (PyList_GET_SIZE(list) == 0) {
     return Raise(PyExc_RuntimeError, "object uuids parameter is required");
   }
-  const FailureRule rule =
+  const auto rule =
       OnCtlException(PyExc_RuntimeError, "Failed to get objects extended attributes: ");
   std::vector<std::string> uuids;
   bool parsed = false;

@@ -64,7 +64,7 @@ PyObject* PyCreateObject(PyObject*, PyObject* args, PyObject* keywords) {
   std::int32_t status = 0;
   Identifier uuid{};
   return CallPlatform(
-      FailureRule{},
+      kOnNoException,
       [&] {
         status = ObjUtil_Create(object.cid.data(), object.ufn, object.haMetaData, object.policy,
                                 object.allocType, object.size, object.capabilities,
@@ -96,7 +96,7 @@ PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
   }
   std::int32_t status = 0;
   return CallPlatform(
-      FailureRule{},
+      kOnNoException,
       [&] { status = ObjUtil_Delete(cid.data(), uuid.data(), force != 0, nullptr, nullptr); },
       [&] { return status != 0 ? RaiseStatus(status) : NewNone(); });
 }

@@ -77,7 +77,7 @@ bool ParseUnicastAgentTarget(const char* type, const char* address, PyObject* po
                              UnicastAgentTarget& target) {
   bool parsed = false;
   // Two quick platform calls, which may throw, and the texts of refusals.
-  const bool answered = RunUnderLock({}, [&] {
+  const bool answered = RunUnderLock(kOnNoException, [&] {
     parsed = ParseType(type, target.nodeType) && ParseAddress(address, target.address) &&
              ParsePort(port, target.port);
   });
