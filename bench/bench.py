@@ -64,7 +64,7 @@ def measure(build, embedded_folder):
     figures["bindings"] = stage("bindings.py", environment=memory)
     rounds.progress("counting instructions")
     figures["counts"] = counts.per_call(
-        [name if name == "pyquelt" else name + "_peer" for name in peers], memory)
+        [name if name == "pyquelt" else name + "_peer" for name in peers] + ["raw C++"], memory)
     figures["growth"] = stage("listing.py", "growth", environment=memory)
     figures["memory"] = {name: stage("listing.py", name, environment=memory)
                          for name in ("pyquelt", "plain_peer")}

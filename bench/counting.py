@@ -17,6 +17,16 @@ import rounds
 RUNS = {0: (100, 600), 1000: (1, 3)}
 
 
+def runner(binding, function, arguments):
+    """Calls the function so many times; None where the binding has no such function."""
+    if binding == "raw C++":
+        raw_loop = importlib.import_module("raw_loops").raw_loop
+        return lambda runs: raw_loop(function, runs)
+    call = getattr(importlib.import_module(binding), function, None)
+    loop = rounds.loop_of(len(arguments))
+    return call and (lambda runs: loop(call, itertools.repeat(None, runs), *arguments))
+
+
 def count_calls(names):
     gc.disable()  # its moments depend on what else is alive
     for name, function, arguments, agents, _ in bindings.ROWS:
@@ -24,14 +34,12 @@ def count_calls(names):
             continue
         ctypes.CDLL("libquelt.so").memory_host_agents(ctypes.c_size_t(agents))
         for binding in names:
-            call = getattr(importlib.import_module(binding), function, None)
-            if call is None:
+            run = runner(binding, function, arguments)
+            if run is None:
                 continue
-            loop = rounds.loop_of(len(arguments))
             for runs in (RUNS[agents][0],) + RUNS[agents]:  # the first one warms up
-                turns = itertools.repeat(None, runs)
                 counter.start()
-                loop(call, turns, *arguments)
+                run(runs)
                 counter.stop("%s|%s|%d" % (name, binding, runs))
 
 

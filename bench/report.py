@@ -74,7 +74,7 @@ def bindings_table(figures):
 
 
 def counts_table(figures):
-    names = [name for name in list(COLOURS) + ["floor"]
+    names = [name for name in list(COLOURS) + ["floor", "raw C++"]
              if any(name in counts for counts in figures["counts"].values())]
     return table(["call"] + names, [
         [row] + ["{:,.0f}".format(counts[name]) if name in counts else "" for name in names]

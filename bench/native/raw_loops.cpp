@@ -7,24 +7,29 @@
 
 namespace {
 
-/// Runs an operation so many times, natively.
-bool RunOperation(std::string_view operation, long count) {
+template <typename Operation>
+void Repeat(long count, const Operation& operation) {
+  for (long i = 0; i < count; ++i) {
+    operation(static_cast<unsigned long>(i));
+  }
+}
+
+/// Runs an operation so many times, natively. False: there is none of that name.
+bool RunOperation(std::string_view name, long count) {
   static const unsigned char dek[ENCR_DEK_SIZE] = {1, 2, 3};
   static unsigned char block[ENCR_BLOCK_SIZE];
-  for (long i = 0; i < count; ++i) {
-    if (operation == "GetHardwareSku") {
-      operations::GetHardwareSku();
-    } else if (operation == "SetIloAuth") {
-      operations::SetIloAuth("administrator", "a password");
-    } else if (operation == "CheckKmsStatus") {
-      operations::CheckKmsStatus("cluster-1", "key-1", 10);
-    } else if (operation == "Decrypt2kBlock") {
-      operations::Decrypt2kBlock(dek, static_cast<unsigned long>(i), block, block);
-    } else if (operation == "GetUnicastAgents") {
-      operations::GetUnicastAgents(false);
-    } else {
-      return false;
-    }
+  if (name == "GetHardwareSku") {
+    Repeat(count, [](unsigned long) { operations::GetHardwareSku(); });
+  } else if (name == "SetIloAuth") {
+    Repeat(count, [](unsigned long) { operations::SetIloAuth("administrator", "a password"); });
+  } else if (name == "CheckKmsStatus") {
+    Repeat(count, [](unsigned long) { operations::CheckKmsStatus("cluster-1", "key-1", 10); });
+  } else if (name == "Decrypt2kBlock") {
+    Repeat(count, [](unsigned long i) { operations::Decrypt2kBlock(dek, i, block, block); });
+  } else if (name == "GetUnicastAgents") {
+    Repeat(count, [](unsigned long) { operations::GetUnicastAgents(false); });
+  } else {
+    return false;
   }
   return true;
 }
