@@ -6,7 +6,7 @@ import time
 
 import rounds
 
-CALLS, ROUNDS, THREAD_CALLS, THREAD_ROUNDS = 1500, 201, 20000, 15
+CALLS, ROUNDS, THREAD_CALLS, THREAD_ROUNDS = 1500, 201, 20000, 101
 
 
 def call_times(function, dek, block, calls):
