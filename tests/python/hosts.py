@@ -27,9 +27,10 @@ _WATCHED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "").replace("detect_l
 #: The tool quelt-host.
 TOOL = quelt_testing.tool_path()
 
-# From 3.12 on the interpreter warns of forks beside threads, which some tests are about.
-_PYTHON = [sys.executable, "-X", "faulthandler", "-W", "ignore:This process:DeprecationWarning",
-           "-c"]
+#: The command that runs this interpreter on a text.
+# From 3.12 on it warns of forks beside threads, which some tests are about.
+PYTHON = [sys.executable, "-X", "faulthandler", "-W", "ignore:This process:DeprecationWarning",
+          "-c"]
 
 
 def start(command, state=None, env=None, **options):
@@ -41,12 +42,17 @@ def start(command, state=None, env=None, **options):
 
 def start_python(script, *args, **options):
     """Starts this interpreter on the text `script`; options as for start()."""
-    return start(_PYTHON + [script] + list(args), **options)
+    return start(PYTHON + [script] + list(args), **options)
 
 
 def run_python(script, *args, **options):
     """Runs this interpreter on the text `script`; options as for run()."""
-    return run(_PYTHON + [script] + list(args), **options)
+    return run(PYTHON + [script] + list(args), **options)
+
+
+def can_run(command):
+    """Whether this machine has the program and lets us run it."""
+    return shutil.which(command[0]) is not None and run(command).code == 0
 
 
 def quelt_host(*args, env=(), **options):

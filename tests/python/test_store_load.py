@@ -68,6 +68,25 @@ for turn in range(int(sys.argv[2])):
 stop.set(); work.join()
 """
 
+# Asks in the last moment before a fork, after the host library has prepared for it: handlers of a
+# fork run in the opposite order of their coming.
+AT_FORK = """
+import ctypes, os, sys
+def of_the_state():
+    paths = ['/proc/self/fd/' + name for name in os.listdir('/proc/self/fd')]
+    return sorted({os.readlink(path) for path in paths if os.path.islink(path)
+                   and os.readlink(path).startswith(sys.argv[1])})
+at_fork = []
+handler = ctypes.CFUNCTYPE(None)(lambda: at_fork.append(of_the_state()))
+assert ctypes.CDLL(None).__register_atfork(handler, None, None, None) == 0
+import pyquelt
+pyquelt.SetIloAuth('a', 'b')
+held = of_the_state()
+pid = os.fork() or os._exit(0)
+os.waitpid(pid, 0)
+assert held and at_fork == [[]], (held, at_fork)
+"""
+
 RUN = "import mixed_work, sys; mixed_work.run(sys.argv[1], sys.argv[3:], int(sys.argv[2]) or None)"
 
 
@@ -125,6 +144,9 @@ class LoadTest(hosts.HostTestCase):
             rounds += 1
         deep.figure("{} processes of {} threads: {} acknowledged writes in {:.0f} s, none lost, "
                     "none refused", PROCESSES, THREADS, self.acknowledged, time.time() - begin)
+
+    def test_connection_is_open_in_a_fork(self):
+        self.script(AT_FORK, hosts.STATE)
 
     def test_fork_during_calls_loses_work_or_hangs(self):
         self.script(FORK, self.folder, str(FORKS))
