@@ -15,15 +15,13 @@ declare -Ar FUZZ_RUNS=(
     [scenario]="2000 1000000"
     [state_file]="1000 200000"
 )
-# Folders with inputs beside tests/fuzz/corpus/<target>.
-declare -Ar FUZZ_INPUTS=([scenario]="embedded_host/scenario tests/python/data")
 
 # fuzz_target TARGET RUNS SEED: from the kept inputs on; what it finds stays below build/. Seed 0 is
 # another one each time.
 fuzz_target() {
     local target=$1 runs=$2 seed=$3 work=$FUZZ_WORK/found/$1 log=$FUZZ_WORK/$1.log
     local temporary=$PWD/$FUZZ_WORK/tmp inputs=()
-    read -ra inputs <<<"tests/fuzz/corpus/$target ${FUZZ_INPUTS[$target]:-}"
+    mapfile -t inputs <"$BUILD/sanitize-address/tests/fuzz/$target.inputs"
     mkdir -p "$work" "$temporary"
     if TMPDIR=$temporary "$BUILD/sanitize-address/bin/fuzz_$target" -runs="$runs" -seed="$seed" \
         -timeout=30 -rss_limit_mb=4096 -max_len=300000 -artifact_prefix="$FUZZ_WORK/$target-" \

@@ -41,8 +41,12 @@ CASES = (
     ("Decrypt2kBlock", 2048, False, (bytes(64), 0, bytes(2048)), "Decrypt2kBlock", ("output",)),
     ("SetIloAuth", 40, True, ("user", SECRET), "SetIloAuth", ()),
     ("SetIloAuth", 40, True, (SECRET, "word"), "SetIloAuth", ()),
+    # Texts of 15 letters lie in the std::string itself.
+    ("SetIloAuth", 15, True, (SECRET, "word"), "SetIloAuth", ()),
     ("GetIloAuth", 40, True, (), "GetIloAuth", ("first", "second")),
+    ("GetIloAuth", 15, True, (), "GetIloAuth", ("first", "second")),
     (_PASSWORD, 40, True, ("a", "b"), _PASSWORD, ("password",)),
+    (_PASSWORD, 15, True, ("a", "b"), _PASSWORD, ("password",)),
 )
 
 
