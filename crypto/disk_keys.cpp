@@ -24,13 +24,15 @@ static_assert(std::endian::native == std::endian::little, "metadata integers are
 
 namespace {
 
-/// What the host reports about one disk, zero-filled first; wiped at the end of the call.
+/// What the host reports about one disk, zero-filled first; wiped at the end of the call, also when
+/// the host fails after it wrote them: what is made before a constructor delegates is destroyed.
 struct DiskRecords {
   HostCtl::Quelt::Uuid uuid{};
   ENCR_Metadata metadata{};
   ENCR_Metadata_AWS aws{};
 
-  explicit DiskRecords(const char* disk) {
+  DiskRecords() = default;
+  explicit DiskRecords(const char* disk) : DiskRecords() {
     QueltUtil::GetEncMetadataForDisk(disk, uuid, metadata, aws);
   }
   DiskRecords(const DiskRecords&) = delete;

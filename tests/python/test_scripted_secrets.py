@@ -5,6 +5,7 @@ A secret exists in its objects only, and elsewhere with every bit turned round.
 """
 
 import random
+import threading
 import unittest
 
 import memory_search
@@ -64,10 +65,12 @@ class SecretTest(scripted.ScriptedTestCase):
         """One call with the secret; afterwards its objects are wiped."""
         name, _, is_text, args, operation, outputs = case
         out = dict({output: turned for output in outputs}, length=len(turned))
-        scripted.answer(operation, scripted.out(**out))
+        answer = scripted.out(**out) if outputs else {}
+        if ends == "refused":
+            answer = scripted.returns(False, **dict(out, length=5000))
         if ends == "failed":  # where something is handed out, after that
-            scripted.answer(operation, scripted.returns(False, **dict(out, length=5000))
-                            if outputs else scripted.throws("no"))
+            answer.update(scripted.throws("no"))
+        scripted.answer(operation, answer)
         secret = turned.translate(INVERT)
         if is_text:
             text = secret.decode("ascii")
@@ -88,11 +91,14 @@ class SecretTest(scripted.ScriptedTestCase):
 
     def test_secret_stays_in_memory(self):
         for case in CASES:
-            for ends in ("well", "failed", "unwound"):
+            for ends in ("well", "refused", "failed", "unwound"):
                 self.call(case, inverted(case[1], case[2]), ends)  # all symbols bound
                 turned = inverted(case[1], case[2])
                 with self.subTest(case[0], outputs=case[5], ends=ends):
-                    self.call(case, turned, ends)
+                    # On a stack of its own, where nothing comes after the call.
+                    thread = threading.Thread(target=self.call, args=(case, turned, ends))
+                    thread.start()
+                    thread.join()
                     self.assertEqual(found(turned), 0)
 
     def test_search_finds_nothing_at_all(self):

@@ -162,6 +162,12 @@ Answer::Answer(const char* operation, std::in_place_t, json arguments)
   if (answer_.contains("watch")) {
     Watch(operation, answer_["watch"].get<double>());
   }
+  if (!answer_.contains("out")) {
+    ThrowIfToldTo();
+  }
+}
+
+void Answer::ThrowIfToldTo() const {
   if (answer_.contains("throws")) {
     Throw(answer_["throws"]);
   }

@@ -111,10 +111,11 @@ class Answer {
   /// Whether the script says that null is returned.
   bool ReturnsNull() const { return answer_.contains("returns") && answer_["returns"].is_null(); }
 
-  /// Writes outputs, by name, when the script gives them.
+  /// Writes outputs, by name, when the script gives them; what it throws as well comes after that.
   template <typename... Outputs>
   const Answer& Out(Outputs&&... outputs) const {
     ReadMembers(out(), std::forward<Outputs>(outputs)...);
+    ThrowIfToldTo();
     return *this;
   }
   /// The elements of an output that is a list; none when the script does not give it.
@@ -124,6 +125,7 @@ class Answer {
 
  private:
   Answer(const char* operation, std::in_place_t, json arguments);
+  void ThrowIfToldTo() const;
   json out() const { return answer_.value("out", json::object()); }
 
   json answer_;
