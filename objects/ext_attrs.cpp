@@ -42,8 +42,10 @@ using LibraryText = std::unique_ptr<char, FreeText>;
 /// An object's extended parameters. A handle is given back once, also when reading failed.
 class ExtParams {
  public:
-  explicit ExtParams(const std::string& path)
-      : read_(ObjLib_GetExtParams(path.c_str(), 0, &params_) == 0 && params_ != nullptr) {}
+  ExtParams() = default;
+  explicit ExtParams(const std::string& path) : ExtParams() {  // destroyed whatever comes next
+    read_ = ObjLib_GetExtParams(path.c_str(), 0, &params_) == 0 && params_ != nullptr;
+  }
   ExtParams(const ExtParams&) = delete;
   ExtParams& operator=(const ExtParams&) = delete;
   ~ExtParams() {
@@ -57,7 +59,7 @@ class ExtParams {
 
  private:
   ObjLibExtParams* params_ = nullptr;
-  bool read_;
+  bool read_ = false;
 };
 
 std::string TextOrEmpty(const LibraryText& text) { return text ? text.get() : ""; }
