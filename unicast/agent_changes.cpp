@@ -110,6 +110,7 @@ PyObject* PySetUnicastInfoInConfigStore(PyObject*, PyObject* args, PyObject* key
 
 PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
   static const char* const kNames[] = {"addr", "uuid", "port", "type", "replaceWitness", nullptr};
+  UnicastAgentTarget target;
   const char* addr = nullptr;
   const char* uuid = kDefaultUnicastUuid;
   PyObject* portObject = nullptr;
@@ -120,7 +121,6 @@ PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
       uuid == nullptr || type == nullptr) {
     return Raise(PyExc_RuntimeError, "Failed to extract parameters");
   }
-  UnicastAgentTarget target;
   if (!ParseUnicastAgentTarget(type, addr, portObject, target)) {
     return nullptr;
   }
