@@ -34,18 +34,19 @@ class Goals:
 
     def floor_reason(self, row, peer):
         """What the calling convention and the native operation alone take of a peer's call, in time
-        and in instructions, which no other work on the machine disturbs."""
+        and in instructions, which no other work on the machine disturbs; and our whole call."""
         found = self.rows[row]
         if not {"floor", "raw C++", peer} <= set(found):
             return ""
         parts = []
         for costs in ({name: found[name]["ratio"]["median"] for name in found},
                       self.figures["counts"][row]):
-            floor, native = (costs[name] / costs[peer] for name in ("floor", "raw C++"))
-            parts += [floor, native, floor + native]
+            floor, native, whole = (costs[name] / costs[peer]
+                                    for name in ("floor", "raw C++", "pyquelt"))
+            parts += [floor, native, floor + native, whole]
         return ("the required way to be called (%.2f of " + peer + "'s call) and the native"
-                " operation (%.2f) alone make %.2f; in instructions %.2f and %.2f, %.2f"
-                ) % tuple(parts)
+                " operation (%.2f) alone make %.2f, of %.2f; in instructions %.2f and %.2f, %.2f"
+                " of %.2f") % tuple(parts)
 
     def add_bindings(self):
         for row in SMALL + (THOUSAND, MANY):
