@@ -15,16 +15,14 @@ namespace {
 constexpr int kHighestFormatVersion = 13;
 
 /// The cluster's cap; 0 when the cluster reports none.
-int ReportedMaxVersion(Connection& db) {
-  return std::stoi(FindSetting(db, "maxDiskVersion").value_or("0"));
+std::uint8_t ReportedMaxVersion(Connection& db) {
+  return FindNumber(db, "maxDiskVersion").value_or(0);
 }
 
 }  // namespace
 
 std::uint8_t EmbeddedHostSystem::GetOqtaMaxDiskVersion() {
-  return Operation("GetOqtaMaxDiskVersion").Read([](Connection& db) {
-    return static_cast<std::uint8_t>(ReportedMaxVersion(db));
-  });
+  return Operation("GetOqtaMaxDiskVersion").Read(ReportedMaxVersion);
 }
 
 // A group that is as high already, or higher, stays as it is.

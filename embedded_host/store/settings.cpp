@@ -1,5 +1,9 @@
 #include "embedded_host/store/settings.h"
 
+#include <charconv>
+
+#include "platform/exception.h"
+
 namespace quelt {
 
 std::optional<std::string> FindSetting(Connection& db, const char* name) {
@@ -15,6 +19,21 @@ bool FindSetting(Connection& db, const char* name, std::string& value) {
     value.assign(text.begin(), text.end());
   }
   return found;
+}
+
+std::optional<std::uint8_t> FindNumber(Connection& db, const char* name) {
+  const std::optional<std::string> text = FindSetting(db, name);
+  if (!text) {
+    return std::nullopt;
+  }
+  std::uint8_t number = 0;
+  const char* const end = text->data() + text->size();
+  const auto read = std::from_chars(text->data(), end, number);
+  if (read.ec != std::errc() || read.ptr != end) {
+    throw HostCtl::Lib::Quelt::QueltCtlException("The host's state holds no number as " +
+                                                 std::string(name));
+  }
+  return number;
 }
 
 void PutSetting(Connection& db, const char* name, const std::string& value) {

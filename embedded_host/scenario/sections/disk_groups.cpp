@@ -79,8 +79,8 @@ json DumpGroup(Connection& db, const std::string& name, std::int64_t version) {
 }
 
 void Dump(Connection& db, bool, json& document) {
-  if (const auto version = FindSetting(db, "maxDiskVersion")) {
-    document["maxDiskVersion"] = std::stoi(*version);
+  if (const auto version = FindNumber(db, "maxDiskVersion")) {
+    document["maxDiskVersion"] = *version;
   }
   DumpDisks(db, document);
   Rows rows = db.Query("SELECT name, format_version FROM disk_group ORDER BY name");
