@@ -221,7 +221,7 @@ TEST_P(IoFaults, StateIsHalfWayOrTheProcessIsStuck) {
   int points = 0;
   for (const Failure& failure : kFailures) {
     for (const bool dying : {false, true}) {
-      for (int nth = 1;; nth += deep ? 1 : 1 + nth / 4) {
+      for (int nth = 1;; nth += deep ? 1 : 1 + nth / 8) {
         SCOPED_TRACE(failure.name + (" " + std::to_string(nth)) + (dying ? ", then a crash" : ""));
         Prepare();
         const auto outcome = (dying ? DyingOutcome : FailingOutcome)(GetParam(), failure, nth);
@@ -231,6 +231,9 @@ TEST_P(IoFaults, StateIsHalfWayOrTheProcessIsStuck) {
         ++points;
         ExpectBeforeOrAfter(*outcome);
         if (!dying) {
+          // What may not last is not acknowledged. (In a child SQLite makes its log anew, and goes
+          // on when the folder cannot be synchronised.)
+          EXPECT_TRUE(failure.call != io::Call::kSync || !outcome->empty());
           EXPECT_TRUE(*outcome == "" || *outcome == "refused" || outcome->starts_with(Folder()))
               << *outcome;
           EXPECT_NO_THROW(ReadSku());
