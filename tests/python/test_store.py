@@ -72,7 +72,7 @@ REFUSED_TO_NOBODY = [
 
 # What is loaded without a look at it, and read later.
 ODD_VALUES = (
-    "object SET class = 99", "object SET alloc_type = -1",
+    "object SET class = 99", "object SET alloc_type = -1", "agent SET node_type = -2",
     "object SET uuid = x'00' WHERE class = 7",
     "disk SET uuid = x'00' WHERE position = 1", "disk SET metadata = x'00'",
     "disk SET aws = cast(zeroblob(192) || x'ffff' AS BLOB) || zeroblob(318)",
