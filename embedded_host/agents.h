@@ -49,8 +49,8 @@ void PutRecordedAgent(Connection& db, const Agent& agent);
 /// Removes an agent, if it is there.
 void DeleteAgent(Connection& db, AgentList list, const AgentKey& key);
 
-/// All agents of a list, in the order in which they came. Throws QueltCtlException when a state from
-/// elsewhere holds another node type.
+/// All agents of a list, in the order in which they came. Throws QueltCtlException when a state
+/// from elsewhere holds another node type.
 std::vector<Agent> AllAgents(Connection& db, AgentList list);
 
 /// Appends the membership list; with `includeExtra` also the recorded agents that are not in it.
