@@ -49,7 +49,7 @@ struct SecretText {
       WipeText(text);
     }
     text.~basic_string();
-    Wipe(&text, sizeof(std::string));  // a short text lies in the object itself
+    Wipe(this, sizeof *this);  // a short text lies in the object itself
   }
 
   /// With the room behind the end, where a longer text may have stood.
