@@ -36,8 +36,9 @@ using ZelCtl::Quelt::QueltConfigStore;
 
 std::string Folder() { return std::filesystem::path(Store::Instance().path()).parent_path(); }
 
-const std::vector<std::string> kDisks = {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002",
-                                         "naa.58ce38ee20a1c003"};
+std::vector<std::string> Disks() {
+  return {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002", "naa.58ce38ee20a1c003"};
+}
 
 /// A fresh host on which three disks can be put under another KEK.
 nlohmann::json Scenario() {
@@ -102,7 +103,7 @@ constexpr Case kCases[] = {
     {"setting of two rows", SetCredential},
     {"setting that does not fit a page",
      [] { Require(QueltConfigStore().SetPerfsvcHostConfigStore("a", std::string(50000, 'b'))); }},
-    {"rekey", [] { EmbeddedHostSystem().ShallowRekeyDisks(kDisks, false); }},
+    {"rekey", [] { EmbeddedHostSystem().ShallowRekeyDisks(Disks(), false); }},
     {"encryption off", [] { EmbeddedHostSystem().SetHostEncryptionEnabled(false, false); }},
     {"creation of an object",
      [] {
@@ -234,7 +235,7 @@ TEST_P(IoFaults, StateIsHalfWayOrTheProcessIsStuck) {
           // What may not last is not acknowledged. (In a child SQLite makes its log anew, and goes
           // on when the folder cannot be synchronised.)
           EXPECT_TRUE(failure.call != io::Call::kSync || !outcome->empty());
-          EXPECT_TRUE(*outcome == "" || *outcome == "refused" || outcome->starts_with(Folder()))
+          EXPECT_TRUE(outcome->empty() || *outcome == "refused" || outcome->starts_with(Folder()))
               << *outcome;
           EXPECT_NO_THROW(ReadSku());
         }
