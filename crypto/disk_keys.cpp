@@ -1,5 +1,5 @@
 // A disk's encryption metadata, its wrapped and unwrapped DEK, and decryption of one block.
-#include <string.h>  // explicit_bzero, strnlen
+#include <string.h>  // strnlen
 
 #include <bit>
 #include <cstdint>
@@ -38,8 +38,8 @@ struct DiskRecords {
   DiskRecords(const DiskRecords&) = delete;
   DiskRecords& operator=(const DiskRecords&) = delete;
   ~DiskRecords() {
-    explicit_bzero(&metadata, sizeof metadata);
-    explicit_bzero(&aws, sizeof aws);
+    Wipe(&metadata, sizeof metadata);
+    Wipe(&aws, sizeof aws);
   }
   bool Has(std::uint8_t flag) const { return (metadata.flags & flag) != 0; }
 };
