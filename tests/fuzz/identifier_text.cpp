@@ -17,7 +17,7 @@ bool Accepts(const std::string& text, Identifier& identifier) {
   const bool accepted = Form::Read(text.c_str(), identifier);
   if (accepted) {
     Identifier again{};
-    Promise(Form::Read((text + "-0 z").c_str(), again) && again == identifier,
+    Promise(Form::Read((text + "-1 z").c_str(), again) && again == identifier,
             "what follows an identifier changes nothing");
   }
   return accepted;
