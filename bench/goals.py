@@ -66,7 +66,7 @@ class Goals:
             present = [peer for peer in PEERS if peer in self.rows[row]]
             best = min(present, key=lambda peer: self.rows[row][peer]["median"])
             self.add("%s: at most %.2f × the best peer (%s)" % (row, limit, best),
-                     self.against(row, best), limit, "see the instruction counts below")
+                     self.against(row, best), limit, "see the instruction counts")
         memory = self.figures["memory"]
         self.add("Peak memory of GetUnicastAgents, 100,000: at most 1.02 × plain",
                  memory["pyquelt"] / memory["plain_peer"], 1.02)
