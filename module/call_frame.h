@@ -70,7 +70,8 @@ struct FailureRule {
   Prefix prefix{};
 };
 
-// Functions state their rule as a callable, so that it costs nothing while nothing fails.
+// Functions state their rule as a callable, so that it costs nothing while nothing fails. A type is
+// the interpreter's own variable, which is read only then.
 
 /// The rule of most functions: every std::exception becomes `type` with the exception's text.
 inline auto OnStdException(PyObject* const& type) {
