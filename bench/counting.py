@@ -29,7 +29,7 @@ def runner(binding, function, arguments):
 
 def count_calls(names):
     gc.disable()  # its moments depend on what else is alive
-    filled = [bytes(2048) for _ in range(2000)]  # the heap's holes: in one of them a block costs more
+    filled = [bytes(2048) for _ in range(2000)]  # no holes left: in a hole a block costs more
     for name, function, arguments, agents, _ in bindings.ROWS:
         if agents not in RUNS:
             continue
