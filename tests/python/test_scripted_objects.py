@@ -8,7 +8,7 @@ from collections import OrderedDict
 import pyquelt
 import scripted
 from rows import RowTestCase, call, op, text_rows
-from scripted import out, returns
+from scripted import out, returns, throws
 
 ZEROS = b"\0" * 16
 NO_UUID = "00000000-0000-0000-0000-000000000000"
@@ -136,8 +136,16 @@ class ExtAttrsTest(RowTestCase):
             for names in (["", "nothing", CID, UUID[:34] + "-"], type("Texts", (list,), {})([""]))])
 
     def test_bad_list_or_text_gets_another_message(self):
-        self.check_rows([(call.GetObjectExtAttrs([]), {},
-                          (RuntimeError, "object uuids parameter is required"), [])] + [
+        given = dict(throws("no"), **out(objClass=1))  # a handle comes all the same
+        self.check_rows([
+            (call.GetObjectExtAttrs([]), {},
+             (RuntimeError, "object uuids parameter is required"), []),
+            (call.GetObjectExtAttrs([UUID]), library(ObjLib_GetExtParams=given),
+             (RuntimeError,
+              "Failed to get objects extended attributes: Failed to GetObjectExtAttrs: no"),
+             OPENED + [op.IsObjectAccessible(ZEROS, UUID_BYTES),
+                       op.ObjLib_GetExtParams(b"q://" + UUID.encode(), 0),
+                       op.ObjLib_FreeExtParams(1), op.ObjLib_Exit()])] + [
             (call.GetObjectExtAttrs([UUID, UUID]), library(DDBGet={"out": {key: b"\xff"}}),
              (RuntimeError, "PyDict_SetItemString failed with key:" + name), None)
             for key, name in (("quelt.FriendlyName", "ufn"), ("quelt.objPath", "objPath"))])

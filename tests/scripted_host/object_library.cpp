@@ -65,14 +65,13 @@ char* ObjLib_GetURIPrefix(int selector) {
 // A handle is handed back with every object class that the script gives, also beside a failure.
 int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
   const Answer answer("ObjLib_GetExtParams", path, flags);
-  std::int64_t objClass = INT64_MIN;
-  answer.Out("objClass", objClass);
-  if (objClass != INT64_MIN) {
+  if (answer.Gives("objClass")) {
     auto* const made = new Params;
-    made->objClass = made->its.objClass = static_cast<std::int32_t>(objClass);
-    made->descriptor = &made->its;
     LiveParams().insert(made);
     *params = made;
+    answer.Out("objClass", made->objClass);
+    made->its.objClass = made->objClass;
+    made->descriptor = &made->its;
   }
   return answer.Returns(0);
 }

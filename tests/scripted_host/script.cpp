@@ -174,8 +174,7 @@ void Answer::ThrowIfToldTo() const {
 }
 
 char* Answer::NewText(const char* name) const {
-  const json outputs = out();
-  return outputs.contains(name) ? strdup(ToBytes(outputs[name]).c_str()) : nullptr;
+  return Gives(name) ? strdup(ToBytes(out()[name]).c_str()) : nullptr;
 }
 
 }  // namespace scripted

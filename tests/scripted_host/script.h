@@ -111,6 +111,8 @@ class Answer {
   /// Whether the script says that null is returned.
   bool ReturnsNull() const { return answer_.contains("returns") && answer_["returns"].is_null(); }
 
+  /// Whether the script gives this output.
+  bool Gives(const char* name) const { return out().contains(name); }
   /// Writes outputs, by name, when the script gives them; what it throws as well comes after that.
   template <typename... Outputs>
   const Answer& Out(Outputs&&... outputs) const {
