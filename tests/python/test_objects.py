@@ -94,10 +94,18 @@ class ObjectsTest(hosts.HostTestCase):
         def versions():
             return sorted(facts["formatVersion"] for facts in pyquelt.GetT1DiskInfo().values())
 
-        self.assertEqual(versions(), [11, 11, 12])
+        older = self.dump()
+        group = older["diskGroups"][1]
+        for part in (group, older["t1Disks"][group["t1Disks"][0]]):
+            part["formatVersion"] = 10
+        self.assertEqual(self.load(older), "")
         for _ in range(2):
             self.assertIsNone(pyquelt.UpgradeFormatVersionForDiskGroup("group-1"))
-            self.assertEqual(versions(), [12, 12, 12])
+            self.assertEqual(versions(), [10, 12, 12])
+            groups = self.dump()["diskGroups"]
+            self.assertEqual([group["formatVersion"] for group in groups], [12, 10])
+        self.assertIsNone(pyquelt.UpgradeFormatVersionForDiskGroup("group-2"))
+        self.assertEqual(versions(), [12, 12, 12])
         dumped, figures = self.dump(), (pyquelt.GetHostInfo(), pyquelt.GetT1DiskInfo())
         self.assertEqual(self.load({}), "")
         self.assertEqual((pyquelt.GetOqtaCappedMaxDiskVersion(), pyquelt.GetT1DiskInfo()), (13, {}))
