@@ -5,6 +5,7 @@
 #include "config_store/functions.h"
 #include "module/call_frame.h"
 #include "module/py_ref.h"
+#include "module/result_helpers.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 
@@ -55,7 +56,7 @@ using Config = std::unordered_map<std::string, std::string>;
 
 bool SetText(PyObject* dict, const std::string& key, const std::string& text) {
   const PyRef value(PyUnicode_FromString(text.c_str()));
-  return value && PyDict_SetItemString(dict, key.c_str(), value.get()) == 0;
+  return value && PySetDictItemOwnKey(dict, key.c_str(), value.get()) == 0;
 }
 
 PyObject* NewTextDict(const Config& config) {

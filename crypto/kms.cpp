@@ -8,6 +8,7 @@
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
 #include "module/py_ref.h"
+#include "module/result_helpers.h"
 #include "module/secret_area.h"
 #include "platform/exception.h"
 #include "platform/quelt_util.h"
@@ -34,10 +35,8 @@ const char* SetStatusItem(PyObject* dict, const char* key, PyObject* stolen) {
   if (!value) {
     return "Py_BuildValue failed!";
   }
-  const PyRef name(PyUnicode_FromString(key));
-  return name && PyDict_SetItem(dict, name.get(), value.get()) == 0
-             ? nullptr
-             : "PyDict_SetItemString failed!";
+  return PySetDictItemOwnKey(dict, key, value.get()) == 0 ? nullptr
+                                                          : "PyDict_SetItemString failed!";
 }
 
 PyObject* NewStatusDict(const Status& status, const char* textKey) {

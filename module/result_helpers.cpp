@@ -66,6 +66,11 @@ template bool PySetDictValue<const char*>(PyObject*, DictKey&, const char*, std:
 template bool PySetDictValue<bool>(PyObject*, DictKey&, bool, std::string&);
 template bool PySetDictValue<long>(PyObject*, DictKey&, long, std::string&);
 
+int PySetDictItemOwnKey(PyObject* dict, const char* key, PyObject* value) {
+  const PyRef object(PyUnicode_FromString(key));
+  return object ? PyDict_SetItem(dict, object.get(), value) : -1;
+}
+
 bool PySetDictItem(PyObject* dict, const char* key, PyObject* value) {
   const PyRef owned(value);
   if (owned && PyDict_SetItemString(dict, key, value) == 0) {

@@ -64,9 +64,14 @@ extern template bool PySetDictValue<const char*>(PyObject*, DictKey&, const char
 extern template bool PySetDictValue<bool>(PyObject*, DictKey&, bool, std::string&);
 extern template bool PySetDictValue<long>(PyObject*, DictKey&, long, std::string&);
 
-/// Sets `value` under `key`; takes over the reference to `value`, which may be null (a failed
-/// conversion). On false it has emptied `dict`, released the caller's reference to it and raised
-/// RuntimeError: the caller returns null and never touches `dict` again.
+/// As PyDict_SetItemString, but under a key object of its own, given back with the dictionary. For
+/// keys that are data: PyDict_SetItemString interns its key, and from CPython 3.12 on what is
+/// interned stays for the life of the process.
+int PySetDictItemOwnKey(PyObject* dict, const char* key, PyObject* value);
+
+/// Sets `value` under `key`, a field's name; takes over the reference to `value`, which may be null
+/// (a failed conversion). On false it has emptied `dict`, released the caller's reference to it and
+/// raised RuntimeError: the caller returns null and never touches `dict` again.
 bool PySetDictItem(PyObject* dict, const char* key, PyObject* value);
 
 }  // namespace pyquelt

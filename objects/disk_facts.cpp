@@ -7,6 +7,7 @@
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
 #include "module/py_ref.h"
+#include "module/result_helpers.h"
 #include "objects/functions.h"
 
 namespace pyquelt {
@@ -82,9 +83,7 @@ bool FillResult(PyObject* result, const FactsByDisk& disks) {
     if (!dict) {
       return false;
     }
-    // A key of its own: one that PyDict_SetItemString makes may never be given back.
-    const PyRef key(PyUnicode_FromString(name.c_str()));
-    if (!key || PyDict_SetItem(result, key.get(), dict.get()) != 0) {
+    if (PySetDictItemOwnKey(result, name.c_str(), dict.get()) != 0) {
       RaiseAndClear(dict.get(), "PyDict_SetItemString result failed!");
       return false;
     }

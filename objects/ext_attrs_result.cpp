@@ -29,13 +29,14 @@ PyObject* NewResult(const std::vector<ObjectExtAttrs>& records) {
     return Raise(PyExc_RuntimeError, "PyDict_New failed!");
   }
   for (const ObjectExtAttrs& record : records) {
-    PyObject* const attrs = NewAttrsDict(record);
-    if (attrs == nullptr) {
+    const PyRef attrs(NewAttrsDict(record));
+    if (!attrs) {
       return nullptr;
     }
-    if (!PySetDictItem(result.get(), record.uuid.c_str(), attrs)) {
-      result.release();  // the failed insertion has given it back
-      return nullptr;
+    if (PySetDictItemOwnKey(result.get(), record.uuid.c_str(), attrs.get()) != 0) {
+      PyDict_Clear(result.get());
+      return Raise(PyExc_RuntimeError,
+                   "PyDict_SetItemString failed with key:", record.uuid.c_str());
     }
   }
   return result.release();

@@ -66,6 +66,18 @@ def set_answers(way):
         scripted.answer(operation, answer)
 
 
+def renewed(value, number):
+    """The way, or what it consists of, with `number` behind each text that ends in "+", so that no
+    two calls need have a text in common."""
+    if isinstance(value, Way):
+        return Way(*[renewed(item, number) for item in value])
+    if isinstance(value, dict):
+        return {name: renewed(item, number) for name, item in value.items()}
+    if isinstance(value, (list, tuple)):
+        return type(value)([renewed(item, number) for item in value])
+    return value + str(number) if isinstance(value, str) and value.endswith("+") else value
+
+
 def outcome(function, way):
     """Calls `function`: the result, or the exception's (type, text)."""
     try:

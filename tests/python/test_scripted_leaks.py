@@ -4,6 +4,7 @@ nothing that one call does not; nor do calls in which an interpreter call or an 
 import array
 import ctypes
 import gc
+import itertools
 import os
 import sys
 import unittest
@@ -17,6 +18,7 @@ from fault_build import CALL, MEMORY, NATIVE_MEMORY, attempts, ways
 CALLS = deep.full(10000, otherwise=60)
 # What one leaking allocation takes at least, in bytes.
 SMALLEST = 24
+NUMBERS = itertools.count()
 
 
 class _Mallinfo(ctypes.Structure):
@@ -73,9 +75,10 @@ class LeakTest(scripted.ScriptedTestCase):
         def run(way):
             function = getattr(pyquelt, way.function)
             for i in range(CALLS):
-                if i % 50 == 0:
-                    sweep.set_answers(way)
-                sweep.outcome(function, way)
+                fresh = sweep.renewed(way, next(NUMBERS))
+                if i % 50 == 0 or fresh.answers != way.answers:
+                    sweep.set_answers(fresh)
+                sweep.outcome(function, fresh)
 
         tried = [way for way, _ in ways()]
         self.assertEqual([grown for grown in (

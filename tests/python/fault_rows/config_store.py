@@ -14,10 +14,10 @@ ROWS = [
     ("SetPerfsvcHostConfigStore", ("a", "b"), {}, {},
      {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
     ("GetPerfsvcHostConfigStore", (), {},
-     {"GetPerfsvcHostConfigStore": {"out": {"config": [["one", "two"], ["three", "four"]]}}},
+     {"GetPerfsvcHostConfigStore": {"out": {"config": [["one", "two"], ["three+", "four+"]]}}},
      {"PyDict_New": runtime("PyDict_New failed!"),
       "PyUnicode_FromString": runtime("PyDict_SetItemString failed!"),
-      "PyDict_SetItemString": runtime("PyDict_SetItemString failed!")}),
+      "PyDict_SetItem": runtime("PyDict_SetItemString failed!")}),
     ("SetClusterTimeMachineConfigStore", ("a", "b"), {}, {},
      {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
 ]

@@ -17,7 +17,7 @@ _NO_RESULT = runtime("PyDict_New result failed!")
 
 _UNREADABLE = {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromFormat": MEMORY}
 
-_DISKS = [["disk", [["fact", 1000], ["other", 2000]]], ["next", [["fact", 3000]]]]
+_DISKS = [["disk+", [["fact", 1000], ["other", 2000]]], ["next", [["fact", 3000]]]]
 
 
 ROWS = [
@@ -36,8 +36,9 @@ ROWS = [
      {"PyArg_ParseTuple": _BAD_LIST, "PyUnicode_AsUTF8AndSize": _BAD_LIST,
       "PyDict_New": runtime("PyDict_New failed!"),
       "Py_BuildValue": not_set("ufn", "objPath", "objClass") * 2,
-      "PyDict_SetItemString": (not_set("ufn", "objPath", "objClass", _UUID) +
-                               not_set("ufn", "objPath", "objClass", _UUID + "+"))}),
+      "PyDict_SetItemString": not_set("ufn", "objPath", "objClass") * 2,
+      "PyUnicode_FromString": not_set(_UUID, _UUID + "+"),
+      "PyDict_SetItem": not_set(_UUID, _UUID + "+")}),
     ("GetOqtaCappedMaxDiskVersion", (), {}, {}, {"Py_BuildValue": MEMORY}),
     ("UpgradeFormatVersionForDiskGroup", ("g",), {}, {},
      {"PyArg_ParseTuple": runtime("Unable to parse diskName")}),

@@ -3,7 +3,7 @@
 from fault_rows import BAD_PARAMETERS, MEMORY, runtime
 
 
-def listing(text, uuid="uuid"):
+def listing(text, uuid="uuid+"):
     return runtime(
         "Failed to get unicast agents from ulo: " + text + " uuid: " + uuid + " isWitness: 0"
         " isSupportUnicast: 0 address: 192.0.2.1 port: 1000 zelnic: zel0"
@@ -17,7 +17,7 @@ _STORE = "Failed to set python list for:"
 _ALLOCATE = "Failed to allocate python object "
 _SET = "Failed to set python object "
 # Two agents of one node: keys are made for the first, the list is there for the second.
-_AGENT = {"uuid": "uuid", "address": "192.0.2.1", "port": 1000, "zelnic": "zel0"}
+_AGENT = {"uuid": "uuid+", "address": "192.0.2.1", "port": 1000, "zelnic": "zel0"}
 _REMOTE, _CSD = {"type": "remote", "port": 12345}, {"IsQueltCSDFeatureEnabled": {"returns": True}}
 _PORT = {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY}
 
