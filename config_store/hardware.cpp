@@ -46,19 +46,6 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
 
 namespace {
 
-/// What the store hands out, wiped at the end of the call.
-struct Credential {
-  Credential() = default;
-  Credential(const Credential&) = delete;
-  Credential& operator=(const Credential&) = delete;
-  ~Credential() {
-    SecretText::WipeText(texts.first);
-    SecretText::WipeText(texts.second);
-  }
-
-  std::pair<std::string, std::string> texts;
-};
-
 /// A tuple of two str. A text that is not UTF-8 leaves the interpreter's decoding error.
 PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
   PyRef tuple(PyTuple_New(2));
@@ -87,7 +74,7 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
 }  // namespace
 
 PyObject* PyGetIloAuth(PyObject*, PyObject*) {
-  Credential credential;
+  SecretTextPair credential;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace pyquelt {
 
@@ -38,6 +39,12 @@ class SecretArea {
   unsigned char bytes_[Size];
 };
 
+/// With the room behind the end, where a longer text may have stood.
+inline void WipeText(std::string& text) {
+  text.resize(text.capacity());
+  Wipe(text.data(), text.size());
+}
+
 /// A password on its way to or from an operation.
 struct SecretText {
   SecretText() : text() {}
@@ -52,15 +59,22 @@ struct SecretText {
     Wipe(this, sizeof *this);  // a short text lies in the object itself
   }
 
-  /// With the room behind the end, where a longer text may have stood.
-  static void WipeText(std::string& text) {
-    text.resize(text.capacity());
-    Wipe(text.data(), text.size());
-  }
-
   union {  // ends when the destructor says so
     std::string text;
   };
+};
+
+/// A user's name and password, as the store hands them out.
+struct SecretTextPair {
+  SecretTextPair() = default;
+  SecretTextPair(const SecretTextPair&) = delete;
+  SecretTextPair& operator=(const SecretTextPair&) = delete;
+  ~SecretTextPair() {
+    WipeText(texts.first);
+    WipeText(texts.second);
+  }
+
+  std::pair<std::string, std::string> texts;
 };
 
 }  // namespace pyquelt
