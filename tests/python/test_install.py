@@ -1,4 +1,5 @@
-"""What cmake --install puts into an empty prefix works from there, and from nowhere else."""
+"""What cmake --install puts into an empty prefix works from there: on the host library beside it,
+or on the one from elsewhere that it was built on."""
 
 import glob
 import os
@@ -11,14 +12,12 @@ import unittest
 
 class InstallTest(unittest.TestCase):
 
-    def test_installed_module_needs_the_build_folder(self):
+    def test_installed_module_does_not_find_its_host_library(self):
         prefix = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, prefix)
         subprocess.check_output([os.environ["PYQUELT_CMAKE"], "--install",
                                  os.environ["PYQUELT_BUILD_DIR"], "--prefix", prefix])
         module, = glob.glob(os.path.join(prefix, "lib", "*", "*", "pyquelt.*.so"))
-        if not os.path.exists(os.path.join(prefix, "lib", "libquelt.so")):
-            self.skipTest("built on a host library from elsewhere, which is not installed")
         environment = dict(os.environ, PYTHONPATH=os.path.dirname(module), HOME=prefix,
                            QUELT_HOST_STATE=os.path.join(prefix, "state", "host.db"))
         del environment["LD_LIBRARY_PATH"]
