@@ -1,6 +1,6 @@
 #include "unicast/message_text.h"
 
-#include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -15,21 +15,28 @@ namespace {
 constexpr std::uint64_t kLimb = 1'000'000'000;
 constexpr std::size_t kLimbDigits = 9;
 
-unsigned HexValue(char digit) {
-  return static_cast<unsigned>(digit <= '9' ? digit - '0' : digit - 'a' + 10);
+/// So many hexadecimal digits go into the limbs at a time: with a limb they fit 64 bits.
+constexpr std::size_t kChunk = 8;
+
+std::uint64_t HexValue(std::string_view digits) {
+  std::uint64_t value = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+  return value;
 }
 
 std::string DecimalFromHex(std::string_view hex) {
   std::vector<std::uint32_t> limbs = {0};  // the least significant one first
-  for (const char digit : hex) {
-    std::uint64_t carry = HexValue(digit);
+  while (!hex.empty()) {
+    const std::size_t size = (hex.size() - 1) % kChunk + 1;  // the first chunk may be shorter
+    std::uint64_t carry = HexValue(hex.substr(0, size));
+    hex.remove_prefix(size);
     for (std::uint32_t& limb : limbs) {
-      carry += std::uint64_t{limb} * 16;
+      carry += std::uint64_t{limb} << (4 * kChunk);
       limb = static_cast<std::uint32_t>(carry % kLimb);
       carry /= kLimb;
     }
-    if (carry != 0) {
-      limbs.push_back(static_cast<std::uint32_t>(carry));
+    for (; carry != 0; carry /= kLimb) {  // at most twice
+      limbs.push_back(static_cast<std::uint32_t>(carry % kLimb));
     }
   }
   std::string text = std::to_string(limbs.back());

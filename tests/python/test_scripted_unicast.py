@@ -182,6 +182,7 @@ class AgentChangesTest(RowTestCase):
             ((ADDR,), {"port": port}, "port specified: " + text, parsed) for port, text in (
                 (2 ** 31, "2147483648"), (-2 ** 31 - 1, "-2147483649"), (2 ** 63, str(2 ** 63)),
                 (-2 ** 200, str(-2 ** 200)), (Number(10 ** 18), "1" + "0" * 18),
+                (999999999 << 64, str(999999999 << 64)),  # the most that is carried
                 (10 ** 27 + 5, "1" + "0" * 26 + "5"), (10 ** 5000 + 7, "1" + "0" * 4999 + "7"))]
         for name in ("AddUnicastAgent", "SetUnicastInfoInConfigStore", "RemoveUnicastAgent"):
             self.check_rows((getattr(call, name)(*args, **kwargs), {},
