@@ -75,6 +75,9 @@ StorePlace ReadStorePlace() {
   place.path = StatePath();
   if (!place.in_memory()) {
     place.path = Absolute(place.path);
+    if (place.path.ends_with('/')) {
+      ThrowStoreFailure(place.path, "a folder's path, not a file's");
+    }
   }
   const std::string seconds = Environment("QUELT_HOST_WAIT");
   const char* const end = seconds.data() + seconds.size();

@@ -8,6 +8,8 @@
 
 #include <cstdlib>
 
+#include "platform/exception.h"
+
 namespace quelt {
 namespace {
 
@@ -24,6 +26,11 @@ TEST(Environment, PasswordDatabaseIsNotAskedWithoutHome) {
   EXPECT_EQ(ReadStorePlace().path, expected);
   setenv("HOME", "", 1);
   EXPECT_EQ(ReadStorePlace().path, expected);
+}
+
+TEST(Environment, FolderIsTakenForTheStatesFile) {
+  setenv("QUELT_HOST_STATE", "/tmp/no-such-folder/", 1);
+  EXPECT_THROW(ReadStorePlace(), HostCtl::Lib::Quelt::QueltCtlException);
 }
 
 TEST(Environment, WaitIsMisread) {
