@@ -39,13 +39,17 @@ struct ToJson {
   json operator()(Secret secret) const { return "(" + std::to_string(secret.bytes) + " bytes)"; }
 };
 
+/// A JSON object, put together here: the library's own objects allocate while they are destroyed,
+/// and end the process when they can't.
 std::string ArgumentsText(std::initializer_list<Argument> arguments) {
-  nlohmann::ordered_json object = nlohmann::ordered_json::object();
+  std::string object;
   for (const Argument& argument : arguments) {
-    object[std::string(argument.name)] = std::visit(ToJson(), argument.value);
+    const json value = std::visit(ToJson(), argument.value);
+    object += (object.empty() ? "\"" : ",\"") + std::string(argument.name) + "\":" +
+              // What a script passes need not be UTF-8.
+              value.dump(-1, ' ', false, json::error_handler_t::replace);
   }
-  // What a script passes need not be UTF-8.
-  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  return "{" + object + "}";
 }
 
 void Write(const JournalRecord& record) {

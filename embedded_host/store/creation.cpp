@@ -66,6 +66,7 @@ void MakeFolders(const path& folder, const std::string& file) {
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& target) : path_(target + "-XXXXXX") {
+    path_.reserve(path_.size() + kLongestSuffix);  // going away allocates nothing
     const Descriptor descriptor(mkostemp(path_.data(), O_CLOEXEC));
     if (!descriptor.valid()) {
       ThrowSystemFailure(target, errno);
@@ -74,13 +75,18 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile() {
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-      unlink((path_ + suffix).c_str());
+    unlink(path_.c_str());
+    const std::size_t length = path_.size();
+    for (const char* suffix : {"-wal", "-shm"}) {
+      path_.resize(length);
+      unlink(path_.append(suffix).c_str());
     }
   }
   const std::string& path() const { return path_; }
 
  private:
+  static constexpr std::size_t kLongestSuffix = 4;
+
   std::string path_;
 };
 

@@ -8,6 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
+#include <new>
 
 namespace quelt::io {
 
@@ -28,6 +30,10 @@ bool Fails(Call call, std::string_view path) {
   failed = true;
   errno = reason;
   return true;
+}
+
+bool AllocationFails() {
+  return left > 0 && failing_call == Call::kAllocate && Fails(Call::kAllocate, watched_path);
 }
 
 /// A file that is open.
@@ -61,6 +67,16 @@ bool Heal() {
 }  // namespace quelt::io
 
 using namespace quelt::io;
+
+void* operator new(std::size_t size) {
+  void* const memory = AllocationFails() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 // Replaces the function `name` of the C library: a call on `where`, a path or a descriptor, gives
 // `failure` when it is to fail. Defined under another name, so that no declaration needs to agree.
