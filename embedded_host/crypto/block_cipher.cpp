@@ -15,8 +15,11 @@ namespace {
 constexpr std::array<unsigned char, ENCR_DEK_SIZE> kNoKey{};
 using Tweak = std::array<unsigned char, 16>;
 
+constinit Cipher cipher("AES-256-XTS");
+
 /// Contexts to use again: making one and giving it the cipher costs more than decrypting a block.
-/// Nothing here waits, so that a fork at any moment leaves it usable in the child.
+/// Nothing waits here, but for the cipher's first use, while forks wait too: whenever the process
+/// forks, the child can use it.
 class ContextPool {
  public:
   CipherContext Take() {
@@ -44,9 +47,9 @@ class ContextPool {
 
  private:
   static CipherContext NewContext() {
-    static const EVP_CIPHER* const cipher = FetchCipher("AES-256-XTS");
+    const EVP_CIPHER* const its = cipher.Get();
     CipherContext context = NewCipherContext();
-    if (EVP_DecryptInit_ex2(context.get(), cipher, nullptr, nullptr, nullptr) != 1) {
+    if (EVP_DecryptInit_ex2(context.get(), its, nullptr, nullptr, nullptr) != 1) {
       ThrowOpensslFailure("AES-256-XTS cannot be started");
     }
     return context;
@@ -54,6 +57,8 @@ class ContextPool {
 
   std::array<std::atomic<EVP_CIPHER_CTX*>, 8> slots_{};
 };
+
+constinit ContextPool contexts;
 
 Tweak TweakOf(unsigned long position) {
   Tweak tweak{};
@@ -73,8 +78,7 @@ bool Decrypt(EVP_CIPHER_CTX* context, const unsigned char* dek, const Tweak& twe
 
 void DecryptBlock(const unsigned char* dek, unsigned long position, const unsigned char* block,
                   unsigned char* output) {
-  static ContextPool* const pool = new ContextPool;
-  CipherContext context = pool->Take();
+  CipherContext context = contexts.Take();
   const bool decrypted = Decrypt(context.get(), dek, TweakOf(position), block, output);
   // A zero key takes the place of the DEK and all that was derived from it. A context that refuses
   // it is freed, which wipes it too.
@@ -82,7 +86,7 @@ void DecryptBlock(const unsigned char* dek, unsigned long position, const unsign
       EVP_DecryptInit_ex2(context.get(), nullptr, kNoKey.data(), nullptr, nullptr) != 1) {
     ThrowOpensslFailure("The block cannot be decrypted");
   }
-  pool->GiveBack(std::move(context));
+  contexts.GiveBack(std::move(context));
 }
 
 }  // namespace

@@ -4,15 +4,21 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
+#include "embedded_host/store/pool.h"
 #include "platform/exception.h"
 
 namespace quelt {
 
 void PrepareOpenssl() {
-  static const bool ready = OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
-  if (!ready) {
+  static constinit std::atomic<bool> ready = false;
+  if (ready.load(std::memory_order_acquire)) {
+    return;
+  }
+  const ForksWait forksWait;
+  if (OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) {
     ThrowOpensslFailure("OpenSSL cannot be started");
   }
+  ready.store(true, std::memory_order_release);
 }
 
 std::string TakeOpensslReason() {
@@ -26,13 +32,19 @@ void ThrowOpensslFailure(const std::string& what) {
   throw HostCtl::Lib::Quelt::QueltCtlException(what + ": " + TakeOpensslReason());
 }
 
-const EVP_CIPHER* FetchCipher(const char* name) {
+const EVP_CIPHER* Cipher::Fetch() {
+  const ForksWait forksWait;
   PrepareOpenssl();
-  const EVP_CIPHER* const cipher = EVP_CIPHER_fetch(nullptr, name, nullptr);
-  if (cipher == nullptr) {
-    ThrowOpensslFailure(std::string("OpenSSL gives no cipher ") + name);
+  EVP_CIPHER* const fetched = EVP_CIPHER_fetch(nullptr, name_, nullptr);
+  if (fetched == nullptr) {
+    ThrowOpensslFailure(std::string("OpenSSL gives no cipher ") + name_);
   }
-  return cipher;
+  const EVP_CIPHER* others = nullptr;
+  if (!cipher_.compare_exchange_strong(others, fetched)) {
+    EVP_CIPHER_free(fetched);
+    return others;
+  }
+  return fetched;
 }
 
 CipherContext NewCipherContext() {

@@ -1,8 +1,13 @@
 // What all uses of OpenSSL here share: its start, owners of its objects, its failures.
+//
+// OpenSSL's locks don't know of forks. What takes one of them (its start, whatever it fetches by
+// name, certificates, TLS) is done while forks wait (store/pool.h); no static variable is made at
+// its first use outside that, as a child would wait for it for good.
 #pragma once
 
 #include <openssl/evp.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -18,8 +23,26 @@ void PrepareOpenssl();
 /// OpenSSL's reason for the failure that comes first in the queue; empties the queue.
 std::string TakeOpensslReason();
 
-/// The cipher `name`, for the life of the process.
-const EVP_CIPHER* FetchCipher(const char* name);
+/// A cipher of OpenSSL by name: fetched at its first use, kept for the life of the process. For
+/// constants: made without code that runs at the start.
+class Cipher {
+ public:
+  constexpr explicit Cipher(const char* name) : name_(name) {}
+  Cipher(const Cipher&) = delete;
+  Cipher& operator=(const Cipher&) = delete;
+
+  /// Throws QueltCtlException.
+  const EVP_CIPHER* Get() {
+    const EVP_CIPHER* const cipher = cipher_.load(std::memory_order_acquire);
+    return cipher != nullptr ? cipher : Fetch();
+  }
+
+ private:
+  const EVP_CIPHER* Fetch();
+
+  const char* const name_;
+  std::atomic<const EVP_CIPHER*> cipher_{nullptr};
+};
 
 /// Gives an OpenSSL object back with its own function.
 template <auto Free>

@@ -29,10 +29,7 @@ void SetField(char (&field)[Size], const char* what, const std::string& text) {
   std::memcpy(field, text.data(), text.size());
 }
 
-const EVP_CIPHER* WrappingCipher() {
-  static const EVP_CIPHER* const cipher = FetchCipher("AES-256-GCM");
-  return cipher;
-}
+constinit Cipher wrapping_cipher("AES-256-GCM");
 
 /// What is authenticated with the DEK.
 struct Associated {
@@ -78,8 +75,8 @@ void WrapDek(const Uuid& uuid, const Kek& kek, const Dek& dek, ENCR_Metadata& re
   const CipherContext context = NewCipherContext();
   int length = 0;
   const bool done =
-      EVP_EncryptInit_ex2(context.get(), WrappingCipher(), kek.data(), wrapped.nonce, nullptr) ==
-          1 &&
+      EVP_EncryptInit_ex2(context.get(), wrapping_cipher.Get(), kek.data(), wrapped.nonce,
+                          nullptr) == 1 &&
       EVP_EncryptUpdate(context.get(), nullptr, &length, associated.bytes(), sizeof associated) ==
           1 &&
       EVP_EncryptUpdate(context.get(), wrapped.dek, &length, dek.data(), Dek::size()) == 1 &&
@@ -98,8 +95,8 @@ bool UnwrapDek(const Uuid& uuid, const Kek& kek, const ENCR_Metadata& record, De
   const CipherContext context = NewCipherContext();
   int length = 0;
   const bool started =
-      EVP_DecryptInit_ex2(context.get(), WrappingCipher(), kek.data(), wrapped.nonce, nullptr) ==
-          1 &&
+      EVP_DecryptInit_ex2(context.get(), wrapping_cipher.Get(), kek.data(), wrapped.nonce,
+                          nullptr) == 1 &&
       EVP_DecryptUpdate(context.get(), nullptr, &length, associated.bytes(), sizeof associated) ==
           1 &&
       EVP_DecryptUpdate(context.get(), dek.data(), &length, wrapped.dek, ENCR_DEK_SIZE) == 1 &&

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "embedded_host/scenario/node.h"  // HexText
+#include "embedded_host/store/pool.h"
 #include "platform/exception.h"
 
 namespace quelt {
@@ -50,6 +51,7 @@ std::vector<unsigned char> Decoded(const std::string& base64) {
 }  // namespace
 
 Certificate ReadCertificate(const std::string& text) {
+  const ForksWait forksWait;
   PrepareOpenssl();
   const std::vector<unsigned char> der = Decoded(Base64Body(text));
   const unsigned char* position = der.data();
@@ -73,6 +75,7 @@ std::string PemText(const X509& certificate) {
 }
 
 std::string Fingerprint(const X509& certificate) {
+  const ForksWait forksWait;
   std::array<unsigned char, 32> digest{};
   if (X509_digest(&certificate, EVP_sha256(), digest.data(), nullptr) != 1) {
     ThrowOpensslFailure("The certificate has no fingerprint");

@@ -61,6 +61,10 @@ Connection::Connection(const StorePlace& place) : place_(place), database_(Open(
   sqlite3_limit(handle, SQLITE_LIMIT_ATTACHED, 0);
 }
 
+bool Connection::InTransaction() const {
+  return sqlite3_get_autocommit(database_.getHandle()) == 0;
+}
+
 void Connection::WaitForWriters(bool wait) {
   sqlite3_busy_handler(database_.getHandle(), wait ? &Connection::WaitForWriter : nullptr, this);
 }
@@ -70,10 +74,10 @@ void Connection::WaitForWriters(bool wait) {
 int Connection::WaitForWriter(void* connection, int retries) {
   Connection& self = *static_cast<Connection*>(connection);
   const auto now = steady_clock::now();
-  if (retries == 0) {
+  if (!self.wait_ends_) {
     self.wait_ends_ = now + self.place_.wait;
   }
-  if (now >= self.wait_ends_) {
+  if (now >= *self.wait_ends_) {
     return 0;
   }
   std::this_thread::sleep_for(std::chrono::microseconds(retries < 20 ? 250 : 2500));

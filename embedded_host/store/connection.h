@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -71,6 +72,12 @@ class Connection {
   /// Whether a statement that finds another writer at work waits for it, which is so at first, or
   /// fails.
   void WaitForWriters(bool wait);
+
+  /// Until when statements wait for other writers; with nothing, for place().wait.
+  void WaitUntil(std::optional<std::chrono::steady_clock::time_point> end) { wait_ends_ = end; }
+
+  /// Whether a transaction is still open.
+  bool InTransaction() const;
 
   /// Runs a statement that gives no rows; returns how many rows it changed. `sql` is a literal:
   /// its statement is prepared once per connection. The values, which may be secrets, are not
@@ -152,7 +159,7 @@ class Connection {
   SQLite::Statement& Prepared(const char* sql);
 
   const StorePlace& place_;
-  std::chrono::steady_clock::time_point wait_ends_;
+  std::optional<std::chrono::steady_clock::time_point> wait_ends_;
   SQLite::Database database_;
   std::unordered_map<const char*, std::unique_ptr<SQLite::Statement>> statements_;
 };

@@ -28,7 +28,7 @@ void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                           const SQLite::Exception& failure) {
   const int code = failure.getErrorCode() & 0xff;  // without SQLite's finer distinctions
   if (code == SQLITE_BUSY) {
-    ThrowWaitedTooLong(place);
+    ThrowWaitedTooLong(place, kForWriter);
   }
   std::string reason = failure.what();
   const int error = sqlite3_system_errno(connection.database().getHandle());
@@ -38,9 +38,9 @@ void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
   ThrowStoreFailure(place.path, reason);
 }
 
-void ThrowWaitedTooLong(const StorePlace& place) {
-  ThrowStoreFailure(place.path, "waited " + std::to_string(place.wait.count()) +
-                                    " s for another writer to finish");
+void ThrowWaitedTooLong(const StorePlace& place, std::string_view what) {
+  ThrowStoreFailure(place.path,
+                    "waited " + std::to_string(place.wait.count()) + " s for " + std::string(what));
 }
 
 }  // namespace quelt

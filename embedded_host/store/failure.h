@@ -22,6 +22,9 @@ struct StorePlace;
 [[noreturn]] void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                                        const SQLite::Exception& failure);
 
-[[noreturn]] void ThrowWaitedTooLong(const StorePlace& place);
+// What was waited for in vain.
+inline constexpr std::string_view kForWriter = "another writer to finish";
+inline constexpr std::string_view kForConnection = "a connection";
+[[noreturn]] void ThrowWaitedTooLong(const StorePlace& place, std::string_view what);
 
 }  // namespace quelt

@@ -12,10 +12,12 @@ namespace quelt {
 
 namespace {
 
+using std::chrono::steady_clock;
+
 /// Above this many, threads wait for each other: each connection holds three file descriptors.
 constexpr std::size_t kMostConnections = 64;
 
-/// Whether this thread holds a connection.
+/// Whether this thread holds a connection, or holds forks off.
 thread_local bool in_use_here = false;
 
 Pool* the_pool = nullptr;
@@ -53,10 +55,11 @@ std::unique_ptr<Connection> Pool::Take(Use use) {
     throw std::logic_error("An operation of the embedded host was started inside another");
   }
   std::unique_ptr<Connection> connection;
+  std::optional<steady_clock::time_point> waitEnds;
   {
     std::unique_lock lock(mutex_);
     PlaceLocked();
-    Wait(lock, use);
+    waitEnds = Wait(lock, use);
     ++in_use_;
     writing_ = writing_ || use == Use::kWrite;
     connection = PopIdle();
@@ -73,6 +76,7 @@ std::unique_ptr<Connection> Pool::Take(Use use) {
     GiveBack(nullptr, use);
     throw;
   }
+  connection->WaitUntil(waitEnds);
   return connection;
 }
 
@@ -81,7 +85,8 @@ void Pool::GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept {
   const std::lock_guard lock(mutex_);
   --in_use_;
   writing_ = writing_ && use != Use::kWrite;
-  if (connection != nullptr) {
+  // Closed, one that could not roll back does.
+  if (connection != nullptr && !connection->InTransaction()) {
     idle_.push_back(std::move(connection));
   }
   if (waiting_ > 0) {
@@ -89,19 +94,21 @@ void Pool::GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept {
   }
 }
 
-void Pool::Wait(std::unique_lock<std::mutex>& lock, Use use) {
+std::optional<steady_clock::time_point> Pool::Wait(std::unique_lock<std::mutex>& lock, Use use) {
   const auto free = [&] {
     return forks_ == 0 && in_use_ < most_in_use_ && !(writing_ && use == Use::kWrite);
   };
   if (free()) {
-    return;
+    return std::nullopt;
   }
+  const steady_clock::time_point end = steady_clock::now() + place_->wait;
   ++waiting_;
-  const bool freed = changed_.wait_for(lock, place_->wait, free);
+  const bool freed = changed_.wait_until(lock, end, free);
   --waiting_;
   if (!freed) {
-    ThrowWaitedTooLong(*place_);
+    ThrowWaitedTooLong(*place_, use == Use::kWrite ? kForWriter : kForConnection);
   }
+  return end;
 }
 
 std::unique_ptr<Connection> Pool::PopIdle() {
@@ -113,11 +120,29 @@ std::unique_ptr<Connection> Pool::PopIdle() {
   return connection;
 }
 
+void Pool::HoldForks() {
+  std::unique_lock lock(mutex_);
+  ++waiting_;
+  changed_.wait(lock, [&] { return forks_ == 0; });
+  --waiting_;
+  ++holding_forks_;
+  in_use_here = true;
+}
+
+void Pool::LetForksGo() noexcept {
+  in_use_here = false;
+  const std::lock_guard lock(mutex_);
+  --holding_forks_;
+  if (waiting_ > 0) {
+    changed_.notify_all();
+  }
+}
+
 void Pool::BeforeFork() {
   std::unique_lock lock(mutex_);
   ++forks_;
   ++waiting_;
-  changed_.wait(lock, [&] { return in_use_ == 0; });
+  changed_.wait(lock, [&] { return in_use_ == 0 && holding_forks_ == 0; });
   --waiting_;
   if (place_ && !place_->in_memory()) {
     idle_.clear();

@@ -40,8 +40,12 @@ class Pool {
   /// `connection` may be null, or one that must not be used again.
   void GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept;
 
-  /// True while the calling thread holds a connection.
+  /// True while the calling thread holds a connection, or holds forks off.
   static bool InUseHere();
+
+  /// Until LetForksGo, no thread of this process forks. See ForksWait.
+  void HoldForks();
+  void LetForksGo() noexcept;
 
   // Called around each fork of the process.
   void BeforeFork();
@@ -50,7 +54,9 @@ class Pool {
 
  private:
   const StorePlace& PlaceLocked();
-  void Wait(std::unique_lock<std::mutex>& lock, Use use);
+  /// Until when the operation may wait further; nothing when it has not waited.
+  std::optional<std::chrono::steady_clock::time_point> Wait(std::unique_lock<std::mutex>& lock,
+                                                            Use use);
   std::unique_ptr<Connection> PopIdle();
 
   std::mutex mutex_;  // held by the forking thread while it forks
@@ -59,6 +65,7 @@ class Pool {
   std::vector<std::unique_ptr<Connection>> idle_;
   std::size_t most_in_use_ = 0;
   std::size_t in_use_ = 0;
+  std::size_t holding_forks_ = 0;
   std::size_t waiting_ = 0;
   unsigned forks_ = 0;  // threads that are about to fork
   bool writing_ = false;
@@ -67,5 +74,27 @@ class Pool {
 /// The pool of this process. Made when the library is loaded and never destroyed: at exit, daemon
 /// threads may still be inside.
 Pool& ConnectionPool();
+
+/// While one of these lives no thread of this process forks: for work with a library whose own
+/// locks a child would find taken for good. Be quick, and take no connection meanwhile. Where the
+/// thread holds one, forks wait already.
+class ForksWait {
+ public:
+  ForksWait() : holds_(!Pool::InUseHere()) {
+    if (holds_) {
+      ConnectionPool().HoldForks();
+    }
+  }
+  ForksWait(const ForksWait&) = delete;
+  ForksWait& operator=(const ForksWait&) = delete;
+  ~ForksWait() {
+    if (holds_) {
+      ConnectionPool().LetForksGo();
+    }
+  }
+
+ private:
+  const bool holds_;
+};
 
 }  // namespace quelt

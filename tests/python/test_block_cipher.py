@@ -79,6 +79,28 @@ class KnownAnswerTest(hosts.HostTestCase):
             self.assertEqual([thread.result() for thread in threads], [True] * 4)
 
 
+class ForkTest(hosts.HostTestCase):
+
+    def test_fork_during_the_first_block_leaves_the_child_waiting(self):
+        """The first use of OpenSSL takes milliseconds, the fork comes within them."""
+        for turn in range(12):
+            self.script("""
+import os, signal, sys, threading, time, pyquelt
+pyquelt.GetKekId()
+call = lambda: pyquelt.Decrypt2kBlock(bytes(64), 0, bytes(2048))
+thread = threading.Thread(target=call)
+thread.start()
+time.sleep(int(sys.argv[1]) * 0.0004)
+child = os.fork()
+if child == 0:
+    signal.alarm(60)
+    call()
+    os._exit(0)
+thread.join()
+assert os.waitpid(child, 0)[1] == 0
+""", str(turn))
+
+
 KEY_ID = "the id of the key"
 
 
