@@ -9,6 +9,7 @@
 
 #include "embedded_host/crypto/openssl.h"
 #include "embedded_host/kms/certificate.h"
+#include "embedded_host/store/pool.h"
 
 namespace quelt {
 
@@ -17,12 +18,17 @@ namespace {
 using TlsContext = std::unique_ptr<SSL_CTX, FreedBy<SSL_CTX_free>>;
 using Tls = std::unique_ptr<SSL, FreedBy<SSL_free>>;
 
+/// What a server may agree on, whatever OpenSSL's configuration file allows: nothing without a
+/// certificate, nothing weak.
+constexpr const char* kCiphers = "DEFAULT:!aNULL:!eNULL:@SECLEVEL=2";
+
 /// TLS 1.2 or newer, trusting exactly these certificates: also one that is no authority's but the
 /// server's own.
 TlsContext NewTlsContext(const std::vector<std::string>& trusted) {
   PrepareOpenssl();
   TlsContext context(SSL_CTX_new(TLS_client_method()));
-  if (context == nullptr || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1) {
+  if (context == nullptr || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1 ||
+      SSL_CTX_set_cipher_list(context.get(), kCiphers) != 1) {
     ThrowOpensslFailure("TLS cannot be started");
   }
   SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
@@ -47,6 +53,18 @@ void Expect(SSL* tls, const std::string& host) {
   }
 }
 
+/// The client's side of a connection to `host`.
+Tls NewTls(const std::string& host, const std::vector<std::string>& trusted) {
+  const ForksWait forksWait;
+  const TlsContext context = NewTlsContext(trusted);
+  Tls tls(SSL_new(context.get()));
+  if (tls == nullptr) {
+    ThrowOpensslFailure("TLS cannot be started");
+  }
+  Expect(tls.get(), host);
+  return tls;
+}
+
 /// A connection that OpenSSL reads from and writes to memory: the socket is waited for here, within
 /// the deadline.
 class Handshake {
@@ -63,10 +81,9 @@ class Handshake {
 
   void Run() {
     for (;;) {
-      const int result = SSL_connect(tls_);
-      const int state = SSL_get_error(tls_, result);
+      const int state = Step();
       SendPending();
-      if (result == 1) {
+      if (state == SSL_ERROR_NONE) {
         return;
       }
       if (state != SSL_ERROR_WANT_READ) {
@@ -77,6 +94,13 @@ class Handshake {
   }
 
  private:
+  /// Goes on as far as it can without the other side; waits for nothing.
+  int Step() {
+    const ForksWait forksWait;
+    ERR_clear_error();
+    return SSL_get_error(tls_, SSL_connect(tls_));
+  }
+
   void SendPending() {
     char* bytes = nullptr;
     const long size = BIO_get_mem_data(SSL_get_wbio(tls_), &bytes);
@@ -119,14 +143,8 @@ class Handshake {
 
 void CheckTlsServer(const std::string& host, int port, const std::vector<std::string>& trusted,
                     Deadline deadline) {
-  const TlsContext context = NewTlsContext(trusted);
-  const Tls tls(SSL_new(context.get()));
-  if (tls == nullptr) {
-    ThrowOpensslFailure("TLS cannot be started");
-  }
-  Expect(tls.get(), host);
+  const Tls tls = NewTls(host, trusted);
   Socket socket(host, port, deadline);
-  ERR_clear_error();
   Handshake(tls.get(), socket, deadline).Run();
 }
 

@@ -74,6 +74,14 @@ def tls(name):
     return lambda client: context.wrap_socket(client, server_side=True).recv(1)
 
 
+def tls_without_certificate():
+    """Shakes hands in the way that asks nobody for a certificate."""
+    context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
+    context.options |= getattr(ssl, "OP_NO_TLSv1_3", 0)
+    context.set_ciphers("AECDH:@SECLEVEL=0")
+    return lambda client: context.wrap_socket(client, server_side=True).recv(1)
+
+
 def hang_up(client):
     pass
 
@@ -135,15 +143,18 @@ class KmsTest(hosts.HostTestCase):
         settings = hosts.write(
             "openssl.cnf", "openssl_conf = a\n[a]\nssl_conf = b\n[b]\nsystem_default = c\n"
             "[c]\nVerifyMode = \nVerifyCAFile = %s\nMinProtocol = TLSv1\n"
+            "MaxProtocol = TLSv1.2\nCipherString = ALL:aNULL:@SECLEVEL=0\n"
             "Options = UnsafeLegacyServerConnect\n" % path("ca"))
-        for trusted in (), ("other-ca",):
-            with server(tls("good")) as port:
+        for trusted, serve, reason in (
+                ((), tls("good"), "not trusted"), (("other-ca",), tls("good"), "not trusted"),
+                (("ca",), tls_without_certificate(), "handshake failed")):
+            with server(serve) as port:
                 self.load_kms(one_server(port), trusted=trusted)
                 status = self.script(
                     "import pyquelt; print(pyquelt.CheckKmsStatus('c', 'key', 20))",
                     env={"SSL_CERT_FILE": path("ca"), "OPENSSL_CONF": settings,
                          "SSL_CERT_DIR": FOLDER, "PYTHONHTTPSVERIFY": "0"})
-            self.assertIn("not trusted", status)
+            self.assertIn(reason, status)
 
     def test_unknown_cluster_or_key_is_good(self):
         with server(tls("good")) as port:
