@@ -59,6 +59,11 @@ def table(heads, rows):
     return ["| " + " | ".join(str(cell) for cell in line) + " |" for line in lines] + [""]
 
 
+def half_width(ratio):
+    """Half the width of the middle half of the rounds' ratios."""
+    return ratio["spread"] / 2 * ratio["median"]
+
+
 def bindings_table(figures):
     names = [name for name in list(COLOURS) + ["floor", "raw C++"]
              if any(name in row["bindings"] for row in figures["bindings"])]
@@ -67,7 +72,7 @@ def bindings_table(figures):
         cells = [row["name"], time_text(row["bindings"]["plain"]["median"])]
         for name in names:
             found = row["bindings"].get(name)
-            cells.append("%.2f ±%.2f" % (found["ratio"]["median"], found["ratio"]["spread"] / 2)
+            cells.append("%.2f ±%.2f" % (found["ratio"]["median"], half_width(found["ratio"]))
                          if found and name != "plain" else "1" if found else "")
         rows.append(cells)
     return table(["call", "plain takes"] + names, rows)

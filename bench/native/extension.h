@@ -3,6 +3,7 @@
 
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
+#include <time.h>
 
 namespace extension {
 
@@ -26,6 +27,13 @@ class BlockArguments {
   unsigned long long position = 0;
   Py_buffer block{};
 };
+
+/// Processor time of this process: what bench/rounds.py times the bindings by.
+inline double ProcessorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
 
 /// The definition of a module of these functions, which lives as long as the process.
 inline PyModuleDef Define(const char* name, PyMethodDef* methods) {

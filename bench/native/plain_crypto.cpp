@@ -2,7 +2,6 @@
 // released, one context per thread whose key is set and then cleared for each block.
 #include <openssl/evp.h>
 
-#include <chrono>
 #include <cstring>
 
 #include "bench/native/extension.h"
@@ -66,12 +65,11 @@ PyObject* RawLoop(PyObject*, PyObject* args) {
   }
   const unsigned char dek[kDekSize] = {1, 2, 3};
   static unsigned char block[kBlockSize];
-  const auto start = std::chrono::steady_clock::now();
+  const double start = extension::ProcessorSeconds();
   for (long i = 0; i < count; ++i) {
     DecryptBlock(dek, static_cast<unsigned long long>(i), block, block);
   }
-  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
-  return PyFloat_FromDouble(spent.count() / static_cast<double>(count));
+  return PyFloat_FromDouble((extension::ProcessorSeconds() - start) / static_cast<double>(count));
 }
 
 PyMethodDef kMethods[] = {{"Decrypt2kBlock", Decrypt2kBlock, METH_VARARGS, nullptr},

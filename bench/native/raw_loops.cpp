@@ -1,5 +1,4 @@
 // The native operations in a loop without the interpreter: the floor under every binding.
-#include <chrono>
 #include <string_view>
 
 #include "bench/native/extension.h"
@@ -36,18 +35,16 @@ bool RunOperation(std::string_view name, long count) {
 
 /// RawLoop(operation, count): seconds per call.
 PyObject* RawLoop(PyObject*, PyObject* args) {
-  using Clock = std::chrono::steady_clock;
   const char* operation = nullptr;
   long count = 0;
   if (!PyArg_ParseTuple(args, "sl", &operation, &count)) {
     return nullptr;
   }
-  const auto start = Clock::now();
+  const double start = extension::ProcessorSeconds();
   if (!RunOperation(operation, count)) {
     return PyErr_Format(PyExc_ValueError, "no such operation: %s", operation);
   }
-  const std::chrono::duration<double> spent = Clock::now() - start;
-  return PyFloat_FromDouble(spent.count() / static_cast<double>(count));
+  return PyFloat_FromDouble((extension::ProcessorSeconds() - start) / static_cast<double>(count));
 }
 
 PyMethodDef kMethods[] = {{"raw_loop", RawLoop, METH_VARARGS, nullptr},
