@@ -27,7 +27,7 @@ std::string TakeOpensslReason();
 /// constants: made without code that runs at the start.
 class Cipher {
  public:
-  constexpr explicit Cipher(const char* name) : name_(name) {}
+  constexpr explicit Cipher(const char* name) noexcept : name_(name) {}
   Cipher(const Cipher&) = delete;
   Cipher& operator=(const Cipher&) = delete;
 

@@ -47,7 +47,8 @@ class JournalTest(hosts.HostTestCase):
         self.tool("journal", "start")
 
     def records(self):
-        return [json.loads(line) for line in self.tool("journal", "show", "--json").splitlines()]
+        return [json.loads(line)
+                for line in self.tool("journal", "show", "--json").split("\n") if line]
 
     def last(self):
         record = self.records()[-1]
