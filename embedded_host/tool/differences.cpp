@@ -1,6 +1,10 @@
 #include "embedded_host/tool/differences.h"
 
+#include <ostream>
+
 #include "embedded_host/scenario/node.h"
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/store.h"
 
 namespace quelt {
 
@@ -132,7 +136,29 @@ class Comparison {
   }
 };
 
+std::string Text(const json& value) {
+  return Printable(value.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
 }  // namespace
+
+HostDump DumpHost(bool withSecrets) {
+  HostDump dump;
+  Store::Instance().Snapshot([&](Connection& db) {
+    dump = {DumpScenario(db, true), DumpScenario(db, withSecrets)};
+  });
+  // A dump needs wrapped DEKs to load back; a list of changes does not.
+  if (const auto disks = dump.shown.find("disks"); !withSecrets && disks != dump.shown.end()) {
+    for (json& disk : *disks) {
+      for (const char* const secret : {"wrapped", "aws"}) {
+        if (disk.contains(secret)) {
+          disk[secret] = "(secret)";
+        }
+      }
+    }
+  }
+  return dump;
+}
 
 std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after) {
   const HostDump from{ByName(before.whole), ByName(before.shown)};
@@ -140,6 +166,24 @@ std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& 
   Comparison comparison;
   comparison.Compare("", {&from.whole, &from.shown}, {&to.whole, &to.shown});
   return comparison.differences;
+}
+
+void PrintDifferences(const std::vector<Difference>& differences, std::ostream& out,
+                      const Style& style) {
+  for (const auto& [kind, place, before, after] : differences) {
+    switch (kind) {
+      case Difference::Kind::kAdded:
+        out << style.Green("+ " + Printable(place)) << "  " << Text(after) << '\n';
+        break;
+      case Difference::Kind::kRemoved:
+        out << style.Red("- " + Printable(place)) << "  " << Text(before) << '\n';
+        break;
+      case Difference::Kind::kChanged:
+        out << style.Yellow("~ " + Printable(place)) << "  " << Text(before) << " -> "
+            << Text(after) << '\n';
+        break;
+    }
+  }
 }
 
 }  // namespace quelt

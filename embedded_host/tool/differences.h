@@ -1,9 +1,12 @@
 // What changed between two dumps of a host.
 #pragma once
 
+#include <iosfwd>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include "embedded_host/tool/table.h"
 
 namespace quelt {
 
@@ -13,6 +16,8 @@ struct HostDump {
   nlohmann::json whole;
   nlohmann::json shown;
 };
+
+HostDump DumpHost(bool withSecrets);
 
 /// A value that was added, removed or changed. Secrets stand as "(secret)".
 struct Difference {
@@ -24,5 +29,9 @@ struct Difference {
 };
 
 std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after);
+
+/// A line for each.
+void PrintDifferences(const std::vector<Difference>& differences, std::ostream& out,
+                      const Style& style);
 
 }  // namespace quelt

@@ -1,5 +1,5 @@
 // run: a command on a fresh host of its own, and what it did there.
-#include <spawn.h>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,10 +14,10 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
-#include "embedded_host/scenario/scenario.h"
-#include "embedded_host/store/store.h"
+#include "embedded_host/store/failure.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/differences.h"
 #include "embedded_host/tool/journal_output.h"
@@ -42,7 +42,7 @@ class TemporaryFolder {
  public:
   TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "quelt-XXXXXX").string()) {
     if (mkdtemp(path_.data()) == nullptr) {
-      throw std::runtime_error(path_ + ": " + std::generic_category().message(errno));
+      ThrowSystemFailure(path_, errno);
     }
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
@@ -57,73 +57,121 @@ class TemporaryFolder {
   std::string path_;
 };
 
-/// While this stands, the keyboard's signals end the command and not us.
-class SignalsToCommand {
- public:
-  SignalsToCommand()
-      : interrupt_(std::signal(SIGINT, SIG_IGN)), quit_(std::signal(SIGQUIT, SIG_IGN)) {}
-  SignalsToCommand(const SignalsToCommand&) = delete;
-  SignalsToCommand& operator=(const SignalsToCommand&) = delete;
-  ~SignalsToCommand() {
-    static_cast<void>(std::signal(SIGINT, interrupt_));
-    static_cast<void>(std::signal(SIGQUIT, quit_));
-  }
+constexpr int kEnding[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
 
-  /// The command itself starts with the signals as they were.
-  static pid_t Start(char* const* command) {
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t usual;
-    sigemptyset(&usual);
-    sigaddset(&usual, SIGINT);
-    sigaddset(&usual, SIGQUIT);
-    posix_spawnattr_setsigdefault(&attributes, &usual);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t process = 0;
-    const int error = posix_spawnp(&process, command[0], nullptr, &attributes, command, environ);
-    posix_spawnattr_destroy(&attributes);
-    if (error != 0) {
-      throw std::runtime_error(std::string(command[0]) + ": " +
-                               std::generic_category().message(error));
-    }
-    return process;
-  }
+bool IsIgnored(int signal) {
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
+}
+
+/// While this stands, signals do not end this process, so that it can clean up after the command:
+/// SIGTERM and SIGHUP are the command's, those of the keyboard reach it by themselves, and writing
+/// into a closed pipe is an error. What came after the command's end strikes when this goes.
+/// For a process without other threads.
+class CommandProcess {
+ public:
+  CommandProcess();
+  CommandProcess(const CommandProcess&) = delete;
+  CommandProcess& operator=(const CommandProcess&) = delete;
+  ~CommandProcess();
+
+  /// Runs a command to its end, with the signals as they were before; gives its exit status as a
+  /// shell does. Throws std::runtime_error when it cannot be started.
+  int Run(std::vector<std::string> command) const;
 
  private:
-  using Handler = void (*)(int);
-  const Handler interrupt_;
-  const Handler quit_;
+  void RestoreSignals() const;
+  pid_t Start(char* const* command) const;
+  int WaitFor(pid_t process) const;
+
+  sigset_t waiting_{};  // what WaitFor looks at
+  sigset_t mask_{};     // as it was, as the next two
+  struct sigaction pipe_ {};
+  struct sigaction child_ {};
 };
 
-/// The command's exit status as a shell gives it.
-int RunToItsEnd(std::vector<std::string>& command) {
+CommandProcess::CommandProcess() {
+  // Ended children of a process that ignores SIGCHLD leave no exit status.
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigaction(SIGCHLD, &action, &child_);
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &action, &pipe_);
+
+  sigemptyset(&waiting_);
+  sigaddset(&waiting_, SIGCHLD);
+  for (const int signal : kEnding) {
+    if (!IsIgnored(signal)) {
+      sigaddset(&waiting_, signal);
+    }
+  }
+  sigprocmask(SIG_BLOCK, &waiting_, &mask_);
+}
+
+CommandProcess::~CommandProcess() { RestoreSignals(); }
+
+void CommandProcess::RestoreSignals() const {
+  sigaction(SIGCHLD, &child_, nullptr);
+  sigaction(SIGPIPE, &pipe_, nullptr);
+  sigprocmask(SIG_SETMASK, &mask_, nullptr);
+}
+
+int CommandProcess::Run(std::vector<std::string> command) const {
   std::vector<char*> words(command.size() + 1, nullptr);
   std::transform(command.begin(), command.end(), words.begin(),
                  [](std::string& word) { return word.data(); });
-  const SignalsToCommand signals;
-  const pid_t process = SignalsToCommand::Start(words.data());
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-HostDump DumpHost(bool withSecrets) {
-  HostDump dump;
-  Store::Instance().Snapshot([&](Connection& db) {
-    dump = {DumpScenario(db, true), DumpScenario(db, withSecrets)};
-  });
-  // A dump needs wrapped DEKs to load back; a list of changes does not.
-  if (const auto disks = dump.shown.find("disks"); !withSecrets && disks != dump.shown.end()) {
-    for (json& disk : *disks) {
-      for (const char* const secret : {"wrapped", "aws"}) {
-        if (disk.contains(secret)) {
-          disk[secret] = "(secret)";
-        }
-      }
+  sigset_t pending{};
+  sigpending(&pending);
+  for (const int signal : kEnding) {
+    if (sigismember(&waiting_, signal) == 1 && sigismember(&pending, signal) == 1) {
+      throw std::runtime_error("A signal came before the command began");  // and strikes now
     }
   }
-  return dump;
+  return WaitFor(Start(words.data()));
+}
+
+// posix_spawn can set signals to their default, but cannot have them ignored as they were.
+pid_t CommandProcess::Start(char* const* command) const {
+  int failure[2];  // carries the error of a command that cannot be run; is closed by one that can
+  if (pipe2(failure, O_CLOEXEC) != 0) {
+    ThrowSystemFailure(command[0], errno);
+  }
+  const pid_t process = fork();
+  if (process == 0) {
+    RestoreSignals();
+    execvp(command[0], command);
+    const int error = errno;
+    static_cast<void>(write(failure[1], &error, sizeof error));
+    _exit(127);
+  }
+  int error = process < 0 ? errno : 0;
+  close(failure[1]);
+  while (read(failure[0], &error, sizeof error) < 0 && errno == EINTR) {
+  }
+  close(failure[0]);
+  if (error != 0) {
+    if (process > 0) {
+      waitpid(process, nullptr, 0);
+    }
+    ThrowSystemFailure(command[0], error);
+  }
+  return process;
+}
+
+int CommandProcess::WaitFor(pid_t process) const {
+  int status = 0;
+  pid_t ended = 0;
+  while ((ended = waitpid(process, &status, WNOHANG)) == 0) {
+    const int signal = sigwaitinfo(&waiting_, nullptr);
+    if (signal == SIGTERM || signal == SIGHUP) {
+      kill(process, signal);
+    }
+  }
+  if (ended < 0) {
+    ThrowSystemFailure("The command's exit status", errno);
+  }
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 /// Every call fetches the plug-in and its operations object first; that this went well says
@@ -133,29 +181,12 @@ bool IsWorthTelling(const JournalRecord& record) {
          (record.operation != "GetQueltPlugin" && record.operation != "GetHostSystem");
 }
 
-std::string Text(const json& value) {
-  return Printable(value.dump(-1, ' ', false, json::error_handler_t::replace));
-}
-
 void PrintReport(const std::vector<Difference>& differences,
                  const std::vector<JournalRecord>& records, std::ostream& out, const Style& style) {
   out << style.Bold(differences.empty() ? "The command changed nothing."
                                         : "What the command changed:")
       << '\n';
-  for (const auto& [kind, place, before, after] : differences) {
-    switch (kind) {
-      case Difference::Kind::kAdded:
-        out << style.Green("+ " + Printable(place)) << "  " << Text(after) << '\n';
-        break;
-      case Difference::Kind::kRemoved:
-        out << style.Red("- " + Printable(place)) << "  " << Text(before) << '\n';
-        break;
-      case Difference::Kind::kChanged:
-        out << style.Yellow("~ " + Printable(place)) << "  " << Text(before) << " -> "
-            << Text(after) << '\n';
-        break;
-    }
-  }
+  PrintDifferences(differences, out, style);
   std::vector<JournalRecord> told;
   for (const JournalRecord& record : records) {
     if (IsWorthTelling(record)) {
@@ -209,20 +240,26 @@ void Report(const RunArguments& arguments, int status, const HostDump& before) {
                 arguments.report.empty() ? Style(STDERR_FILENO) : Style(-1));
   }
   if (!out.flush()) {
-    throw std::runtime_error(arguments.report + ": the report could not be written");
+    throw std::runtime_error((arguments.report.empty() ? "Standard error" : arguments.report) +
+                             ": the report could not be written");
   }
 }
 
 /// Gives the command's exit status.
-int RunOnFreshHost(const RunArguments& arguments, std::vector<std::string> command) {
+int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
+  std::string scenario;
+  if (!arguments.scenario.empty()) {
+    scenario = ReadScenarioFile(arguments.scenario);  // may wait for a writer: signals end that
+  }
+  const CommandProcess process;  // outlives the folder: no signal may keep that from being removed
   const TemporaryFolder folder;
   setenv("QUELT_HOST_STATE", (folder.path() + "/host.db").c_str(), 1);
   if (!arguments.scenario.empty()) {
-    LoadScenarioFile(arguments.scenario);
+    LoadScenarioText(std::exchange(scenario, {}));
   }
   const HostDump before = DumpHost(arguments.secrets);
   SwitchJournal(true);
-  const int status = RunToItsEnd(command);
+  const int status = process.Run(command);
   Report(arguments, status, before);
   return status;
 }
@@ -244,8 +281,9 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
   run.footer(
       "The host is made for this and removed afterwards; QUELT_HOST_STATE names it to the "
       "command.\n"
+      "SIGTERM and SIGHUP are passed on to the command; then follows the report, as usual.\n"
       "The exit status is the command's, 128 and the signal's number if a signal ended it.\n\n"
-      "Example:\n  quelt-host run --scenario three-disks.json -- python3 rotate_kek.py kek-2");
+      "Example:\n  quelt-host run --scenario two-keks.json -- python3 unlock.py disk-1 kek-2");
   run.callback([arguments, &command] {
     if (command.empty()) {
       throw CLI::RequiredError("-- with a command after it");

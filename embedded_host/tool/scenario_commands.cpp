@@ -35,8 +35,9 @@ void AddScenarioCommands(CLI::App& app) {
   load.footer(
       "Faults end, and the journal is empty and off afterwards.\n\n"
       "Example:\n  quelt-host load three-disks.json");
-  load.add_option_function<std::string>("FILE", LoadScenarioFile,
-                                        "The scenario, a JSON document (-: standard input)")
+  load.add_option_function<std::string>(
+          "FILE", [](const std::string& file) { LoadScenarioText(ReadScenarioFile(file)); },
+          "The scenario, a JSON document (-: standard input)")
       ->required();
 
   CLI::App& dump = *app.add_subcommand("dump", "Print the host's state as a scenario");

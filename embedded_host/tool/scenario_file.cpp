@@ -19,22 +19,6 @@ namespace quelt {
 
 namespace {
 
-std::string ReadText(const std::string& file) {
-  std::ifstream opened;
-  if (file != "-") {
-    opened.open(file, std::ios::binary);
-    if (!opened) {
-      ThrowSystemFailure(file, errno);
-    }
-  }
-  std::istream& stream = file == "-" ? std::cin : opened;
-  try {
-    return std::string(std::istreambuf_iterator<char>(stream), {});
-  } catch (const std::ios_base::failure&) {  // a folder opens too
-    ThrowSystemFailure(file, errno);
-  }
-}
-
 /// A line that counts the rows while they are stored, on a terminal alone.
 class ProgressLine {
  public:
@@ -67,8 +51,24 @@ class ProgressLine {
 
 }  // namespace
 
-void LoadScenarioFile(const std::string& file) {
-  const nlohmann::json document = ParseDocument(ReadText(file));
+std::string ReadScenarioFile(const std::string& file) {
+  std::ifstream opened;
+  if (file != "-") {
+    opened.open(file, std::ios::binary);
+    if (!opened) {
+      ThrowSystemFailure(file, errno);
+    }
+  }
+  std::istream& stream = file == "-" ? std::cin : opened;
+  try {
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  } catch (const std::ios_base::failure&) {  // a folder opens too
+    ThrowSystemFailure(file, errno);
+  }
+}
+
+void LoadScenarioText(const std::string& text) {
+  const nlohmann::json document = ParseDocument(text);
   ChangeSwitches([&](Connection& db) {
     const ProgressLine progress(db);
     ClearTables(db);

@@ -8,6 +8,7 @@ import os
 import pty
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import unittest
@@ -197,3 +198,33 @@ class RunTest(hosts.HostTestCase):
             text = file.read()
         self.assertRegex(text, "^The command changed nothing.\n\nThe operations it caused")
         self.assertIn("GetHardwareSku", text)
+
+    def test_signal_leaves_the_host_or_the_command_behind(self):
+        folder = self.fresh_folder()
+        unread, closed_pipe = os.pipe()
+        os.close(unread)
+        for number, code, options in ((signal.SIGTERM, 143, {}), (signal.SIGHUP, 129, {}),
+                                      (signal.SIGINT, 0, {}),
+                                      (None, 1, {"stderr": closed_pipe})):
+            process = subprocess.Popen(
+                [hosts.TOOL, "run", "--", "sh", "-c", "echo; read line || exit"], bufsize=0,
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                env=dict(os.environ, TMPDIR=folder), **dict({"stderr": subprocess.PIPE}, **options))
+            process.stdout.readline()
+            self.assertEqual(len(os.listdir(folder)), 1)
+            if number is not None:
+                process.send_signal(number)
+            if number in (None, signal.SIGINT):
+                process.stdin.write(b"\n")
+            self.assertEqual((process.wait(), os.listdir(folder)), (code, []), number)
+            err = process.communicate()[1]
+            self.assertIn(b"The command changed nothing.", err or b"The command changed nothing.")
+        os.close(closed_pipe)
+
+    def test_command_has_other_signals_than_its_caller_or_its_failure_is_lost(self):
+        command = ["grep", "^Sig[BI]", "/proc/self/status", "/nowhere"]
+        for ignored in (), (signal.SIGCHLD, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
+            plain, run = (hosts.run(words, preexec_fn=lambda: [
+                signal.signal(each, signal.SIG_IGN) for each in ignored])
+                for words in (command, [hosts.TOOL, "run", "--"] + command))
+            self.assertEqual((run.code, run.out), (2, plain.out))
