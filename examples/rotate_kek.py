@@ -1,14 +1,18 @@
 #!/usr/bin/env python3
 """Puts encrypted disks under a new key-encryption key (KEK), step by step, with a way back.
 
-    rotate_kek.py [--kms CLUSTER] [--keep-old] OLD_KEK_ID NEW_KEK_ID KEY_FILE DISK...
+    rotate_kek.py [--kms CLUSTER] [--remove-old] OLD_KEK_ID NEW_KEK_ID KEY_FILE DISK...
 
 KEY_FILE holds the new KEK, 64 hexadecimal digits. The steps: check everything, put the new KEK into
-the key cache, make its id the host's, rekey the disks, verify each, remove the old KEK.
+the key cache, make its id the host's, rekey the disks, verify each.
+
+The old KEK stays in the key cache, for nothing lists all disks of a host: one that was not named
+may still be under it. With --remove-old it is removed, after everything else, and unless a disk is
+under it. Looked at are the disks named and those that GetT1DiskInfo lists: THE DEK OF ANY OTHER
+DISK THAT IS UNDER THE OLD KEK IS THEN LOST.
 
 When a step fails, the steps before it are undone. When the script itself is interrupted, at
-whatever point, nothing is lost: the old KEK goes last, and only when no disk is under it any more.
-The same command again finishes the job.
+whatever point, nothing is lost. The same command again finishes the job.
 
 Exit status: 0 the disks are under the new KEK; 1 they are not, or not all of it could be done.
 """
@@ -83,10 +87,13 @@ class Rotation(object):
         if cached is not None and cached != self.key:
             raise Failure("The cache holds another key under {!r}".format(self.new))
 
+    def known_disks(self):
+        """The disks that were named and those that GetT1DiskInfo lists: there may be others."""
+        return sorted(set(self.disks).union(pyquelt.GetT1DiskInfo()))
+
     def users(self, kek_id):
-        """The disks under a KEK, of those that were named and those that the host lists."""
-        disks = set(self.disks).union(pyquelt.GetT1DiskInfo())
-        infos = {disk: pyquelt.GetEncInfoForDisk(disk) for disk in disks}
+        """Those of the known disks that are under a KEK."""
+        infos = {disk: pyquelt.GetEncInfoForDisk(disk) for disk in self.known_disks()}
         return sorted(disk for disk, info in infos.items()
                       if info["encrypted"] and not info["useAwsKms"] and info["kekId"] == kek_id)
 
@@ -120,6 +127,8 @@ class Rotation(object):
         if users:
             raise Failure("{!r} stays in the key cache, for it is the KEK of {}".format(
                 self.old, ", ".join(users)))
+        say("No disk is under {!r} among {}: other disks were not looked at".format(
+            self.old, ", ".join(self.known_disks())))
         if cached_key(self.old) is not None:
             pyquelt.RemoveKey(self.old)
         say("The old KEK is not in the key cache any more")
@@ -146,14 +155,16 @@ def rotate(options):
             # Both KEKs are still in the cache, so every DEK can be unwrapped.
             say("The way back failed too: {}. Both KEKs stay; run this again".format(error))
         raise
-    if not options.keep_old:
+    if options.remove_old:
         rotation.remove_old()
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--kms", metavar="CLUSTER", help="check this KMIP cluster first")
-    parser.add_argument("--keep-old", action="store_true", help="leave the old KEK in the cache")
+    parser.add_argument("--remove-old", action="store_true",
+                        help="remove the old KEK from the cache, unless a DISK or one that "
+                        "GetT1DiskInfo lists is under it: any other disk under it is lost")
     parser.add_argument("old", metavar="OLD_KEK_ID")
     parser.add_argument("new", metavar="NEW_KEK_ID")
     parser.add_argument("key_file", metavar="KEY_FILE")

@@ -71,7 +71,7 @@ class RotationTest(hosts.HostTestCase):
     def begin(self, **changes):
         self.assertEqual(self.load(dict(SCENARIO, **changes)), "")
 
-    def command(self, option="--", new="new", key_file=None, disks=DISKS):
+    def command(self, option="--remove-old", new="new", key_file=None, disks=DISKS):
         return [EXAMPLE, option, "old", new, key_file or self.key_file] + list(disks)
 
     def rotate(self, **words):
@@ -103,9 +103,15 @@ class RotationTest(hosts.HostTestCase):
             self.begin(disks=disks, t1Disks={"d3": {"healthy": 1}})
             self.assertEqual(self.rotate(disks=["d1", "d2"]).code, code)
             self.assertEqual(self.state()[2], keys)
+        # A disk that is neither named nor listed needs the key.
+        self.begin(t1Disks={})
+        self.assertEqual(self.rotate(option="--", disks=["d1", "d2"]).code, 0)
+        self.assertEqual(self.state(), ("new", {"old", "new"}, ["new", "old"]))
+        self.assert_no_key_is_lost()
         self.begin()
-        self.assertEqual(self.rotate(option="--keep-old").code, 0)
-        self.assertEqual(self.state()[2], ["new", "old"])
+        result = self.rotate()
+        self.assert_finished(result)
+        self.assertIn("among d1, d2, d3, t1: other disks were not looked at", result.out)
 
     def test_rotation_that_cannot_succeed_changes_something(self):
         for call, words, reason in IMPOSSIBLE:
