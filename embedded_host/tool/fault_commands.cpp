@@ -11,6 +11,7 @@
 #include "embedded_host/store/faults.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/operation_argument.h"
+#include "embedded_host/tool/table.h"
 
 namespace quelt {
 
@@ -49,6 +50,17 @@ void Fail(const CLI::App& command, FailArguments arguments) {
   SetFault(arguments.operation, fault);
 }
 
+/// Checks a number of calls.
+auto CallsFrom(std::int64_t least) {
+  return [least](const std::string& text) {
+    std::int64_t calls = 0;
+    const bool read = CLI::detail::lexical_cast(text, calls);
+    return read && calls >= least
+               ? std::string()
+               : "Expected " + std::to_string(least) + " or more calls, not \"" + text + "\"";
+  };
+}
+
 void AddFail(CLI::App& app) {
   CLI::App& command = *app.add_subcommand("fail", "Make a platform operation misbehave");
   const auto arguments = std::make_shared<FailArguments>();
@@ -77,10 +89,10 @@ void AddFail(CLI::App& app) {
       });
   command.add_option("--times", arguments->times, "For the next N calls, not until healed")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(CallsFrom(1));
   command.add_option("--after", arguments->fault.after, "After K calls that go well")
       ->type_name("K")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CallsFrom(0));
   command.footer(
       "Calls of all processes of the host count. A new fault takes the place of an old one.\n\n"
       "Example:\n"
@@ -123,7 +135,7 @@ json FaultRecord(const std::string& operation, const Fault& fault) {
 void PrintFault(const std::string& operation, const Fault& fault) {
   std::cout << operation << ": " << KindName(fault.kind);
   if (!fault.message.empty()) {
-    std::cout << " \"" << fault.message << '"';
+    std::cout << " \"" << Printable(fault.message) << '"';
   }
   if (fault.delay.count() > 0) {
     std::cout << ", " << static_cast<double>(fault.delay.count()) / 1000 << " s late";

@@ -3,6 +3,7 @@
 // Exit status: 0; 1 when the command failed, with one line on standard error; 2 for wrong usage.
 // That of `run` is the status of the command that it ran.
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -12,6 +13,7 @@
 
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/suggestions.h"
+#include "embedded_host/tool/table.h"
 
 namespace {
 
@@ -30,6 +32,24 @@ std::vector<std::string> TakeCommand(std::vector<std::string>& words) {
   std::vector<std::string> command(mark + 1, words.end());
   words.erase(mark, words.end());
   return command;
+}
+
+bool HasOption(const CLI::App& app, const std::string& name) {
+  const std::vector<const CLI::App*> below = app.get_subcommands(nullptr);
+  return app.get_option_no_throw(name) != nullptr ||
+         std::any_of(below.begin(), below.end(),
+                     [&](const CLI::App* each) { return HasOption(*each, name); });
+}
+
+/// Makes two words of "--name=", for which the library would take the next word as the value.
+void SplitEmptyValues(const CLI::App& app, std::vector<std::string>& words) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string name = words[i].substr(0, words[i].size() - 1);
+    if (words[i].starts_with("--") && words[i].ends_with('=') && HasOption(app, name)) {
+      words[i] = name;
+      words.insert(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, "");
+    }
+  }
 }
 
 /// Says which word is no command, where one had to stand; the library says only that it is missing.
@@ -62,6 +82,9 @@ int Run(int argc, char** argv) {
   app.add_option_function<std::string>("--state", UseState,
                                        "The host's state file, in place of QUELT_HOST_STATE")
       ->type_name("PATH")
+      ->check([](const std::string& path) {
+        return path.empty() ? "PATH is empty" : std::string();  // it would mean the user's own host
+      })
       ->trigger_on_parse();
   quelt::AddStateCommands(app);
   quelt::AddScenarioCommands(app);
@@ -70,6 +93,7 @@ int Run(int argc, char** argv) {
   quelt::AddJournalCommands(app);
   quelt::AddRunCommand(app, command);
   quelt::AddDocumentationCommands(app);
+  SplitEmptyValues(app, words);
   try {
     std::reverse(words.begin(), words.end());  // as the library wants them
     app.parse(words);
@@ -81,7 +105,9 @@ int Run(int argc, char** argv) {
                              : CLI::RequiredError(unknown, CLI::ExitCodes::RequiredError));
     return kUsage;
   } catch (const CLI::ParseError& failure) {
-    return app.exit(failure) == 0 ? EXIT_SUCCESS : kUsage;
+    if (app.exit(failure) != EXIT_SUCCESS) {
+      return kUsage;
+    }  // else it was asked for: help or the version
   }
   if (!std::cout.flush()) {
     throw std::runtime_error("Standard output could not be written");
@@ -95,7 +121,7 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const std::exception& failure) {
-    std::cerr << "quelt-host: " << failure.what() << '\n';
+    std::cerr << "quelt-host: " << quelt::Printable(failure.what()) << '\n';
     return kFailed;
   }
 }

@@ -284,7 +284,10 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
       "SIGTERM and SIGHUP are passed on to the command; then follows the report, as usual.\n"
       "The exit status is the command's, 128 and the signal's number if a signal ended it.\n\n"
       "Example:\n  quelt-host run --scenario two-keks.json -- python3 unlock.py disk-1 kek-2");
-  run.callback([arguments, &command] {
+  run.callback([&app, arguments, &command] {
+    if (app.count("--state") > 0) {
+      throw CLI::ValidationError("--state", "run makes a host of its own");
+    }
     if (command.empty()) {
       throw CLI::RequiredError("-- with a command after it");
     }

@@ -36,7 +36,7 @@ class FaultTest(hosts.HostTestCase):
                 (["--refuse"], 0, 2, REFUSED),
                 ([], 0, 2, REFUSED),
                 (["--throw", u"gr\u00fc\u00df"], 0, 2, (ValueError, u"gr\u00fc\u00df")),
-                (["--throw-standard", ""], 0, 2, (ValueError, "")),
+                (["--throw-standard=", "--times", 2], 0, 2, (ValueError, "")),
                 (["--throw-unknown"], 0, 2, (RuntimeError, "Unknown platform exception")),
                 (["--delay", "0"], 0, 2, SKU),
                 (["--times", 1], 0, 1, REFUSED),

@@ -62,8 +62,12 @@ MISTAKES = [
     (["heal", "SetIloAut"], 2, "Did you mean SetIloAuth or GetIloAuth?"),
     (["heal", "GetHardwareSku", "xyz"], 2, 'No platform operation is called "xyz"'),
     (["fail", "GetHardwareSku", "--refuse", "--throw", "x"], 2, "at most 1"),
-    (["fail", "GetHardwareSku", "--times", "0"], 2, "--times"),
-    (["fail", "GetHardwareSku", "--after", "-1"], 2, "--after"),
+    (["reset", "--state", ""], 2, "--state: PATH is empty"),
+    (["dump", "--state=", "--secrets"], 2, "--state: PATH is empty"),
+    (["run", "--state", "/x", "--", "true"], 2, "--state: run makes a host of its own"),
+    (["fail", "GetHardwareSku", "--times", "0"], 2, '--times: Expected 1 or more calls, not "0"'),
+    (["fail", "GetHardwareSku", "--after", "-1"], 2, '--after: Expected 0 or more calls, not "-1"'),
+    (["fail", "GetHardwareSku", "--times", ""], 2, '--times: Expected 1 or more calls, not ""'),
     (["fail", "GetHardwareSku", "--delay", "nan"], 2, "--delay"),
     (["run"], 2, ""),
     (["run", "true"], 2, ""),
@@ -87,9 +91,14 @@ class UsageTest(hosts.HostTestCase):
         for words in ["init"], ["reset"], ["fail", "DDBGet"], ["heal"], ["faults"]:
             self.assertEqual(hosts.quelt_host("--state", hosts.FOLDER, *words), hosts.Result(
                 1, "", "quelt-host: " + hosts.FOLDER + ": Is a directory\n"))
-        result = hosts.run(["sh", "-c", "exec \"$0\" init >/dev/full", hosts.TOOL])
-        self.assertEqual(result, hosts.Result(
-            1, "", "quelt-host: Standard output could not be written\n"))
+        for word in "init", "--help":
+            result = hosts.run(["sh", "-c", "exec \"$0\" $1 >/dev/full", hosts.TOOL, word])
+            self.assertEqual(result, hosts.Result(
+                1, "", "quelt-host: Standard output could not be written\n"))
+        document = json.dumps({"a\nb\x1b]0;own\x07": 1})
+        self.assertRegex(self.load(document), r"^quelt-host: /a\\nb\\x1b\]0;own\\x07: .*\n$")
+        self.tool("fail", "GetHardwareSku", "--throw", "a\nb\x1b[31m")
+        self.assertEqual(self.tool("faults"), 'GetHardwareSku: throw "a\\nb\\x1b[31m"\n')
 
 
 class DocumentationTest(hosts.HostTestCase):
