@@ -14,8 +14,9 @@ your own says which scenario it begins with.
 A process learns the path of its host once, at the first call of pyquelt. So a test process has one
 path, in a folder of its own that goes away with the process; each Host loads a fresh scenario there
 and switches the journal on. Processes that the test starts find the same host through the
-environment. Everything goes through the tool quelt-host: PYQUELT_TOOL names it, else it is looked
-for beside the installed module and on PATH.
+environment; a forked one has a path of its own as soon as it uses this module. Everything goes
+through the tool quelt-host: PYQUELT_TOOL names it, else it is looked for beside the installed
+module and on PATH.
 
 Needs CPython 3.5 or newer and nothing else.
 """
@@ -55,9 +56,10 @@ def tool_path():
 
 def state_path():
     """The state file of this process's host. The first call puts it into QUELT_HOST_STATE."""
-    if _process["folder"] is None:
-        _process["folder"] = tempfile.mkdtemp(prefix="quelt-test-")
-        _process["owner"] = os.getpid()
+    if _process["owner"] != os.getpid():
+        # A forked process may end without its exit functions: its folder goes with its parent's.
+        folder = tempfile.mkdtemp(prefix="quelt-test-", dir=_process["folder"])
+        _process.update(folder=folder, owner=os.getpid(), host=None, checked=False)
         atexit.register(_remove_folder)
         os.environ["QUELT_HOST_STATE"] = os.path.join(_process["folder"], "host.db")
     return os.path.join(_process["folder"], "host.db")
@@ -98,9 +100,9 @@ class Host(object):
         self._scenario = scenario
 
     def __enter__(self):
+        self.state = state_path()
         if _process["host"] is not None:
             raise RuntimeError("A process has one host: end the other one first")
-        self.state = state_path()
         self.load(self._scenario)
         self._check_module()
         _process["host"] = self
@@ -138,7 +140,8 @@ class Host(object):
         for name, value in (("throw", throw), ("throw-standard", throw_standard), ("delay", delay),
                             ("times", times), ("after", after)):
             if value is not None:
-                words.append("--{}={}".format(name, value))
+                # UTF-8 whatever the locale.
+                words.append("--{}={}".format(name, value).encode("utf-8", "surrogateescape"))
         words += ["--refuse"] if refuse else []
         words += ["--throw-unknown"] if throw_unknown else []
         self.tool(*words)
@@ -168,7 +171,8 @@ class Host(object):
 
     def tool(self, *words, **options):
         """Runs quelt-host with these words; returns what it printed. Raises ToolError."""
-        result = self.run(tool_path(), *[str(word) for word in words], **options)
+        result = self.run(tool_path(), *[
+            word if isinstance(word, bytes) else str(word) for word in words], **options)
         if result.code != 0:
             raise ToolError(result.err.strip() or "quelt-host ended with %d" % result.code)
         return result.out

@@ -27,6 +27,24 @@ def test_other(quelt_host):
 """
 
 
+# Forks within a host and after it; the children end with and without their exit functions.
+FORKS = """
+import os, quelt_testing
+def child(end):
+    if os.fork() == 0:
+        with quelt_testing.Host({"hardwareSku": "child's"}) as mine:
+            assert mine.dump()["hardwareSku"] == "child's"
+            print(mine.state, flush=True)
+        end(0)
+    assert os.wait()[1] == 0
+    assert host.dump()["hardwareSku"] == "parent's"
+with quelt_testing.Host({"hardwareSku": "parent's"}) as host:
+    child(os._exit)
+child(exit)
+print(host.state)
+"""
+
+
 class HostTest(unittest.TestCase):
 
     def test_host_begins_with_something_of_the_one_before(self):
@@ -44,6 +62,8 @@ class HostTest(unittest.TestCase):
                     [sku, (ValueError, "--odd="), (ValueError, "--odd="), sku])
                 self.assertEqual([each["outcome"] for each in host.journal("GetHardwareSku")],
                                  ["answered", "answered", "threw", "threw", "answered"])
+                host.fail("GetHardwareSku", throw="", times=1)
+                self.assertEqual(hosts.outcome(pyquelt.GetHardwareSku), (ValueError, ""))
                 host.clear_journal()
                 self.assertEqual(host.journal(), [])
                 host.fail("SetIloAuth", throw_standard="x")
@@ -67,13 +87,20 @@ class HostTest(unittest.TestCase):
         self.assertEqual(result.err, "")
         self.assertIn("pyquelt was called in this process before", result.out)
 
-    def test_folder_stays_behind(self):
-        result = hosts.run_python("import os, quelt_testing\n"
-                                  "with quelt_testing.Host() as host: print(host.state)\n"
-                                  "if os.fork() == 0: raise SystemExit\n"
-                                  "os.wait(); assert os.path.exists(host.state)")
-        self.assertEqual(result.err, "")
-        self.assertFalse(os.path.exists(os.path.dirname(result.out.strip())))
+    def test_forked_process_shares_the_host_or_a_folder_stays_behind(self):
+        result = hosts.run_python(FORKS)
+        self.assertEqual((result.code, result.err), (0, ""))
+        for path in result.out.split():
+            self.assertFalse(os.path.exists(os.path.dirname(path)))
+
+    def test_text_of_a_fault_is_refused_in_a_plain_locale(self):
+        result = hosts.run_python(
+            "import quelt_testing\nwith quelt_testing.Host() as host:\n"
+            "  host.fail('GetHardwareSku', throw='gr\\xfc\\xdf')\n"
+            "  print(ascii(host.tool('faults')))",
+            env={"LC_ALL": "C", "PYTHONUTF8": "0", "PYTHONCOERCECLOCALE": "0"})
+        self.assertEqual((result.out.strip(), result.err),
+                         (ascii(u'GetHardwareSku: throw "gr\xfc\xdf"\n'), ""))
 
     def test_fixture_differs_from_the_context_manager(self):
         if hosts.run([sys.executable, "-c", "import pytest"]).code != 0:
