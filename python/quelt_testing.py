@@ -154,7 +154,9 @@ class Host(object):
         """What was called since the journal was last cleared, oldest first; of these operations, or
         of all. Each record is a dict: number, time, process, operation, arguments (a dict), outcome
         ("answered", "refused" by a fault, "threw"), message, duration (seconds)."""
-        records = [json.loads(line) for line in self.tool("journal", "show", "--json").splitlines()]
+        # Not splitlines: a text may hold what that ends a line at.
+        lines = self.tool("journal", "show", "--json").split("\n")
+        records = [json.loads(line) for line in lines if line]
         return [each for each in records if not operations or each["operation"] in operations]
 
     def clear_journal(self):

@@ -64,6 +64,9 @@ class HostTest(unittest.TestCase):
                                  ["answered", "answered", "threw", "threw", "answered"])
                 host.fail("GetHardwareSku", throw="", times=1)
                 self.assertEqual(hosts.outcome(pyquelt.GetHardwareSku), (ValueError, ""))
+                pyquelt.SetKekId(u"two\u2028lines\u0085")
+                self.assertEqual(list(host.journal("PersistKekId")[0]["arguments"].values()),
+                                 [u"two\u2028lines\u0085"])
                 host.clear_journal()
                 self.assertEqual(host.journal(), [])
                 host.fail("SetIloAuth", throw_standard="x")
