@@ -1,11 +1,7 @@
 // run: a command on a fresh host of its own, and what it did there.
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +14,7 @@
 #include <vector>
 
 #include "embedded_host/store/failure.h"
+#include "embedded_host/tool/command_process.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/differences.h"
 #include "embedded_host/tool/journal_output.h"
@@ -56,123 +53,6 @@ class TemporaryFolder {
  private:
   std::string path_;
 };
-
-constexpr int kEnding[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
-
-bool IsIgnored(int signal) {
-  struct sigaction action {};
-  sigaction(signal, nullptr, &action);
-  return action.sa_handler == SIG_IGN;
-}
-
-/// While this stands, signals do not end this process, so that it can clean up after the command:
-/// SIGTERM and SIGHUP are the command's, those of the keyboard reach it by themselves, and writing
-/// into a closed pipe is an error. What came after the command's end strikes when this goes.
-/// For a process without other threads.
-class CommandProcess {
- public:
-  CommandProcess();
-  CommandProcess(const CommandProcess&) = delete;
-  CommandProcess& operator=(const CommandProcess&) = delete;
-  ~CommandProcess();
-
-  /// Runs a command to its end, with the signals as they were before; gives its exit status as a
-  /// shell does. Throws std::runtime_error when it cannot be started.
-  int Run(std::vector<std::string> command) const;
-
- private:
-  void RestoreSignals() const;
-  pid_t Start(char* const* command) const;
-  int WaitFor(pid_t process) const;
-
-  sigset_t waiting_{};  // what WaitFor looks at
-  sigset_t mask_{};     // as it was, as the next two
-  struct sigaction pipe_ {};
-  struct sigaction child_ {};
-};
-
-CommandProcess::CommandProcess() {
-  // Ended children of a process that ignores SIGCHLD leave no exit status.
-  struct sigaction action {};
-  action.sa_handler = SIG_DFL;
-  sigaction(SIGCHLD, &action, &child_);
-  action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, &pipe_);
-
-  sigemptyset(&waiting_);
-  sigaddset(&waiting_, SIGCHLD);
-  for (const int signal : kEnding) {
-    if (!IsIgnored(signal)) {
-      sigaddset(&waiting_, signal);
-    }
-  }
-  sigprocmask(SIG_BLOCK, &waiting_, &mask_);
-}
-
-CommandProcess::~CommandProcess() { RestoreSignals(); }
-
-void CommandProcess::RestoreSignals() const {
-  sigaction(SIGCHLD, &child_, nullptr);
-  sigaction(SIGPIPE, &pipe_, nullptr);
-  sigprocmask(SIG_SETMASK, &mask_, nullptr);
-}
-
-int CommandProcess::Run(std::vector<std::string> command) const {
-  std::vector<char*> words(command.size() + 1, nullptr);
-  std::transform(command.begin(), command.end(), words.begin(),
-                 [](std::string& word) { return word.data(); });
-  sigset_t pending{};
-  sigpending(&pending);
-  for (const int signal : kEnding) {
-    if (sigismember(&waiting_, signal) == 1 && sigismember(&pending, signal) == 1) {
-      throw std::runtime_error("A signal came before the command began");  // and strikes now
-    }
-  }
-  return WaitFor(Start(words.data()));
-}
-
-// posix_spawn can set signals to their default, but cannot have them ignored as they were.
-pid_t CommandProcess::Start(char* const* command) const {
-  int failure[2];  // carries the error of a command that cannot be run; is closed by one that can
-  if (pipe2(failure, O_CLOEXEC) != 0) {
-    ThrowSystemFailure(command[0], errno);
-  }
-  const pid_t process = fork();
-  if (process == 0) {
-    RestoreSignals();
-    execvp(command[0], command);
-    const int error = errno;
-    static_cast<void>(write(failure[1], &error, sizeof error));
-    _exit(127);
-  }
-  int error = process < 0 ? errno : 0;
-  close(failure[1]);
-  while (read(failure[0], &error, sizeof error) < 0 && errno == EINTR) {
-  }
-  close(failure[0]);
-  if (error != 0) {
-    if (process > 0) {
-      waitpid(process, nullptr, 0);
-    }
-    ThrowSystemFailure(command[0], error);
-  }
-  return process;
-}
-
-int CommandProcess::WaitFor(pid_t process) const {
-  int status = 0;
-  pid_t ended = 0;
-  while ((ended = waitpid(process, &status, WNOHANG)) == 0) {
-    const int signal = sigwaitinfo(&waiting_, nullptr);
-    if (signal == SIGTERM || signal == SIGHUP) {
-      kill(process, signal);
-    }
-  }
-  if (ended < 0) {
-    ThrowSystemFailure("The command's exit status", errno);
-  }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
 
 /// Every call fetches the plug-in and its operations object first; that this went well says
 /// nothing.
