@@ -68,16 +68,6 @@ bool Heal() {
 
 using namespace quelt::io;
 
-void* operator new(std::size_t size) {
-  void* const memory = AllocationFails() ? nullptr : std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-
 // Replaces the function `name` of the C library: a call on `where`, a path or a descriptor, gives
 // `failure` when it is to fail. Defined under another name, so that no declaration needs to agree.
 #define REPLACE(call, where, failure, result, name, parameters, ...)                          \
@@ -92,6 +82,17 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
   REPLACE(call, where, failure, result, name##64, __VA_ARGS__)
 
 #pragma GCC visibility push(default)  // also for the shared libraries of the process
+
+void* operator new(std::size_t size) {
+  void* const memory = AllocationFails() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
 extern "C" {
 
 REPLACE_BOTH(Call::kOpen, path, -1, int, open, (const char* path, int flags, mode_t mode), path,
