@@ -140,8 +140,7 @@ class Host(object):
         for name, value in (("throw", throw), ("throw-standard", throw_standard), ("delay", delay),
                             ("times", times), ("after", after)):
             if value is not None:
-                # UTF-8 whatever the locale.
-                words.append("--{}={}".format(name, value).encode("utf-8", "surrogateescape"))
+                words.append("--{}={}".format(name, value))
         words += ["--refuse"] if refuse else []
         words += ["--throw-unknown"] if throw_unknown else []
         self.tool(*words)
@@ -173,8 +172,9 @@ class Host(object):
 
     def tool(self, *words, **options):
         """Runs quelt-host with these words; returns what it printed. Raises ToolError."""
-        result = self.run(tool_path(), *[
-            word if isinstance(word, bytes) else str(word) for word in words], **options)
+        # UTF-8 whatever the locale.
+        words = [str(word).encode("utf-8", "surrogateescape") for word in words]
+        result = self.run(tool_path(), *words, **options)
         if result.code != 0:
             raise ToolError(result.err.strip() or "quelt-host ended with %d" % result.code)
         return result.out

@@ -32,10 +32,6 @@ bool Fails(Call call, std::string_view path) {
   return true;
 }
 
-bool AllocationFails() {
-  return left > 0 && failing_call == Call::kAllocate && Fails(Call::kAllocate, watched_path);
-}
-
 /// A file that is open.
 bool Fails(Call call, int descriptor) {
   if (left == 0 || call != failing_call) {
@@ -84,7 +80,8 @@ using namespace quelt::io;
 #pragma GCC visibility push(default)  // also for the shared libraries of the process
 
 void* operator new(std::size_t size) {
-  void* const memory = AllocationFails() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  const bool fails = Fails(Call::kAllocate, watched_path);
+  void* const memory = fails ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
