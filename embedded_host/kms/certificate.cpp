@@ -19,22 +19,50 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
+constexpr std::string_view kDashes = "-----";
 constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
 constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
 
-/// What stands between the two lines, without blanks and line breaks.
-std::string Base64Body(const std::string& text) {
-  const std::size_t begin = text.find(kBegin);
-  const std::size_t end = begin == std::string::npos ? begin : text.find(kEnd, begin);
-  if (end == std::string::npos) {
+[[noreturn]] void ThrowUnreadable(std::size_t position) {
+  throw QueltCtlException("Certificate " + std::to_string(position) +
+                          " of the text cannot be read");
+}
+
+/// The place of the next BEGIN or END line, whole or damaged. A run of dashes that touches no word
+/// is a separator.
+std::size_t FindMarker(std::string_view text, std::size_t from) {
+  const auto isWord = [&](std::size_t at) {
+    return at < text.size() && text[at] != '-' && static_cast<unsigned char>(text[at]) > ' ';
+  };
+  for (;;) {
+    const std::size_t at = text.find(kDashes, from);
+    if (at == text.npos) {
+      return at;
+    }
+    from = std::min(text.find_first_not_of('-', at), text.size());
+    if (isWord(at - 1) || isWord(from)) {
+      return at;
+    }
+  }
+}
+
+/// What stands between the BEGIN and END lines of each certificate, without blanks and line breaks.
+std::vector<std::string> Base64Bodies(std::string_view text) {
+  if (text.find(kBegin) == text.npos) {
     throw QueltCtlException("The text holds no certificate");
   }
-  if (text.find(kBegin, begin + kBegin.size()) != std::string::npos) {
-    throw QueltCtlException("The text holds more than one certificate");
+  std::vector<std::string> bodies;
+  std::size_t end = 0;
+  for (std::size_t at; (at = FindMarker(text, end)) != text.npos; end += kEnd.size()) {
+    const std::size_t begin = at + kBegin.size();
+    end = text.substr(at).starts_with(kBegin) ? text.find(kDashes, begin) : text.npos;
+    if (end == text.npos || !text.substr(end).starts_with(kEnd)) {
+      ThrowUnreadable(bodies.size() + 1);
+    }
+    std::string& body = bodies.emplace_back(text.substr(begin, end - begin));
+    std::erase_if(body, [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); });
   }
-  std::string body(text, begin + kBegin.size(), end - begin - kBegin.size());
-  std::erase_if(body, [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); });
-  return body;
+  return bodies;
 }
 
 /// Empty when `base64` is not in that form.
@@ -48,20 +76,32 @@ std::vector<unsigned char> Decoded(const std::string& base64) {
   return bytes;
 }
 
-}  // namespace
-
-Certificate ReadCertificate(const std::string& text) {
-  const ForksWait forksWait;
-  PrepareOpenssl();
-  const std::vector<unsigned char> der = Decoded(Base64Body(text));
+/// Null when `base64` is not that of one certificate.
+Certificate Parsed(const std::string& base64) {
+  const std::vector<unsigned char> der = Decoded(base64);
   const unsigned char* position = der.data();
   Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
   if (certificate == nullptr || position != der.data() + der.size() ||
       X509_get0_pubkey(certificate.get()) == nullptr) {
     ERR_clear_error();
-    throw QueltCtlException("The text's certificate cannot be read");
+    return nullptr;
   }
   return certificate;
+}
+
+}  // namespace
+
+std::vector<Certificate> ReadCertificates(const std::string& text) {
+  const ForksWait forksWait;
+  PrepareOpenssl();
+  std::vector<Certificate> certificates;
+  for (const std::string& body : Base64Bodies(text)) {
+    certificates.push_back(Parsed(body));
+    if (certificates.back() == nullptr) {
+      ThrowUnreadable(certificates.size());
+    }
+  }
+  return certificates;
 }
 
 std::string PemText(const X509& certificate) {
@@ -72,6 +112,14 @@ std::string PemText(const X509& certificate) {
   char* text = nullptr;
   const long length = BIO_get_mem_data(memory.get(), &text);
   return std::string(text, static_cast<std::size_t>(length));
+}
+
+std::string PemText(const std::vector<Certificate>& certificates) {
+  std::string text;
+  for (const Certificate& certificate : certificates) {
+    text += PemText(*certificate);
+  }
+  return text;
 }
 
 std::string Fingerprint(const X509& certificate) {

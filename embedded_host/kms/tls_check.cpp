@@ -35,8 +35,10 @@ TlsContext NewTlsContext(const std::vector<std::string>& trusted) {
   X509_STORE* const store = SSL_CTX_get_cert_store(context.get());
   X509_STORE_set_flags(store, X509_V_FLAG_PARTIAL_CHAIN);
   for (const std::string& text : trusted) {
-    if (X509_STORE_add_cert(store, ReadCertificate(text).get()) != 1) {
-      ThrowOpensslFailure("A trusted certificate cannot be used");
+    for (const Certificate& certificate : ReadCertificates(text)) {
+      if (X509_STORE_add_cert(store, certificate.get()) != 1) {
+        ThrowOpensslFailure("A trusted certificate cannot be used");
+      }
     }
   }
   return context;

@@ -1,13 +1,16 @@
 #include "embedded_host/kms/trust_store.h"
 
 #include "embedded_host/operation.h"
+#include "embedded_host/store/pool.h"
 #include "platform/quelt_util.h"
 
 namespace quelt {
 
-void Trust(Connection& db, const X509& certificate) {
-  db.Execute("INSERT OR IGNORE INTO trusted_certificate (fingerprint, pem) VALUES (?, ?)",
-             Fingerprint(certificate), PemText(certificate));
+void Trust(Connection& db, const std::string& text) {
+  for (const Certificate& certificate : ReadCertificates(text)) {
+    db.Execute("INSERT OR IGNORE INTO trusted_certificate (fingerprint, pem) VALUES (?, ?)",
+               Fingerprint(*certificate), PemText(*certificate));
+  }
 }
 
 std::vector<std::string> TrustedCertificates(Connection& db) {
@@ -28,13 +31,14 @@ using quelt::Operation;
 
 std::string QueltUtil::FormatCertString(const std::string& certificate) {
   return Operation("FormatCertString", {{"certificate", certificate}}).Run([&] {
-    return quelt::PemText(*quelt::ReadCertificate(certificate));
+    const quelt::ForksWait forksWait;
+    return quelt::PemText(quelt::ReadCertificates(certificate));
   });
 }
 
 void QueltUtil::AddKmsCertToTrustStore(const std::string& certificate, bool flag) {
   Operation("AddKmsCertToTrustStore", {{"certificate", certificate}, {"flag", flag}})
-      .Write([&](Connection& db) { quelt::Trust(db, *quelt::ReadCertificate(certificate)); });
+      .Write([&](Connection& db) { quelt::Trust(db, certificate); });
 }
 
 }  // namespace ZelCtl::Quelt

@@ -10,7 +10,8 @@
 
 namespace quelt {
 
-void Trust(Connection& db, const X509& certificate);
+/// Adds all certificates of a text, or none: see ReadCertificates.
+void Trust(Connection& db, const std::string& text);
 
 /// All certificates, in the order of their addition.
 std::vector<std::string> TrustedCertificates(Connection& db);

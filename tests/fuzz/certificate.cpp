@@ -1,18 +1,23 @@
-// Certificate texts: a refusal is the host library's exception, and what is accepted has one normal
-// form, which reads as the same certificate.
+// Certificate texts: a rejection is the host library's exception, and accepted texts have one
+// normal form, which reads as the same certificates.
 #include "embedded_host/kms/certificate.h"
+
+#include <algorithm>
 
 #include "platform/exception.h"
 #include "tests/fuzz/fuzz.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
-    const quelt::Certificate certificate = quelt::ReadCertificate(TextOf(data, size));
-    const std::string normal = quelt::PemText(*certificate);
-    const quelt::Certificate again = quelt::ReadCertificate(normal);
-    Promise(quelt::PemText(*again) == normal &&
-                quelt::Fingerprint(*again) == quelt::Fingerprint(*certificate),
-            "the normal form of a certificate reads as itself");
+    const auto certificates = quelt::ReadCertificates(TextOf(data, size));
+    const std::string normal = quelt::PemText(certificates);
+    const auto again = quelt::ReadCertificates(normal);
+    Promise(
+        !certificates.empty() && quelt::PemText(again) == normal &&
+            std::ranges::equal(
+                again, certificates, {}, [](const auto& each) { return quelt::Fingerprint(*each); },
+                [](const auto& each) { return quelt::Fingerprint(*each); }),
+        "the normal form of certificates reads as themselves");
   } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
     // refused
   }

@@ -98,9 +98,11 @@ def one_server(port, **changes):
 
 class KmsTest(hosts.HostTestCase):
 
-    def load_kms(self, *servers, trusted=("ca",), **kms):
-        self.assertEqual("", self.load({"kms": dict(kms, servers=servers, keys={
-            "c": ["key"]}, trustedCertificates=[text(name) for name in trusted])}))
+    def load_kms(self, *servers, trusted=("ca",), bundle=False, **kms):
+        certificates = [text(name) for name in trusted]
+        self.assertEqual("", self.load({"kms": dict(
+            kms, servers=servers, keys={"c": ["key"]},
+            trustedCertificates=["".join(certificates)] if bundle else certificates)}))
 
     def test_server_is_judged_wrongly_or_waited_for_too_long(self):
         not_trusted = "its certificate is not trusted: "
@@ -199,32 +201,36 @@ class KmsTest(hosts.HostTestCase):
         thread.join()  # the listener's end ends the check
         self.assertFalse(statuses[0]["good"])
 
-    def test_certificate_is_kept_twice_or_in_another_form(self):
+    def test_certificate_is_stored_once_and_in_pem_form(self):
         self.load_kms(trusted=())
-        ca, good = text("ca"), text("good")
+        ca, good, other = text("ca"), text("good"), text("other-ca")
         lines = ca.split("\n")
         wide = "\n".join([lines[0], "".join(lines[1:-2]), lines[-2]])
         for form in (ca, ca.replace("\n", "\r\n"), ca.replace("\n", " "), wide,
-                     "Issued for us:\n\n" + ca + "\nas agreed\n", good, ca):
+                     "Issued for us:\n-------\n" + ca + "\nas agreed\n", good, ca,
+                     (ca + other + other).replace("\n", "")):
             pyquelt.AddKmsTrustedCert(form)
+        self.assertEqual(self.dump()["kms"]["trustedCertificates"], [ca, good, other])
+        self.load_kms(trusted=("ca", "good"), bundle=True)
         self.assertEqual(self.dump()["kms"]["trustedCertificates"], [ca, good])
 
-    def test_text_that_is_not_one_certificate_is_trusted(self):
+    def test_rejects_a_trust_text_and_names_the_damaged_certificate(self):
         self.load_kms()
-        good, key = text("good"), text("good", ".key")
+        good, key, other = text("good"), text("good", ".key"), text("other-ca")
         lines = good.split("\n")
-        none, unreadable = "The text holds no certificate", "The text's certificate cannot be read"
+        none = "The text holds no certificate"
+        first, second = ("Certificate %d of the text cannot be read" % i for i in (1, 2))
+        damaged = (good[:-30], lines[0], lines[0] + "\n" + lines[-2],
+                   "\n".join(lines[:2] + lines[3:]), "\n".join(lines[:2] + ["%"] + lines[2:]),
+                   good.replace("BEGIN CERTIFICATE-----", "BEGIN CERTIFICATE-----AAAA"),
+                   key.replace("PRIVATE KEY", "CERTIFICATE"), lines[0] + "\n" + good)
+        # Damaged BEGIN and END lines: on their own these texts hold nothing that looks like one.
+        marks = (good[1:], good.replace("BEGIN", "BEGUN"), "\n".join(lines[1:]), key)
         for bad, reason in (
-                ("", none), ("x", none), (key, none), (lines[0], none), (good[:-30], none),
-                ("\n".join(reversed(lines)), none),
-                (lines[0] + "\n" + lines[-2], unreadable),
-                ("\n".join(lines[:2] + lines[3:]), unreadable),
-                ("\n".join(lines[:2] + ["%"] + lines[2:]), unreadable),
-                (good.replace("BEGIN CERTIFICATE-----", "BEGIN CERTIFICATE-----AAAA"), unreadable),
-                (key.replace("PRIVATE KEY", "CERTIFICATE"), unreadable),
-                (good + good, "The text holds more than one certificate"),
-                (good + text("ca"), "The text holds more than one certificate"),
-                (good + lines[0], "The text holds more than one certificate")):
+                [("", none), ("x", none)] + [(text, none) for text in marks]
+                + [(text, first) for text in damaged + ("\n".join(reversed(lines)),)]
+                + [(text + other, first) for text in damaged + marks]
+                + [(other + text, second) for text in damaged + marks]):
             self.assert_raises_exactly(ValueError, reason, pyquelt.AddKmsTrustedCert, bad)
         self.assertEqual(self.dump()["kms"]["trustedCertificates"], [text("ca")])
 

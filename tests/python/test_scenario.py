@@ -70,7 +70,8 @@ REFUSED = [
     ("/disks/0/clusterId", FIELD.format(255), {"disks": [dict(DISK, clusterId="c" * 256)]}),
     ("/disks/1", ONCE, {"disks": [DISK, dict(DISK, name="e")]}),
     ("/disks/1", ONCE, {"disks": [DISK, dict(DISK, uuid=UUID + "2")]}),
-    ("/kms/trustedCertificates/0", "the text of one certificate",
+    ("/kms/trustedCertificates/0", "certificates in PEM form (The text holds no "
+     "certificate)",
      {"kms": {"trustedCertificates": ["secret"]}}),
     ("/kms/passwords/1", "a KEK and KMIP cluster that no other password has",
      {"kms": {"passwords": [PASSWORD, PASSWORD]}}),

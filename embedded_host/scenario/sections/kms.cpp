@@ -7,6 +7,7 @@
 
 namespace quelt {
 
+using HostCtl::Lib::Quelt::QueltCtlException;
 using nlohmann::json;
 
 namespace {
@@ -76,9 +77,9 @@ void LoadPassword(Connection& db, const Node& node) {
 
 void LoadCertificate(Connection& db, const Node& node) {
   try {
-    Trust(db, *ReadCertificate(node.Text()));
-  } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
-    node.Fail("the text of one certificate");
+    Trust(db, node.Text());
+  } catch (const QueltCtlException& failure) {
+    node.Fail(std::string("certificates in PEM form (") + failure.what() + ")");
   }
 }
 
