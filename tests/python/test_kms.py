@@ -22,15 +22,21 @@ def text(name, end=".pem"):
         return file.read()
 
 
-def make_certificate(name, extension, issuer="ca", days=2):
+def make_certificate(name, extension, issuer="ca", validity=("-days", "2")):
     """A key and its certificate, made with the openssl command."""
     key, request, certificate = (path(name, end) for end in (".key", ".csr", ".pem"))
-    signed = (["-signkey", key] if issuer == name else
-              ["-CA", path(issuer), "-CAkey", path(issuer, ".key"), "-CAcreateserial"])
+    signed = (["-selfsign", "-keyfile", key] if issuer == name else
+              ["-cert", path(issuer), "-keyfile", path(issuer, ".key")])
+    # "openssl ca" takes dates in the past; "openssl x509" from 3.5 on takes none.
+    settings = hosts.write("ca.cnf", "[ca]\ndefault_ca = it\n[it]\ndatabase = {0}/{1}\n"
+                           "new_certs_dir = {0}\nrand_serial = yes\ndefault_md = sha256\n"
+                           "copy_extensions = copy\npolicy = any\n[any]\n"
+                           "commonName = supplied\n".format(FOLDER, name))
+    hosts.write(name, "")
     for command in (["req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
                      "-subj", "/CN=" + name, "-addext", extension, "-keyout", key, "-out", request],
-                    ["x509", "-req", "-in", request, "-out", certificate, "-days", str(days),
-                     "-copy_extensions", "copy"] + signed):
+                    ["ca", "-batch", "-notext", "-config", settings, "-in", request,
+                     "-out", certificate] + list(validity) + signed):
         subprocess.check_output(["openssl"] + command, stderr=subprocess.STDOUT)
 
 
@@ -38,7 +44,8 @@ def setUpModule():
     make_certificate("ca", "basicConstraints=CA:TRUE", issuer="ca")
     make_certificate("other-ca", "basicConstraints=CA:TRUE", issuer="other-ca")
     make_certificate("good", "subjectAltName=IP:127.0.0.1,DNS:localhost")
-    make_certificate("expired", "subjectAltName=IP:127.0.0.1", days=-1)
+    make_certificate("expired", "subjectAltName=IP:127.0.0.1",
+                     validity=("-startdate", "20200101000000Z", "-enddate", "20200102000000Z"))
     make_certificate("other-name", "subjectAltName=IP:192.0.2.1,DNS:kms.example")
 
 
