@@ -2,14 +2,34 @@
 that the search does not find itself."""
 
 import ctypes
+import errno
+import mmap
 import os
 import re
 import sys
 
 INVERT = bytes(bytearray(range(255, -1, -1)))
+PAGE = mmap.PAGESIZE
 # A sanitizer keeps freed memory as it was, the interpreter's, too.
 POSSIBLE = (os.access("/proc/self/mem", os.R_OK) and
             "san" not in os.path.basename(os.environ.get("LD_PRELOAD", "").split(":")[0]))
+
+
+def _content(memory, start, end):
+    """What can be read of a mapping. The guard page that glibc from 2.43 on puts into a thread's
+    stack can't be read, although the mapping is readable."""
+    parts = []
+    while start < end:
+        memory.seek(start)
+        try:
+            part = memory.read(end - start)  # up to the guard page
+        except OSError as failure:
+            if failure.errno != errno.EIO:
+                raise
+            part = b""
+        parts.append(part)
+        start += len(part) or PAGE
+    return b"".join(parts)
 
 
 def occurrences(*inverted):
@@ -19,9 +39,8 @@ def occurrences(*inverted):
         for line in maps:
             area = re.match("([0-9a-f]+)-([0-9a-f]+) rw", line)
             if area and "[v" not in line:
-                start, end = (int(text, 16) for text in area.groups())
-                memory.seek(start)
-                there = memory.read(end - start).translate(INVERT)
+                there = _content(memory, *(int(text, 16) for text in area.groups()))
+                there = there.translate(INVERT)
                 counts = [count + there.count(text) for count, text in zip(counts, inverted)]
     return counts
 
