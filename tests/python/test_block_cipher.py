@@ -101,13 +101,14 @@ assert os.waitpid(child, 0)[1] == 0
 """, str(turn))
 
 
-KEY_ID = "the id of the key"
+KEY_ID = "the id of the key, long enough for a row to be recognised by its end"
 
 
 def in_memory(inverted):
-    """How often the bytes stand in this process's memory. SQLite's rows don't count, where a key
-    follows its id: SQLite gives back the buffers for them without wiping."""
-    found, rows = occurrences(inverted, KEY_ID.encode().translate(INVERT) + inverted)
+    """How often the bytes are in this process's memory. SQLite's rows don't count: SQLite frees
+    their buffers without wiping. In a row the key follows its id, of which only the end is left
+    where the buffer's beginning was overwritten."""
+    found, rows = occurrences(inverted, KEY_ID[-8:].encode().translate(INVERT) + inverted)
     return found - rows
 
 
