@@ -3,7 +3,9 @@
 #:                 what CPython 3.5 does not know: the newer syntax that ast finds, and f-strings
 #:                 (./run lint quick leaves out clang-tidy, which takes minutes)
 
-readonly LINT_PACKAGES=(clang-format clang-tidy shellcheck flake8)
+# Versions of clang-format differ in what they accept. Debian 12, 13 and sid all have this one.
+readonly CLANG_FORMAT=clang-format-19
+readonly LINT_PACKAGES=("$CLANG_FORMAT" git shellcheck flake8)
 
 tidy() {
     say "clang-tidy"
@@ -28,8 +30,9 @@ command_lint() { # lint [quick]
     local sources pythons
     mapfile -t sources < <(git ls-files '*.cpp' '*.h')
     mapfile -t pythons < <(git ls-files '*.py' '*.pyi')
+    ((${#sources[@]} && ${#pythons[@]})) || fail "git lists no files to check"
     say "clang-format"
-    clang-format --dry-run --Werror "${sources[@]}"
+    "$CLANG_FORMAT" --dry-run --Werror "${sources[@]}"
     say "shellcheck"
     shellcheck -x run .ci/run door/*.sh
     say "flake8"
@@ -44,6 +47,9 @@ for name in sys.argv[1:]:
             if isinstance(node, ast.JoinedStr):
                 sys.exit("%s:%d: f-string" % (name, node.lineno))
 PY
-    [[ ${1:-} == quick ]] || tidy
+    if [[ ${1:-} != quick ]]; then
+        ensure_packages clang-tidy
+        tidy
+    fi
     say "Nothing to complain about"
 }

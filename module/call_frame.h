@@ -38,14 +38,16 @@ inline PyObject* NewNone() {
   return Py_None;
 }
 
+template <typename T>
+concept ComposesText = std::is_invocable_r_v<std::string, const T&>;
+
 /// The text before a platform failure's own: a literal, or a lambda giving a std::string that is
 /// asked only when a call has failed. Refers to the lambda, does not own it.
 class Prefix {
  public:
   constexpr Prefix() = default;
   constexpr Prefix(const char* text) : context_(text), compose_(&FromText) {}
-  template <typename Compose>
-  requires std::is_invocable_r_v<std::string, const Compose&>
+  template <ComposesText Compose>
   constexpr Prefix(const Compose& compose) : context_(&compose), compose_(&FromLambda<Compose>) {}
 
   std::string Text() const { return compose_ == nullptr ? std::string() : compose_(context_); }

@@ -85,15 +85,14 @@ PyMethodDef kMethods[] = {
     POSITIONAL(GetQueltNetworkInfo, NO_ARGUMENTS, "Get Quelt network info"),
     {nullptr, nullptr, 0, nullptr},
 };
-// clang-format on
 
 struct IntConstant {
   const char* name;
   long value;
 };
 
-#define PYQUELT_INT(name) \
-  { #name, name }
+#define PYQUELT_INT(name) {#name, name}
+// clang-format on
 
 constexpr IntConstant kIntConstants[] = {
     PYQUELT_INT(OBJ_ALLOC_TYPE_INVALID),

@@ -171,8 +171,8 @@ void Measure(const std::string& path) {
   store.GetHardwareSku(sku);
   Bare bare(path);
   std::puts("{");
-  Compare(
-      "read", 101, 2000, [&] { store.GetHardwareSku(sku); }, [&] { bare.Read(); });
+  const auto read = [&] { store.GetHardwareSku(sku); };
+  Compare("read", 101, 2000, read, [&] { bare.Read(); });
   std::puts(",");
   Compare(
       "write", 301, 10, [&] { store.SetPerfsvcHostConfigStore("bench", "a"); },

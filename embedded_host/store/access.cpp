@@ -18,7 +18,7 @@ bool IsAnothers(const struct stat& entry) { return entry.st_uid != geteuid() && 
 /// In a folder with the sticky bit, like /tmp, others may add files, but not replace ours.
 void RequireSafeFolder(const std::string& path) {
   const std::string folder = std::filesystem::path(path).parent_path();
-  struct stat entry {};
+  struct stat entry = {};
   if (stat(folder.c_str(), &entry) != 0) {
     return;  // it is made, or whoever opens the file says why it can't be
   }
@@ -33,7 +33,7 @@ void RequireSafeFolder(const std::string& path) {
 
 /// False when nothing is there.
 bool SecureFile(const std::string& path) {
-  struct stat entry {};
+  struct stat entry = {};
   if (lstat(path.c_str(), &entry) != 0) {
     if (errno != ENOENT) {
       ThrowSystemFailure(path, errno);

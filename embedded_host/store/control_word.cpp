@@ -31,7 +31,7 @@ int OpenControlFile(const std::string& state) {
 
 const ControlWord* ControlWord::Map(const std::string& state) {
   const int descriptor = OpenControlFile(state);
-  struct stat entry {};
+  struct stat entry = {};
   void* place = MAP_FAILED;
   // Growing it again where another process just did changes nothing.
   if (ftruncate(descriptor, sizeof(Counter)) == 0 && fstat(descriptor, &entry) == 0) {
@@ -59,7 +59,7 @@ void ControlWord::DropUnlessItStands(const StorePlace& place) {
   if (present == nullptr || place.in_memory()) {
     return;
   }
-  struct stat entry {};
+  struct stat entry = {};
   const bool stands = stat(ControlFile(place.path).c_str(), &entry) == 0 &&
                       entry.st_dev == present->device_ && entry.st_ino == present->inode_;
   if (!stands) {

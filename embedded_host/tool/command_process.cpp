@@ -17,7 +17,7 @@ namespace {
 constexpr int kEnding[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
 
 bool IsIgnored(int signal) {
-  struct sigaction action {};
+  struct sigaction action = {};
   sigaction(signal, nullptr, &action);
   return action.sa_handler == SIG_IGN;
 }
@@ -26,7 +26,7 @@ bool IsIgnored(int signal) {
 
 CommandProcess::CommandProcess() {
   // Ended children of a process that ignores SIGCHLD leave no exit status.
-  struct sigaction action {};
+  struct sigaction action = {};
   action.sa_handler = SIG_DFL;
   sigaction(SIGCHLD, &action, &child_);
   action.sa_handler = SIG_IGN;

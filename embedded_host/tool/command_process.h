@@ -31,8 +31,8 @@ class CommandProcess {
 
   sigset_t waiting_{};  // what WaitFor looks at
   sigset_t mask_{};     // as it was, as the next two
-  struct sigaction pipe_ {};
-  struct sigaction child_ {};
+  struct sigaction pipe_ = {};
+  struct sigaction child_ = {};
 };
 
 }  // namespace quelt

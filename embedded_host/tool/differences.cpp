@@ -145,7 +145,8 @@ std::string Text(const json& value) {
 HostDump DumpHost(bool withSecrets) {
   HostDump dump;
   Store::Instance().Snapshot([&](Connection& db) {
-    dump = {DumpScenario(db, true), DumpScenario(db, withSecrets)};
+    dump.whole = DumpScenario(db, true);
+    dump.shown = DumpScenario(db, withSecrets);
   });
   // A dump needs wrapped DEKs to load back; a list of changes does not.
   if (const auto disks = dump.shown.find("disks"); !withSecrets && disks != dump.shown.end()) {

@@ -31,18 +31,26 @@ namespace scripted {
 
 using nlohmann::json;
 
+template <typename T>
+concept Arithmetic = std::is_arithmetic_v<T>;
+
+/// A UUID of the platform.
+template <typename T>
+concept IdentifierBytes = sizeof(T) == 16 && std::is_trivially_copyable_v<T>;
+
 /// An argument as it is recorded: a number or flag as it is, a text or bytes, an address in its
 /// normal form, null for a null pointer.
-template <typename Number>
-requires std::is_arithmetic_v<Number> json Recorded(Number number) { return number; }
+template <Arithmetic Number>
+json Recorded(Number number) {
+  return number;
+}
 json Recorded(const std::string& text);
 json Recorded(const char* text);
 json Recorded(const HostCtl::Quelt::QueltIpAddress& address);
 json Recorded(const std::vector<std::string>& texts);
 json Bytes(const void* bytes, std::size_t size);
-template <typename Identifier>
-requires(sizeof(Identifier) == 16 && std::is_trivially_copyable_v<Identifier>) json
-    Recorded(const Identifier& identifier) {
+template <IdentifierBytes Identifier>
+json Recorded(const Identifier& identifier) {
   return Bytes(&identifier, sizeof identifier);
 }
 inline json Recorded(const json& composed) { return composed; }

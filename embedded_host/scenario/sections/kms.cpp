@@ -14,9 +14,12 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"kms", "cloudKms"};
 
+template <typename T>
+using Member = T KmsServerInfo::*;
+
 struct TextField {
   const char* key;
-  std::string KmsServerInfo::*member;
+  Member<std::string> member;
   bool secret = false;
 };
 constexpr TextField kTextFields[] = {
@@ -31,7 +34,7 @@ constexpr TextField kTextFields[] = {
 
 struct NumberField {
   const char* key;
-  std::int32_t KmsServerInfo::*member;
+  Member<std::int32_t> member;
   std::int32_t most = std::numeric_limits<std::int32_t>::max();
 };
 constexpr NumberField kNumberFields[] = {
