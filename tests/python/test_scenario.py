@@ -100,14 +100,11 @@ REFUSED = [
      {"objects": [dict(OBJECT, allocType="THICK", size=1 << 30)], "capacity": ROOM}),
 ]
 
-# Texts that are not even documents.
+# Texts that are not even documents, and where that shows. The JSON library's reason follows.
 NOT_JSON = [
-    ("", "line 1, column 1: syntax error while parsing value - unexpected end of input; expected "
-     "'[', '{', or a literal"),
-    ('{\n  "keys": [\n    {"id" "k"}', "line 3, column 13: syntax error while parsing object "
-     "separator - unexpected string literal; expected ':'"),
-    ('{"ilo": "sec\nret"}', "line 2, column 0: syntax error while parsing value - invalid string: "
-     "control character U+000A (LF) must be escaped to \\u000A or \\n"),
+    ("", "line 1, column 1: "),
+    ('{\n  "keys": [\n    {"id" "k"}', "line 3, column 13: "),
+    ('{"ilo": "5ec\n3e7"}', "line 2, column 0: "),
     ('{"kekId": "a", "keys": [{"id": "a"}, {"id": "b", "id": "c"}], "kekId": "b"}',
      "/keys/1/id: expected this key once"),
 ]
@@ -187,8 +184,10 @@ class ScenarioTest(hosts.HostTestCase):
         before = self.dump()
         for place, expected, changes in REFUSED:
             self.assert_refused(changes, place, expected)
-        for text, line in NOT_JSON:
-            self.assertEqual(self.load(text), "quelt-host: {}\n".format(line))
+        for text, start in NOT_JSON:
+            line = self.load(text)
+            self.assertRegex(line, "^quelt-host: {}[^\n]*\n$".format(start))
+            self.assertNotIn("5ec", line)  # a secret of the document
         for path, reason in (("/nowhere/x.json", "No such file or directory"),
                              (self.fresh_folder(), "Is a directory")):
             result = hosts.quelt_host("load", path)
