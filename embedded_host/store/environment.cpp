@@ -47,7 +47,12 @@ std::string HomeDirectory() {
 }
 
 std::string StatePath() {
-  if (std::string path = Environment("QUELT_HOST_STATE"); !path.empty()) {
+  if (const char* const path = std::getenv("QUELT_HOST_STATE"); path != nullptr) {
+    // Probably an unset variable of a shell script: the user's own host is not meant.
+    if (*path == '\0') {
+      throw HostCtl::Lib::Quelt::QueltCtlException(
+          "QUELT_HOST_STATE is empty: expected the path of the host's state, or no such variable");
+    }
     return path;
   }
   // A relative base directory is to be ignored (XDG Base Directory Specification).

@@ -19,7 +19,8 @@ struct StorePlace {
   bool in_memory() const { return path == kInMemory; }
 };
 
-/// The path is QUELT_HOST_STATE, else $XDG_STATE_HOME/quelt/host.db, else
+/// The path is QUELT_HOST_STATE (an empty one is an error), else $XDG_STATE_HOME/quelt/host.db,
+/// else
 /// ~/.local/state/quelt/host.db, the home directory taken from the password database when HOME is
 /// unset. The wait is QUELT_HOST_WAIT in whole seconds, else 30.
 StorePlace ReadStorePlace();

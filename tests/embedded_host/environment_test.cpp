@@ -28,9 +28,11 @@ TEST(Environment, PasswordDatabaseIsNotAskedWithoutHome) {
   EXPECT_EQ(ReadStorePlace().path, expected);
 }
 
-TEST(Environment, FolderIsTakenForTheStatesFile) {
-  setenv("QUELT_HOST_STATE", "/tmp/no-such-folder/", 1);
-  EXPECT_THROW(ReadStorePlace(), HostCtl::Lib::Quelt::QueltCtlException);
+TEST(Environment, RejectsAFolderOrNothingAsTheStatesPath) {
+  for (const char* path : {"/tmp/no-such-folder/", ""}) {
+    setenv("QUELT_HOST_STATE", path, 1);
+    EXPECT_THROW(ReadStorePlace(), HostCtl::Lib::Quelt::QueltCtlException) << path;
+  }
 }
 
 TEST(Environment, WaitIsMisread) {
