@@ -110,6 +110,20 @@ void BuildState(const TemporaryFile& temporary, const StorePlace& target) {
   }
 }
 
+/// While this exists, no other process creates or removes the state: nobody takes the log of a file
+/// just made for a stray one.
+class CreationLock {
+ public:
+  explicit CreationLock(const std::string& file) : control_(OpenControlFile(file)) {
+    if (flock(control_.get(), LOCK_EX) != 0) {
+      ThrowSystemFailure(file, errno);
+    }
+  }
+
+ private:
+  const Descriptor control_;
+};
+
 /// The log of a file that was removed by hand would be taken for the new file's.
 void RemoveStrayLog(const std::string& file) {
   for (const char* suffix : {"-wal", "-shm", "-journal"}) {
@@ -125,11 +139,7 @@ void CreateState(const StorePlace& place) {
   const std::string& file = place.path;
   const path folder = path(file).parent_path();
   MakeFolders(folder, file);
-  // One creator at a time, so that nobody takes the log of a file just made for a stray one.
-  const Descriptor control(OpenControlFile(file));
-  if (flock(control.get(), LOCK_EX) != 0) {
-    ThrowSystemFailure(file, errno);
-  }
+  const CreationLock lock(file);
   if (access(file.c_str(), F_OK) == 0) {
     return;
   }
@@ -141,6 +151,14 @@ void CreateState(const StorePlace& place) {
     ThrowSystemFailure(file, errno);
   }
   SyncFolder(folder, file);
+}
+
+void RemoveState(const StorePlace& place) {
+  const CreationLock lock(place.path);
+  if (unlink(place.path.c_str()) != 0 && errno != ENOENT) {
+    ThrowSystemFailure(place.path, errno);
+  }
+  RemoveStrayLog(place.path);
 }
 
 }  // namespace quelt

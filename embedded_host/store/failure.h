@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/exception.h"
+
 namespace SQLite {
 class Exception;
 }
@@ -15,10 +17,18 @@ struct StorePlace;
 
 [[noreturn]] void ThrowStoreFailure(const std::string& file, std::string_view reason);
 
+/// The file is a Quelt host's state, but its content is damaged. The text names the command that
+/// replaces it.
+class DamagedState final : public HostCtl::Lib::Quelt::QueltCtlException {
+ public:
+  DamagedState(const std::string& file, std::string_view reason);
+};
+
 /// The reason is the system's text for the errno value `error`.
 [[noreturn]] void ThrowSystemFailure(const std::string& file, int error);
 
-/// The reason is SQLite's text, with the system's where there is one.
+/// The reason is SQLite's text, with the system's where there is one. Throws DamagedState when
+/// SQLite finds the content damaged.
 [[noreturn]] void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                                        const SQLite::Exception& failure);
 

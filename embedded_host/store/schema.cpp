@@ -238,7 +238,7 @@ void RequireDefinitions(Connection& db, SchemaSteps steps) {
   static const std::string newest = MadeBy(kSteps);
   const bool isNewest = steps.data() == kSteps && steps.size() == std::size(kSteps);
   if (Definitions(db.database()) != (isNewest ? newest : MadeBy(steps))) {
-    ThrowStoreFailure(db.place().path, "its tables are not those of a Quelt host");
+    throw DamagedState(db.place().path, "its tables are not those of a Quelt host");
   }
 }
 

@@ -54,7 +54,7 @@ void RefuseForeignFile(Connection& connection) {
                     return static_cast<unsigned char>(expected) == c;
                   }) ||
       id != kApplicationId) {
-    ThrowStoreFailure(path, "not a database of a Quelt host");
+    ThrowStoreFailure(path, "not a database of a Quelt host; move it away to create a state there");
   }
 }
 

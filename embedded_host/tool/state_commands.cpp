@@ -2,6 +2,8 @@
 #include <iostream>
 
 #include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/creation.h"
+#include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
 #include "embedded_host/store/switches.h"
@@ -17,12 +19,22 @@ void Init() {
   std::cout << store.path() << '\n';
 }
 
-void Reset() {
+void LoadDefault() {
   ChangeSwitches([](Connection& db) {
     ClearTables(db);
     LoadScenario(db, DefaultScenario());
   });
   Store::Instance().Read(EmptyLog);
+}
+
+void Reset() {
+  try {
+    LoadDefault();
+  } catch (const DamagedState&) {
+    RemoveState(ConnectionPool().place());
+    LoadDefault();
+    std::cerr << "The damaged state was replaced with a new one.\n";
+  }
 }
 
 }  // namespace

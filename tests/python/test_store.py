@@ -34,8 +34,9 @@ ALL_IN_ONE_FILE = "; PRAGMA wal_checkpoint(TRUNCATE)"
 
 # What is done, by a shell or in SQL, to the state host.db; what is said after its path; the path
 # that is asked for, if another one.
-NO_STATE = ": not a database of a Quelt host"
-ODD_TABLES = ": its tables are not those of a Quelt host"
+RESET = "; to replace it with a new state: quelt-host reset --state {state}"
+NO_STATE = ": not a database of a Quelt host; move it away to create a state there"
+ODD_TABLES = ": its tables are not those of a Quelt host" + RESET
 REFUSED = [
     ("echo hello >host.db", NO_STATE),
     (": >host.db", NO_STATE),
@@ -47,7 +48,7 @@ REFUSED = [
     (": >x; ln -s x host.db-control", "-control: a symbolic link"),
     ("chmod 777 .", ": its folder can be changed by everybody"),
     ("dd if=/dev/zero of=host.db bs=100 seek=1 count=30 conv=notrunc 2>x",
-     ": database disk image is malformed"),
+     ": database disk image is malformed" + RESET),
     (":", ": File name too long", "x" * 300),
     (":", ": a path of {size} bytes, the longest is 497", "x" + "/x" * 250),
     (":", ": Not a directory", "host.db/host.db"),
@@ -65,6 +66,9 @@ REFUSED = [
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
           "--inh-caps=-all,+dac_read_search", "--ambient-caps=-all,+dac_read_search"]
 REFUSED_TO_NOBODY = [
+    ("chown -R 65534 .; chmod 555 .", ": its folder cannot be written (Permission denied)"),
+    (": >host.db-wal; chown -R 65534 .; chmod 555 .",
+     ": its folder cannot be written (Permission denied)"),
     ("chmod 555 .", ": Permission denied", "new/host.db"),
     ("chown 1234 .; chmod 755 .", ": its folder belongs to another user"),
     ("chmod 1777 .", ": belongs to another user"),
@@ -147,6 +151,8 @@ class StateTest(hosts.HostTestCase):
             self.assertEqual(hosts.run(command + [hosts.TOOL, "init"], cwd=folder),
                              hosts.Result(0, expected + "\n", ""))
             self.assertTrue(os.path.exists(expected))
+        empty = hosts.run(["env", "QUELT_HOST_STATE="] + hosts.PYTHON + [READ])
+        self.assertIn("\nValueError: QUELT_HOST_STATE is empty: expected the path of ", empty.err)
 
     def test_state_in_memory_reaches_the_disk_or_a_child(self):
         folder = self.fresh_folder()
@@ -193,7 +199,8 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
         # Where lines are counted, somebody else cannot write the counts, and that is said, too.
         said = [line for line in result.err.splitlines() if not line.startswith("profiling:")]
         self.assertEqual((result.code, said[-1:]),
-                         (1, ["ValueError: " + state + reason.format(size=len(state))]))
+                         (1, ["ValueError: " + state + reason.format(size=len(state),
+                                                                     state=state)]))
         after = contents(self.folder)
         for beside in SUFFIXES[1:]:  # not the state
             for found in before, after:
@@ -206,6 +213,20 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
                 self.refused(self.state(change, *name), reason)
         # A folder like the one for temporary files will do.
         self.assertEqual(self.script(READ, state=self.state("chmod 1777 .")), SKU + "\n")
+
+    def test_reset_replaces_a_damaged_state_and_nothing_else(self):
+        for change, reason, *name in REFUSED:
+            if RESET in reason:
+                state = self.state(change)
+                self.assertEqual(hosts.quelt_host("reset", state=state),
+                                 (0, "", "The damaged state was replaced with a new one.\n"))
+                self.assertEqual(self.script(READ, state=state), SKU + "\n")
+        # Only a page that reset has to change, not one that opening reads.
+        state = self.state("truncate -s 50000 host.db")
+        self.assertEqual(hosts.quelt_host("reset", state=state).code, 0)
+        state = self.state("echo hello >host.db")
+        self.assertEqual(hosts.quelt_host("reset", state=state),
+                         (1, "", "quelt-host: " + state + NO_STATE + "\n"))
 
     @unittest.skipUnless(hosts.can_run(NOBODY + ["true"]), "needs root, who may be another user")
     def test_what_another_user_made_is_taken_for_ones_own(self):
