@@ -93,6 +93,9 @@ int Run(int argc, char** argv) {
   quelt::AddJournalCommands(app);
   quelt::AddRunCommand(app, command);
   quelt::AddDocumentationCommands(app);
+  app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+    return "quelt-host: " + CLI::FailureMessage::simple(failed, error);
+  });
   SplitEmptyValues(app, words);
   try {
     std::reverse(words.begin(), words.end());  // as the library wants them

@@ -84,7 +84,10 @@ class UsageTest(hosts.HostTestCase):
         for words, code, line in MISTAKES:
             result = hosts.quelt_host(*words)
             self.assertEqual((result.code, result.out), (code, ""), words)
-            self.assertIn(line, result.err.split("\n")[0])
+            first = result.err.split("\n")[0]
+            self.assertIn(line, first)
+            if code < 128:
+                self.assertRegex(first, "^quelt-host: ")
         self.assertEqual((self.tool("faults"), self.dump()), ("", before))
 
     def test_failure_has_another_status_or_more_than_a_line(self):
@@ -96,7 +99,7 @@ class UsageTest(hosts.HostTestCase):
             self.assertEqual(result, hosts.Result(
                 1, "", "quelt-host: Standard output could not be written\n"))
         document = json.dumps({"a\nb\x1b]0;own\x07": 1})
-        self.assertRegex(self.load(document), r"^quelt-host: /a\\nb\\x1b\]0;own\\x07: .*\n$")
+        self.assertRegex(self.load(document), r"^quelt-host: standard input: /a\\nb\\x1b\]0;own\\x07: .*\n$")
         self.tool("fail", "GetHardwareSku", "--throw", "a\nb\x1b[31m")
         self.assertEqual(self.tool("faults"), 'GetHardwareSku: throw "a\\nb\\x1b[31m"\n')
 
