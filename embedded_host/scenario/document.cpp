@@ -1,6 +1,7 @@
 #include "embedded_host/scenario/document.h"
 
 #include <algorithm>
+#include <istream>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -101,7 +102,7 @@ class Builder : public json::json_sax_t {
 
 }  // namespace
 
-json ParseDocument(const std::string& text) {
+json ParseDocument(std::istream& text) {
   Builder builder;
   json::sax_parse(text, &builder);
   return builder.Take();

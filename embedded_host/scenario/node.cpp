@@ -32,7 +32,7 @@ std::string EscapedKey(std::string_view key) {
 }
 
 void Node::Fail(std::string_view expectation) const {
-  throw ScenarioError((place_.empty() ? std::string("/") : place_) + ": expected " +
+  throw ScenarioError((place_.empty() ? std::string("the document") : place_) + ": expected " +
                       std::string(expectation));
 }
 

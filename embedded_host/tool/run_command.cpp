@@ -127,7 +127,7 @@ void Report(const RunArguments& arguments, int status, const HostDump& before) {
 
 /// Gives the command's exit status.
 int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
-  std::string scenario;
+  ScenarioFile scenario;
   if (!arguments.scenario.empty()) {
     scenario = ReadScenarioFile(arguments.scenario);  // may wait for a writer: signals end that
   }
@@ -135,7 +135,7 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
   const TemporaryFolder folder;
   setenv("QUELT_HOST_STATE", (folder.path() + "/host.db").c_str(), 1);
   if (!arguments.scenario.empty()) {
-    LoadScenarioText(std::exchange(scenario, {}));
+    LoadScenarioFile(std::exchange(scenario, {}));
   }
   const HostDump before = DumpHost(arguments.secrets);
   SwitchJournal(true);

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "embedded_host/scenario/document.h"
 #include "embedded_host/scenario/scenario.h"
@@ -51,29 +50,35 @@ class ProgressLine {
 
 }  // namespace
 
-std::string ReadScenarioFile(const std::string& file) {
+ScenarioFile ReadScenarioFile(const std::string& file) {
+  const bool isStandardInput = file == "-";
   std::ifstream opened;
-  if (file != "-") {
+  if (!isStandardInput) {
     opened.open(file, std::ios::binary);
     if (!opened) {
       ThrowSystemFailure(file, errno);
     }
   }
-  std::istream& stream = file == "-" ? std::cin : opened;
+  const std::string name = isStandardInput ? "standard input" : file;
   try {
-    return std::string(std::istreambuf_iterator<char>(stream), {});
+    return {name, ParseDocument(isStandardInput ? std::cin : opened)};
+  } catch (const ScenarioError& failure) {
+    throw ScenarioError(name + ": " + failure.what());
   } catch (const std::ios_base::failure&) {  // a folder opens too
-    ThrowSystemFailure(file, errno);
+    ThrowSystemFailure(name, errno);
   }
 }
 
-void LoadScenarioText(const std::string& text) {
-  const nlohmann::json document = ParseDocument(text);
-  ChangeSwitches([&](Connection& db) {
-    const ProgressLine progress(db);
-    ClearTables(db);
-    LoadScenario(db, document);
-  });
+void LoadScenarioFile(const ScenarioFile& scenario) {
+  try {
+    ChangeSwitches([&](Connection& db) {
+      const ProgressLine progress(db);
+      ClearTables(db);
+      LoadScenario(db, scenario.document);
+    });
+  } catch (const ScenarioError& failure) {
+    throw ScenarioError(scenario.name + ": " + failure.what());
+  }
   Store::Instance().Read(EmptyLog);
 }
 

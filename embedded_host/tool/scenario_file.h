@@ -1,16 +1,24 @@
 // A scenario from a file into the host's state.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 namespace quelt {
 
-/// The text of a file ("-": standard input).
-std::string ReadScenarioFile(const std::string& file);
+/// A document and where it came from.
+// NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
+struct ScenarioFile {
+  std::string name;  ///< for messages
+  nlohmann::json document;
+};
 
-/// Replaces the host's whole state by the scenario in a text, or leaves it as it was and throws:
-/// "<place>: expected <...>" or "line 3, column 13: <...>". Faults and the journal begin anew too.
-/// On a terminal a line on standard error shows how far it is.
-void LoadScenarioText(const std::string& text);
+/// Reads a file ("-": standard input). Throws ScenarioError: "<file>: line 3, column 13: <...>".
+ScenarioFile ReadScenarioFile(const std::string& file);
+
+/// Replaces the host's whole state by the scenario, or leaves it as it was and throws
+/// ScenarioError: "<file>: <place>: expected <...>". Faults and the journal begin anew too. On a
+/// terminal a line on standard error shows how far it is.
+void LoadScenarioFile(const ScenarioFile& scenario);
 
 }  // namespace quelt

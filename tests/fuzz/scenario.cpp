@@ -2,6 +2,8 @@
 // the same state; any other is refused with the exception for that.
 #include "embedded_host/scenario/scenario.h"
 
+#include <sstream>
+
 #include "embedded_host/scenario/document.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
@@ -28,7 +30,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const quelt::Transaction rolledBack(Host(), quelt::Transaction::Kind::kWrite);
   nlohmann::json dumped;
   try {
-    dumped = LoadAndDump(quelt::ParseDocument(TextOf(data, size)));
+    std::istringstream text(TextOf(data, size));
+    dumped = LoadAndDump(quelt::ParseDocument(text));
   } catch (const quelt::ScenarioError&) {
     return 0;
   }

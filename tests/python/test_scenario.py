@@ -150,7 +150,8 @@ def refusals(value, schema):
 class ScenarioTest(hosts.HostTestCase):
 
     def assert_refused(self, document, place, expected):
-        line, start = self.load(document), "quelt-host: %s: expected " % place
+        line = self.load(document)
+        start = "quelt-host: standard input: %s: expected " % place
         self.assertEqual(line, start + (expected or line[len(start):-1]) + "\n")
 
     def test_something_is_lost_between_document_and_dump(self):
@@ -186,7 +187,7 @@ class ScenarioTest(hosts.HostTestCase):
             self.assert_refused(changes, place, expected)
         for text, start in NOT_JSON:
             line = self.load(text)
-            self.assertRegex(line, "^quelt-host: {}[^\n]*\n$".format(start))
+            self.assertRegex(line, "^quelt-host: standard input: {}[^\n]*\n$".format(start))
             self.assertNotIn("5ec", line)  # a secret of the document
         for path, reason in (("/nowhere/x.json", "No such file or directory"),
                              (self.fresh_folder(), "Is a directory")):
@@ -216,8 +217,9 @@ class ScenarioTest(hosts.HostTestCase):
             return documents[0]
 
         for changed, expected in refusals(value, schema):
-            self.assert_refused(loaded(changed), place or "/", expected)
+            self.assert_refused(loaded(changed), place or "the document", expected)
         if "properties" in schema:
             known = self.load(loaded(dict(value, **{"?": 1}))).partition("instead: ")
-            self.assertEqual(known[0], "quelt-host: %s/?: expected one of these keys " % place)
+            self.assertEqual(known[0], "quelt-host: standard input: %s/?: expected one of these "
+                             "keys " % place)
             self.assertEqual(sorted(known[2].strip().split(", ")), sorted(schema["properties"]))

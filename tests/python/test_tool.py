@@ -99,7 +99,8 @@ class UsageTest(hosts.HostTestCase):
             self.assertEqual(result, hosts.Result(
                 1, "", "quelt-host: Standard output could not be written\n"))
         document = json.dumps({"a\nb\x1b]0;own\x07": 1})
-        self.assertRegex(self.load(document), r"^quelt-host: standard input: /a\\nb\\x1b\]0;own\\x07: .*\n$")
+        self.assertRegex(self.load(document),
+                         r"^quelt-host: standard input: /a\\nb\\x1b\]0;own\\x07: .*\n$")
         self.tool("fail", "GetHardwareSku", "--throw", "a\nb\x1b[31m")
         self.assertEqual(self.tool("faults"), 'GetHardwareSku: throw "a\\nb\\x1b[31m"\n')
 
