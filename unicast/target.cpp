@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "module/call_frame.h"
+#include "module/py_ref.h"
 #include "platform/quelt_util.h"
-#include "unicast/message_text.h"
 
 namespace pyquelt {
 
@@ -50,6 +50,43 @@ bool ParseAddress(const char* text, HostCtl::Quelt::QueltIpAddress& address) {
   return true;
 }
 
+/// A message shows a number of at most this many decimal digits; one with more bits has more.
+constexpr std::size_t kMostDigits = 4300;
+constexpr long kMostBits = 14285;
+
+/// The number of bits of the int `number`, by int's own method; -1 with a Python exception set.
+long BitLength(PyObject* number) {
+  PyObject* const type = reinterpret_cast<PyObject*>(&PyLong_Type);
+  const PyRef name(PyUnicode_InternFromString("bit_length"));
+  const PyRef method(name ? PyObject_GetAttr(type, name.get()) : nullptr);
+  const PyRef args(method ? Py_BuildValue("(O)", number) : nullptr);
+  const PyRef bits(args ? PyObject_CallObject(method.get(), args.get()) : nullptr);
+  return bits ? PyLong_AsLong(bits.get()) : -1;
+}
+
+/// Writes the int `number` in decimal, as int itself formats it. That takes quadratic time: the
+/// number of bits replaces more digits, and digits that exceed a lower limit of the interpreter's.
+/// False with a Python exception set.
+bool IntegerText(PyObject* number, std::string& text) {
+  const long bits = BitLength(number);
+  if (bits < 0) {
+    return false;
+  }
+  if (bits <= kMostBits) {
+    const PyRef decimal(PyNumber_ToBase(number, 10));
+    const char* const digits = decimal ? PyUnicode_AsUTF8(decimal.get()) : nullptr;
+    if (digits != nullptr) {
+      text = digits;
+    } else if (PyErr_ExceptionMatches(PyExc_ValueError) == 0) {
+      return false;
+    }
+  }
+  if (text.empty() || text.size() > kMostDigits + (text.front() == '-' ? 1 : 0)) {
+    text = "(an integer of " + std::to_string(bits) + " bits)";
+  }
+  return true;
+}
+
 bool ParsePort(PyObject* object, std::int32_t& port) {
   if (object == nullptr || !PyLong_Check(object)) {
     return true;
@@ -64,9 +101,9 @@ bool ParsePort(PyObject* object, std::int32_t& port) {
     port = static_cast<std::int32_t>(value);
     return true;
   }
-  std::string digits;
-  if (DecimalText(object, digits)) {
-    Raise(PyExc_RuntimeError, "Invalid port specified: " + digits);
+  std::string text;
+  if (IntegerText(object, text)) {
+    Raise(PyExc_RuntimeError, "Invalid port specified: " + text);
   }
   return false;
 }

@@ -1,6 +1,7 @@
 """Unicast membership against a host that answers from a script."""
 
 import gc
+import sys
 import unittest
 from collections import OrderedDict
 
@@ -178,16 +179,27 @@ class AgentChangesTest(RowTestCase):
              [op.BuildQueltIPAddress(b"192.0.2")]),
             (("",), {}, "address specified: ", [op.BuildQueltIPAddress(b"")]),
             (("host",), {}, "address specified: host", [op.BuildQueltIPAddress(b"host")])]
+        bits = "(an integer of %d bits)"
         table += [
             ((ADDR,), {"port": port}, "port specified: " + text, parsed) for port, text in (
                 (2 ** 31, "2147483648"), (-2 ** 31 - 1, "-2147483649"), (2 ** 63, str(2 ** 63)),
                 (-2 ** 200, str(-2 ** 200)), (Number(10 ** 18), "1" + "0" * 18),
-                (999999999 << 64, str(999999999 << 64)),  # the most that is carried
-                (10 ** 27 + 5, "1" + "0" * 26 + "5"), (10 ** 5000 + 7, "1" + "0" * 4999 + "7"))]
+                (1 - 10 ** 4300, "-" + "9" * 4300), (Number(10 ** 4300), bits % 14285),
+                (Number(-2 ** 14285), bits % 14286), (Number(1 << 40000000), bits % 40000001))]
         for name in ("AddUnicastAgent", "SetUnicastInfoInConfigStore", "RemoveUnicastAgent"):
             self.check_rows((getattr(call, name)(*args, **kwargs), {},
                              (RuntimeError, "Invalid " + text), made)
                             for args, kwargs, text, made in table)
+
+    @unittest.skipUnless(hasattr(sys, "set_int_max_str_digits"), "ints have no digit limit")
+    def test_digit_limit_applies_to_the_text_of_a_bad_port(self):
+        self.addCleanup(sys.set_int_max_str_digits, sys.get_int_max_str_digits())
+        for limit, port, text in ((640, 10 ** 639, "1" + "0" * 639),
+                                  (640, Number(10 ** 640), "(an integer of 2127 bits)"),
+                                  (0, Number(10 ** 4300), "(an integer of 14285 bits)")):
+            sys.set_int_max_str_digits(limit)
+            self.check_rows([(call.AddUnicastAgent(ADDR, port=port), {},
+                              (RuntimeError, "Invalid port specified: " + text), None)])
 
     def test_refused_change_is_told_with_other_words(self):
         full = {"uuid": "u", "type": "node", "isSupportUnicast": True, "port": -1,

@@ -53,7 +53,9 @@ ROWS = [
     ("RemoveUnicastAgent", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("RemoveUnicastAgent", ("192.0.2.7",), {"port": 10 ** 20}, {},
      {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY,
-      "PyNumber_ToBase": MEMORY, "PyUnicode_AsUTF8": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
+      "PyUnicode_InternFromString": MEMORY, "PyObject_GetAttr": MEMORY, "Py_BuildValue": MEMORY,
+      "PyObject_CallObject": MEMORY, "PyLong_AsLong": MEMORY, "PyNumber_ToBase": MEMORY,
+      "PyUnicode_AsUTF8": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
     ("GetUnicastMode", (), {}, {"GetClusterConfig": {"returns": True}},
      {"PyBool_FromLong": MEMORY}),
 ]
