@@ -8,8 +8,28 @@
 
 namespace pyquelt {
 
-/// Up to 3.11 the garbage collector may run at any allocation of a container; later ones wait for
-/// the function's return.
-constexpr bool kCollectsWhileAllocating = PY_VERSION_HEX < 0x030C0000;
+/// Keeps automatic garbage collections out of a scope, where the version can: up to 3.11 they may
+/// run at any allocation of a container (later versions wait until the function returns), and from
+/// 3.10 on they can be disabled. The destructor restores the setting. GIL held.
+class CollectorPause {
+ public:
+#if PY_VERSION_HEX >= 0x030A0000 && PY_VERSION_HEX < 0x030C0000
+  CollectorPause() : wasEnabled_(PyGC_Disable() != 0) {}
+  ~CollectorPause() {
+    if (wasEnabled_) {
+      PyGC_Enable();
+    }
+  }
+
+ private:
+  bool wasEnabled_;
+#else
+  CollectorPause() {}
+#endif
+
+ public:
+  CollectorPause(const CollectorPause&) = delete;
+  CollectorPause& operator=(const CollectorPause&) = delete;
+};
 
 }  // namespace pyquelt

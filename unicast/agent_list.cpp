@@ -53,25 +53,6 @@ std::string Describe(const QueltUnicastAddressInfo& agent, bool showsNodeType) {
   return text;
 }
 
-// A garbage collector that runs while objects are made would look through the growing result again
-// and again, a fifth of all the time of a long listing. The lists are kept from it until all of
-// them are there: meanwhile nothing but the listing refers to them, and they hold plain values
-// only.
-
-void HideFromCollector(PyObject* list) {
-  if (kCollectsWhileAllocating) {
-    PyObject_GC_UnTrack(list);
-  }
-}
-
-void ShowListsToCollector(PyObject* result) {
-  PyObject* list = nullptr;
-  Py_ssize_t place = 0;
-  while (kCollectsWhileAllocating && PyDict_Next(result, &place, nullptr, &list) != 0) {
-    PyObject_GC_Track(list);
-  }
-}
-
 /// Turns agents into the result of one call. Lock held; throws QueltCtlException.
 ///
 /// A call may list hundreds of thousands of agents, so nothing is made per agent that can be made
@@ -87,29 +68,26 @@ class AgentListing {
     // A UUID that is no text can't be found, and is refused where the list is to be stored under
     // it: a failing field of the same agent comes first.
     PyRef key(PyUnicode_FromString(agent.uuid.c_str()));
-    PyObject* list = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
-    if (list == nullptr && PyErr_Occurred() != nullptr) {
+    PyObject* const found = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
+    if (found == nullptr && PyErr_Occurred() != nullptr) {
       PyErr_Clear();
       key = PyRef();  // what may stand there already is not replaced
     }
-    PyRef newList;
-    if (list == nullptr) {
-      newList = PyRef(PyList_New(0));
-      list = newList.get();
-      if (list == nullptr) {
-        failure.Throw("Failed to allocate python list for:");
-      }
-      HideFromCollector(list);
+    // Own the list: where collections run meanwhile, their callbacks may remove it from the result.
+    Py_XINCREF(found);
+    const PyRef list(found != nullptr ? found : PyList_New(0));
+    if (!list) {
+      failure.Throw("Failed to allocate python list for:");
     }
     const PyRef item(PyDict_New());
     if (!item) {
       failure.Throw("Failed to allocate python dict object " + std::to_string(position) + " for:");
     }
     SetFields(item.get(), agent, failure);
-    if (PyList_Append(list, item.get()) != 0) {
+    if (PyList_Append(list.get(), item.get()) != 0) {
       failure.Throw("Failed to append list item for:");
     }
-    if (!key || PyDict_SetItem(result, key.get(), list) != 0) {
+    if (!key || PyDict_SetItem(result, key.get(), list.get()) != 0) {
       failure.Throw("Failed to set python list for:");
     }
   }
@@ -165,11 +143,12 @@ PyObject* NewAgentsByUuid(const std::vector<QueltUnicastAddressInfo>& agents) {
   if (!result) {
     return Raise(PyExc_ValueError, "Failed to create result list");
   }
+  // Each collection would look through the growing result again: a fifth of a long listing's time.
+  const CollectorPause pause;
   AgentListing listing;
   for (std::size_t position = 0; position < agents.size(); ++position) {
     listing.Add(result.get(), agents[position], position);
   }
-  ShowListsToCollector(result.get());
   return result.release();
 }
 

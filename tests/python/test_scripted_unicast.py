@@ -5,8 +5,9 @@ import sys
 import unittest
 from collections import OrderedDict
 
+import pyquelt
 from rows import RowTestCase, call, op, text_rows
-from scripted import out, returns, throws
+from scripted import answer, out, returns, throws
 
 ADDR = "192.0.2.7"
 ZERO_UUID = "00000000-0000-0000-0000-000000000000"
@@ -108,6 +109,38 @@ class AgentListTest(RowTestCase):
         self.check_rows([(
             LIST, listed(*[record(uuid=uuid, port=port) for uuid in uuids for port in (12321, 1)]),
             OrderedDict((uuid, [shown(), shown(port=1)]) for uuid in uuids), None)])
+
+    def test_collector_callback_may_change_an_unfinished_listing(self):
+        uuids = ["u%d" % i for i in range(200)]
+        lengths = []
+
+        def interfere(_phase, _info):
+            for found in gc.get_objects():
+                if type(found) is dict and len(found) < len(uuids) and "u0" in found:
+                    lengths.append(len(found))
+                    found.update((key, []) for key in found)
+        gc.callbacks.append(interfere)
+        self.addCleanup(gc.callbacks.remove, interfere)
+        self.addCleanup(gc.set_threshold, *gc.get_threshold())
+        self.addCleanup(gc.enable)
+        records = [record(uuid=uuid, port=port) for uuid in uuids for port in (12321, 1)]
+        undecodable = [record(uuid="last", hostname=b"\xff")]
+        for enabled, rows, outcome in (
+                (True, records, dict), (False, records, dict),
+                (True, records + undecodable, RuntimeError),
+                (False, records + undecodable, RuntimeError)):
+            (gc.enable if enabled else gc.disable)()
+            for operation, given in listed(*rows).items():
+                answer(operation, given)
+            gc.set_threshold(20)
+            try:
+                made = pyquelt.GetUnicastAgents()
+            except RuntimeError as error:
+                made = error
+            gc.set_threshold(700)
+            self.assertEqual((type(made), gc.isenabled()), (outcome, enabled))
+        # Only these collect garbage during a call, and they allow no pause.
+        self.assertEqual(lengths != [], sys.version_info < (3, 10))
 
 
 class Number(int):
