@@ -8,8 +8,8 @@
 // No owned Python reference may be alive when CallPlatform is entered: while the interpreter shuts
 // down it may end a daemon thread at the point where the lock is retaken, by unwinding the stack,
 // and a destructor that gives a reference back would then run without the lock. What must exist
-// before the release (a buffer view, a result container) is a plain value, given back by plain
-// calls in `build` and in `discard`.
+// before the release (a buffer view, a result container, the copy of the keyword arguments) is a
+// plain value, given back by plain calls: in `build` and in `discard`, or after CallPlatform.
 #pragma once
 
 #include <cxxabi.h>

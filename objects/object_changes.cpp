@@ -3,6 +3,7 @@
 
 #include "module/call_frame.h"
 #include "module/constants.h"
+#include "module/keyword_arguments.h"
 #include "module/status_texts.h"
 #include "objects/functions.h"
 #include "objects/identifier_text.h"
@@ -31,16 +32,15 @@ struct NewObject {
 };
 
 /// False with an error set when the arguments are refused.
-bool ParseNewObject(PyObject* args, PyObject* keywords, NewObject& object) {
+bool ParseNewObject(KeywordArguments& arguments, NewObject& object) {
   static const char* const kNames[] = {"ufn",      "haMetaData",   "policy",        "allocType",
                                        "size",     "capabilities", "ignoreExtAttr", "groupUuid",
                                        "objClass", "cid",          nullptr};
   const char* group = nullptr;
   const char* cid = nullptr;
-  if (!PyArg_ParseTupleAndKeywords(args, keywords, "|$sssikipsis", const_cast<char**>(kNames),
-                                   &object.ufn, &object.haMetaData, &object.policy,
-                                   &object.allocType, &object.size, &object.capabilities,
-                                   &object.ignoreExtAttr, &group, &object.objClass, &cid)) {
+  if (!arguments.Parse("|$sssikipsis", kNames, &object.ufn, &object.haMetaData, &object.policy,
+                       &object.allocType, &object.size, &object.capabilities, &object.ignoreExtAttr,
+                       &group, &object.objClass, &cid)) {
     return false;  // with the parser's own exception
   }
   if (group != nullptr && !ObjectUuidText::Read(group, object.group)) {
@@ -54,11 +54,9 @@ bool ParseNewObject(PyObject* args, PyObject* keywords, NewObject& object) {
   return true;
 }
 
-}  // namespace
-
-PyObject* PyCreateObject(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* CreateObject(KeywordArguments& arguments) {
   NewObject object;
-  if (!ParseNewObject(args, keywords, object)) {
+  if (!ParseNewObject(arguments, object)) {
     return nullptr;
   }
   std::int32_t status = 0;
@@ -77,13 +75,12 @@ PyObject* PyCreateObject(PyObject*, PyObject* args, PyObject* keywords) {
       });
 }
 
-PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* DeleteObject(KeywordArguments& arguments) {
   static const char* const kNames[] = {"uuid", "force", "cid", nullptr};
   const char* uuidText = nullptr;
   int force = 0;
   const char* cidText = nullptr;
-  if (!PyArg_ParseTupleAndKeywords(args, keywords, "s|$ps", const_cast<char**>(kNames), &uuidText,
-                                   &force, &cidText)) {
+  if (!arguments.Parse("s|$ps", kNames, &uuidText, &force, &cidText)) {
     return nullptr;  // with the parser's own exception
   }
   Identifier uuid{};
@@ -99,6 +96,16 @@ PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
       kOnNoException,
       [&] { status = ObjUtil_Delete(cid.data(), uuid.data(), force != 0, nullptr, nullptr); },
       [&] { return status != 0 ? RaiseStatus(status) : NewNone(); });
+}
+
+}  // namespace
+
+PyObject* PyCreateObject(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &CreateObject);
+}
+
+PyObject* PyDeleteObject(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &DeleteObject);
 }
 
 }  // namespace pyquelt

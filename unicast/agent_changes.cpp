@@ -4,6 +4,7 @@
 
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
+#include "module/keyword_arguments.h"
 #include "unicast/functions.h"
 #include "unicast/message_text.h"
 #include "unicast/target.h"
@@ -19,7 +20,7 @@ std::string TextOrEmpty(const char* text) { return text == nullptr ? "" : text; 
 std::string TextOrNone(const char* text) { return text == nullptr ? "None" : text; }
 
 /// The arguments of the two functions that describe an agent in full. Texts are borrowed from the
-/// argument objects, which outlive the call.
+/// call's arguments.
 struct AgentArguments {
   const char* addr = nullptr;
   const char* uuid = kDefaultUnicastUuid;
@@ -32,20 +33,19 @@ struct AgentArguments {
   UnicastAgentTarget target;
 
   /// False with a Python exception set. Lock held.
-  bool Parse(PyObject* args, PyObject* keywords);
+  bool Parse(KeywordArguments& arguments);
   /// "Failed to <action> unicast agent (...): ".
   std::string FailureText(const char* action) const;
 };
 
-bool AgentArguments::Parse(PyObject* args, PyObject* keywords) {
+bool AgentArguments::Parse(KeywordArguments& arguments) {
   static const char* const kNames[] = {
       "addr",      "uuid",     "type",       "isSupportUnicast", "port",
       "interface", "hostname", "thumbprint", "subclusterUuid",   nullptr};
   PyObject* supportObject = nullptr;
   PyObject* portObject = nullptr;
-  if (!PyArg_ParseTupleAndKeywords(args, keywords, "s|zzOOzzzz", const_cast<char**>(kNames), &addr,
-                                   &uuid, &type, &supportObject, &portObject, &interface, &hostname,
-                                   &thumbprint, &subClusterUuid) ||
+  if (!arguments.Parse("s|zzOOzzzz", kNames, &addr, &uuid, &type, &supportObject, &portObject,
+                       &interface, &hostname, &thumbprint, &subClusterUuid) ||
       uuid == nullptr || type == nullptr) {
     Raise(PyExc_RuntimeError, "Failed to extract parameters");
     return false;
@@ -67,11 +67,9 @@ std::string AgentArguments::FailureText(const char* action) const {
   return text + "): ";
 }
 
-}  // namespace
-
-PyObject* PyAddUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* AddUnicastAgent(KeywordArguments& arguments) {
   AgentArguments agent;
-  if (!agent.Parse(args, keywords)) {
+  if (!agent.Parse(arguments)) {
     return nullptr;
   }
   const auto prefix = [&] { return agent.FailureText("add"); };
@@ -89,9 +87,9 @@ PyObject* PyAddUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
       [] { return NewNone(); });
 }
 
-PyObject* PySetUnicastInfoInConfigStore(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* SetUnicastInfoInConfigStore(KeywordArguments& arguments) {
   AgentArguments agent;
-  if (!agent.Parse(args, keywords)) {
+  if (!agent.Parse(arguments)) {
     return nullptr;
   }
   const auto prefix = [&] { return agent.FailureText("update"); };
@@ -108,7 +106,7 @@ PyObject* PySetUnicastInfoInConfigStore(PyObject*, PyObject* args, PyObject* key
       [] { return NewNone(); });
 }
 
-PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* RemoveUnicastAgent(KeywordArguments& arguments) {
   static const char* const kNames[] = {"addr", "uuid", "port", "type", "replaceWitness", nullptr};
   UnicastAgentTarget target;
   const char* addr = nullptr;
@@ -116,8 +114,7 @@ PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
   PyObject* portObject = nullptr;
   const char* type = "node";
   PyObject* replaceObject = nullptr;
-  if (!PyArg_ParseTupleAndKeywords(args, keywords, "s|zOzO", const_cast<char**>(kNames), &addr,
-                                   &uuid, &portObject, &type, &replaceObject) ||
+  if (!arguments.Parse("s|zOzO", kNames, &addr, &uuid, &portObject, &type, &replaceObject) ||
       uuid == nullptr || type == nullptr) {
     return Raise(PyExc_RuntimeError, "Failed to extract parameters");
   }
@@ -140,6 +137,20 @@ PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
         });
       },
       [] { return NewNone(); });
+}
+
+}  // namespace
+
+PyObject* PyAddUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &AddUnicastAgent);
+}
+
+PyObject* PySetUnicastInfoInConfigStore(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &SetUnicastInfoInConfigStore);
+}
+
+PyObject* PyRemoveUnicastAgent(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &RemoveUnicastAgent);
 }
 
 }  // namespace pyquelt

@@ -4,6 +4,7 @@
 
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
+#include "module/keyword_arguments.h"
 #include "module/py_ref.h"
 #include "module/result_helpers.h"
 #include "platform/quelt_util.h"
@@ -152,13 +153,10 @@ PyObject* NewAgentsByUuid(const std::vector<QueltUnicastAddressInfo>& agents) {
   return result.release();
 }
 
-}  // namespace
-
-PyObject* PyGetUnicastAgents(PyObject*, PyObject* args, PyObject* keywords) {
+PyObject* GetUnicastAgents(KeywordArguments& arguments) {
   static const char* const kNames[] = {"includeExtra", nullptr};
   int includeExtra = 0;
-  if (!PyArg_ParseTupleAndKeywords(args, keywords, "|p", const_cast<char**>(kNames),
-                                   &includeExtra)) {
+  if (!arguments.Parse("|p", kNames, &includeExtra)) {
     return Raise(PyExc_RuntimeError, "Failed to extract parameters for PyGetUnicastAgents");
   }
   std::vector<QueltUnicastAddressInfo> agents;
@@ -169,6 +167,12 @@ PyObject* PyGetUnicastAgents(PyObject*, PyObject* args, PyObject* keywords) {
             [&](HostSystem& system) { system.GetUnicastAgentList(agents, includeExtra != 0); });
       },
       [&] { return NewAgentsByUuid(agents); });
+}
+
+}  // namespace
+
+PyObject* PyGetUnicastAgents(PyObject*, PyObject* args, PyObject* keywords) {
+  return CallWithKeywords(args, keywords, &GetUnicastAgents);
 }
 
 }  // namespace pyquelt

@@ -60,6 +60,7 @@ bool Fails(const char* call) {
 // clang-format off
 FAULTY_OBJECT(PyBool_FromLong, (long value), (value))
 FAULTY_OBJECT(PyBytes_FromStringAndSize, (const char* bytes, Py_ssize_t size), (bytes, size))
+FAULTY_OBJECT(PyDict_Copy, (PyObject* dict), (dict))
 FAULTY_OBJECT(PyDict_GetItemWithError, (PyObject* dict, PyObject* key), (dict, key))
 FAULTY_OBJECT(PyDict_New, (), ())
 FAULTY_STATUS(PyDict_SetItem, (PyObject* dict, PyObject* key, PyObject* value), (dict, key, value))

@@ -64,7 +64,7 @@ def throws(text="", kind="QueltCtlException"):
 
 
 def record(name):
-    """One of the host's records, as it stands there: "calls", "held", "moved"."""
+    """One of the host's records, as it stands there: "calls", "held", "moved", "changed"."""
     pointer = _library.scripted_host_record(name.encode())
     value = json.loads(ctypes.string_at(pointer).decode("utf-8"))
     _libc.free(pointer)

@@ -42,25 +42,6 @@ bool InterpreterLockHeld() {
   return check() != 0;
 }
 
-json RecordAndTake(const char* operation, json arguments) {
-  State& state = TheState();
-  const std::lock_guard lock(state.mutex);
-  if (InterpreterLockHeld()) {
-    state.Record("held", operation);
-  }
-  state.Record("calls", {operation, std::move(arguments)});
-  const auto found = state.answers.find(operation);
-  if (found == state.answers.end()) {
-    return json::object();
-  }
-  std::vector<json>& answers = found->second;
-  json answer = answers.back();
-  if (answers.size() > 1) {
-    answers.pop_back();
-  }
-  return answer;
-}
-
 void Watch(const char* operation, double seconds) {
   State& state = TheState();
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
@@ -156,15 +137,37 @@ std::string ToBytes(const json& text) {
 
 std::atomic<long> handedOut = 0;
 
-Answer::Answer(const char* operation, std::in_place_t, json arguments)
-    : answer_(RecordAndTake(operation, std::move(arguments))) {
+json Answer::RecordCall(const char* operation, const json& arguments) {
+  State& state = TheState();
+  const std::lock_guard lock(state.mutex);
+  if (InterpreterLockHeld()) {
+    state.Record("held", operation);
+  }
+  state.Record("calls", {operation, arguments});
+  const auto found = state.answers.find(operation);
+  if (found == state.answers.end()) {
+    return json::object();
+  }
+  std::vector<json>& answers = found->second;
+  json answer = answers.back();
+  if (answers.size() > 1) {
+    answers.pop_back();
+  }
+  return answer;
+}
+
+void Answer::RecordChange(const char* operation) {
+  State& state = TheState();
+  const std::lock_guard lock(state.mutex);
+  state.Record("changed", operation);
+}
+
+bool Answer::Wait(const char* operation) const {
   std::this_thread::sleep_for(std::chrono::duration<double>(answer_.value("delay", 0.0)));
   if (answer_.contains("watch")) {
     Watch(operation, answer_["watch"].get<double>());
   }
-  if (!answer_.contains("out")) {
-    ThrowIfToldTo();
-  }
+  return answer_.contains("delay") || answer_.contains("watch");
 }
 
 void Answer::ThrowIfToldTo() const {
@@ -208,8 +211,8 @@ long scripted_host_handed_out() { return scripted::handedOut; }
 void scripted_host_counter(const volatile long* counter) { scripted::TheState().counter = counter; }
 
 /// A record so far, as JSON, released with free(): "calls", an array of [operation, [argument,
-/// ...]]; "held" and "moved", operations that were called with the interpreter lock held, and
-/// operations during which the counter moved.
+/// ...]]; "held", "moved" and "changed", operations that were called with the interpreter
+/// lock held, during which the counter moved, and whose arguments changed while they waited.
 char* scripted_host_record(const char* name) {
   scripted::State& state = scripted::TheState();
   const std::lock_guard lock(state.mutex);

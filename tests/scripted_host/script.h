@@ -107,8 +107,16 @@ json ListOf(const Items&... items) {
 class Answer {
  public:
   template <typename... Arguments>
-  explicit Answer(const char* operation, const Arguments&... arguments)
-      : Answer(operation, std::in_place, ListOf(Recorded(arguments)...)) {}
+  explicit Answer(const char* operation, const Arguments&... arguments) {
+    const json before = ListOf(Recorded(arguments)...);
+    answer_ = RecordCall(operation, before);
+    if (Wait(operation) && ListOf(Recorded(arguments)...) != before) {
+      RecordChange(operation);
+    }
+    if (!answer_.contains("out")) {
+      ThrowIfToldTo();
+    }
+  }
 
   /// What the operation returns; `otherwise` when the script does not say.
   template <typename T>
@@ -134,7 +142,11 @@ class Answer {
   char* NewText(const char* name) const;
 
  private:
-  Answer(const char* operation, std::in_place_t, json arguments);
+  /// Records a call and takes its answer.
+  static json RecordCall(const char* operation, const json& arguments);
+  static void RecordChange(const char* operation);
+  /// Waits as the script says; false when it says nothing.
+  bool Wait(const char* operation) const;
   void ThrowIfToldTo() const;
   json out() const { return answer_.value("out", json::object()); }
 

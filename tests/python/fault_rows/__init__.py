@@ -21,6 +21,11 @@ def not_set(*keys):
     return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
 
 
+def keywords(outcome):
+    """The outcome of a function with keywords when its arguments can't be parsed."""
+    return {"PyDict_Copy": outcome, "PyArg_ParseTupleAndKeywords": outcome}
+
+
 BAD_PARAMETERS = runtime("Failed to extract parameters")
 
 

@@ -1,6 +1,6 @@
 """Objects, disks and host facts."""
 
-from fault_rows import MEMORY, not_set, runtime
+from fault_rows import MEMORY, keywords, not_set, runtime
 
 _UUID = "00112233-4455-6677-8899-aabbccddeeff"
 _REFUSED = {"returns": 0x0BAD0003}
@@ -15,23 +15,23 @@ _BAD_DISK = runtime("PyDict_SetItemString result failed!")
 _BAD_FIGURE = runtime("PyDict_SetItemString failed!")
 _NO_RESULT = runtime("PyDict_New result failed!")
 
-_UNREADABLE = {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromFormat": MEMORY}
+_UNREADABLE = dict(keywords(MEMORY), PyUnicode_FromFormat=MEMORY)
 
 _DISKS = [["disk+", [["fact", 1000], ["other", 2000]]], ["next", [["fact", 3000]]]]
 
 
 ROWS = [
     ("CreateObject", (), {}, {},
-     {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_FromString": MEMORY}),
+     dict(keywords(MEMORY), PyUnicode_FromString=MEMORY)),
     ("CreateObject", (), {"groupUuid": _UUID}, {"ObjUtil_Create": _REFUSED},
-     {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
-    ("DeleteObject", (_UUID,), {}, {}, {"PyArg_ParseTupleAndKeywords": MEMORY}),
+     dict(keywords(MEMORY), PyUnicode_DecodeUTF8=MEMORY)),
+    ("DeleteObject", (_UUID,), {}, {}, keywords(MEMORY)),
     ("DeleteObject", ("x",), {}, {}, _UNREADABLE),
     ("DeleteObject", (_UUID,), {"cid": _UUID}, {}, _UNREADABLE),
     ("CreateObject", (), {"groupUuid": "x"}, {},
-     {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
+     dict(keywords(MEMORY), PyUnicode_DecodeUTF8=MEMORY)),
     ("DeleteObject", (_UUID,), {"force": True}, {"ObjUtil_Delete": _REFUSED},
-     {"PyArg_ParseTupleAndKeywords": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
+     dict(keywords(MEMORY), PyUnicode_DecodeUTF8=MEMORY)),
     ("GetObjectExtAttrs", ([_UUID, _UUID + "+"],), {}, _EXT_ATTRS,
      {"PyArg_ParseTuple": _BAD_LIST, "PyUnicode_AsUTF8AndSize": _BAD_LIST,
       "PyDict_New": runtime("PyDict_New failed!"),

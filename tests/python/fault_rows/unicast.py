@@ -1,6 +1,6 @@
 """Unicast membership."""
 
-from fault_rows import BAD_PARAMETERS, MEMORY, runtime
+from fault_rows import BAD_PARAMETERS, MEMORY, keywords, runtime
 
 
 def listing(text, uuid="uuid+"):
@@ -19,13 +19,13 @@ _SET = "Failed to set python object "
 # Two agents of one node: keys are made for the first, the list is there for the second.
 _AGENT = {"uuid": "uuid+", "address": "192.0.2.1", "port": 1000, "zelnic": "zel0"}
 _REMOTE, _CSD = {"type": "remote", "port": 12345}, {"IsQueltCSDFeatureEnabled": {"returns": True}}
-_PORT = {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY}
+_LISTING = keywords(runtime("Failed to extract parameters for PyGetUnicastAgents"))
+_PORT = dict(keywords(BAD_PARAMETERS), PyLong_AsLongAndOverflow=MEMORY)
 
 ROWS = [
     ("GetUnicastAgents", (), {},
      {"GetUnicastAgentList": {"out": {"agents": [_AGENT, _AGENT]}}},
-     {"PyArg_ParseTupleAndKeywords":
-      runtime("Failed to extract parameters for PyGetUnicastAgents"),
+     dict(_LISTING, **{
       "PyDict_New": [(ValueError, "Failed to create result list"),
                      listing("Failed to allocate python dict object 0 for:"),
                      listing("Failed to allocate python dict object 1 for:")],
@@ -40,22 +40,19 @@ ROWS = [
       "PyUnicode_InternFromString": [listing(_SET + name) for name in _FIELDS],
       "PyDict_SetItem":
       ([listing(_SET + name) for name in _FIELDS] + [listing(_STORE)]) * 2,
-      "PyList_Append": listing("Failed to append list item for:")}),
+      "PyList_Append": listing("Failed to append list item for:")})),
     ("GetUnicastAgents", (), {},
      {"GetUnicastAgentList": {"throws": {"type": "QueltCtlException", "text": "no"}}},
-     {"PyArg_ParseTupleAndKeywords":
-      runtime("Failed to extract parameters for PyGetUnicastAgents"),
-      "PyUnicode_DecodeUTF8": MEMORY}),
+     dict(_LISTING, PyUnicode_DecodeUTF8=MEMORY)),
     ("AddUnicastAgent", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("SetUnicastInfoInConfigStore", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("SetUnicastInfoInConfigStore", ("192.0.2.7",), {"type": "x"}, {},
-     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyUnicode_DecodeUTF8": MEMORY}),
+     dict(keywords(BAD_PARAMETERS), PyUnicode_DecodeUTF8=MEMORY)),
     ("RemoveUnicastAgent", ("192.0.2.7",), _REMOTE, _CSD, _PORT),
     ("RemoveUnicastAgent", ("192.0.2.7",), {"port": 10 ** 20}, {},
-     {"PyArg_ParseTupleAndKeywords": BAD_PARAMETERS, "PyLong_AsLongAndOverflow": MEMORY,
-      "PyUnicode_InternFromString": MEMORY, "PyObject_GetAttr": MEMORY, "Py_BuildValue": MEMORY,
-      "PyObject_CallObject": MEMORY, "PyLong_AsLong": MEMORY, "PyNumber_ToBase": MEMORY,
-      "PyUnicode_AsUTF8": MEMORY, "PyUnicode_DecodeUTF8": MEMORY}),
+     dict(_PORT, PyUnicode_InternFromString=MEMORY, PyObject_GetAttr=MEMORY, Py_BuildValue=MEMORY,
+          PyObject_CallObject=MEMORY, PyLong_AsLong=MEMORY, PyNumber_ToBase=MEMORY,
+          PyUnicode_AsUTF8=MEMORY, PyUnicode_DecodeUTF8=MEMORY)),
     ("GetUnicastMode", (), {}, {"GetClusterConfig": {"returns": True}},
      {"PyBool_FromLong": MEMORY}),
 ]

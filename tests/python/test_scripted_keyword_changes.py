@@ -1,0 +1,147 @@
+"""A script changes the dictionary of keyword arguments during the call. Up to CPython 3.8, `f(**d)`
+passes the script's own dictionary; on every version, some callers of C functions do."""
+
+import contextlib
+import ctypes
+import threading
+import time
+import unittest
+
+import pyquelt
+import scripted
+import sweep
+
+_AGENT = {"addr": "192.0.2.7", "uuid": "uuid of a node", "type": "metadata", "port": 1000,
+          "isSupportUnicast": True, "interface": "interface", "hostname": "hostname",
+          "thumbprint": "thumbprint", "subclusterUuid": "uuid of a sub-cluster"}
+_UUID, _CID = "00112233-4455-6677-8899-aabbccddeeff", "0011223344556677-8899aabbccddeeff"
+# Each function with keywords: the arguments, the first operation without the GIL, and the one that
+# gets the arguments.
+CALLS = (
+    ("GetUnicastAgents", {"includeExtra": True}, "GetQueltPlugin", "GetUnicastAgentList"),
+    ("AddUnicastAgent", _AGENT, "GetQueltPlugin", "AddUnicastAgentEntry"),
+    ("SetUnicastInfoInConfigStore", _AGENT, "GetQueltPlugin", "SetUnicastAgentInConfigStore"),
+    ("RemoveUnicastAgent",
+     {"addr": "192.0.2.7", "uuid": "uuid of a node", "port": 1000, "type": "witness",
+      "replaceWitness": True}, "GetQueltPlugin", "RemoveUnicastAgentEntry"),
+    ("CreateObject",
+     {"ufn": "friendly name", "haMetaData": "metadata", "policy": "policy", "allocType": 1000,
+      "size": 1000, "capabilities": 1000, "ignoreExtAttr": True, "groupUuid": _UUID,
+      "objClass": 1000, "cid": _CID}, "ObjUtil_Create", "ObjUtil_Create"),
+    ("DeleteObject", {"uuid": _UUID, "force": True, "cid": _CID}, "ObjUtil_Delete",
+     "ObjUtil_Delete"))
+FLAGS = ("includeExtra", "ignoreExtAttr", "force")
+# Passes on the dictionary that it is given.
+_pyobject_call = ctypes.PYFUNCTYPE(*[ctypes.py_object] * 4)(("PyObject_Call", ctypes.pythonapi))
+
+
+class Changes(object):
+    """A dictionary of keyword arguments that alone refers to its values."""
+
+    def __init__(self, keywords):
+        self.keywords = {name: "".join(list(value)) if isinstance(value, str) else value
+                         for name, value in keywords.items()}
+        self.reused = []
+
+    def make(self):
+        """Replaces each value, and reuses the memory of the texts."""
+        sizes = {name: len(str(value)) for name, value in self.keywords.items()}
+        for name, size in sizes.items():
+            self.keywords[name] = "!" * size
+            self.reused += ["?" * size for _ in range(1000)]
+
+
+class ChangingKeyword(str):
+    """Makes the changes when the parser looks it up."""
+
+    __hash__ = str.__hash__
+
+    def __eq__(self, other):
+        if not self.changes.reused:
+            self.changes.make()
+        return str.__eq__(self, other)
+
+
+class ChangingFlag(object):
+
+    def __init__(self, changes):
+        self.changes = changes
+
+    def __bool__(self):
+        self.changes.make()
+        return True
+
+
+@contextlib.contextmanager
+def by_keyword(changes, name):
+    keyword = ChangingKeyword(name)
+    keyword.changes = changes
+    changes.keywords[keyword] = changes.keywords.pop(name)
+    yield {}
+
+
+@contextlib.contextmanager
+def by_flag(changes, name):
+    changes.keywords[name] = ChangingFlag(changes)
+    yield {}
+
+
+@contextlib.contextmanager
+def by_thread(changes, waiting):
+    counter, ended = ctypes.c_long(0), []
+
+    def run():
+        while not ended and waiting not in [operation for operation, _ in scripted.calls()]:
+            time.sleep(0.001)
+        changes.make()
+        while not ended:
+            counter.value += 1
+
+    scripted.reset()
+    scripted.set_counter(counter)
+    thread = threading.Thread(target=run)
+    thread.start()
+    try:
+        yield {"watch": 60}
+    finally:
+        ended.append(True)
+        thread.join()
+
+
+class KeywordChangesTest(scripted.ScriptedTestCase):
+
+    def outcome(self, function, keywords, answers):
+        """What the call gives, and what reaches the host."""
+        way = sweep.Way(function, (getattr(pyquelt, function), (), keywords), {}, answers)
+        sweep.set_answers(way)
+        outcome = sweep.outcome(_pyobject_call, way)
+        self.assertEqual(scripted.record("changed"), [])
+        return outcome, scripted.calls()
+
+    def check(self, call, change, *details):
+        """The call gives the same with the change as without."""
+        function, keywords, waiting, operation = call
+        for answers in {}, {operation: scripted.throws("no")}:
+            with self.subTest(function, change=change.__name__, details=details, answers=answers):
+                expected = self.outcome(function, keywords, answers)
+                changes = Changes(keywords)
+                with change(changes, *details) as answer:
+                    answer.update(answers.get(waiting, {}))
+                    self.assertEqual(self.outcome(function, changes.keywords, dict(
+                        answers, **{waiting: answer})), expected)
+                self.assertTrue(changes.reused)
+
+    def test_code_that_the_parser_calls_changes_a_keyword_argument(self):
+        for call in CALLS:
+            for name in call[1]:
+                self.check(call, by_keyword, name)
+                if name in FLAGS:
+                    self.check(call, by_flag, name)
+
+    def test_another_thread_changes_a_keyword_argument_during_an_operation(self):
+        for call in CALLS:
+            self.check(call, by_thread, call[2])
+
+
+if __name__ == "__main__":
+    unittest.main()
