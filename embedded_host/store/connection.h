@@ -86,8 +86,10 @@ class Connection {
   int Execute(const char* sql, const Values&... values) {
     SQLite::Statement& statement = Prepared(sql);
     const Unbinding unbinding(statement);
-    int index = 0;
-    (BindInPlace(statement, ++index, values), ...);
+    if constexpr (sizeof...(values) > 0) {
+      int index = 0;
+      (BindInPlace(statement, ++index, values), ...);
+    }
     return statement.exec();
   }
 
@@ -95,8 +97,10 @@ class Connection {
   template <typename... Values>
   Rows Query(const char* sql, const Values&... values) {
     SQLite::Statement& statement = Prepared(sql);
-    int index = 0;
-    (Bind(statement, ++index, values), ...);
+    if constexpr (sizeof...(values) > 0) {
+      int index = 0;
+      (Bind(statement, ++index, values), ...);
+    }
     return Rows(statement);
   }
 
