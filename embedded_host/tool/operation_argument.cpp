@@ -1,18 +1,35 @@
 #include "embedded_host/tool/operation_argument.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "embedded_host/operation_names.h"
 #include "embedded_host/tool/suggestions.h"
+#include "function_operations.inc"
 
 namespace quelt {
 
 namespace {
 
-std::string Refusal(const std::string& text) {
+/// The operations that a function of pyquelt performs, as text; empty if there is no such function.
+std::string OperationsOfFunction(const std::string& function) {
+  const auto functions = nlohmann::json::parse(kFunctionOperationsText);
+  std::string text;
+  for (const std::string operation : functions.value(function, nlohmann::json::array())) {
+    text += (text.empty() ? "" : ", ") + operation;
+  }
+  return text;
+}
+
+/// What is wrong with an argument; empty if it is the name of an operation.
+std::string Rejection(const std::string& text) {
   if (std::find(kOperationNames.begin(), kOperationNames.end(), text) != kOperationNames.end()) {
     return {};
+  }
+  const std::string operations = OperationsOfFunction(text);
+  if (!operations.empty()) {
+    return "\"" + text + "\" is a function of pyquelt, which performs the operations " + operations;
   }
   return "No platform operation is called \"" + text + "\"" +
          DidYouMean(text, {kOperationNames.begin(), kOperationNames.end()});
@@ -20,7 +37,7 @@ std::string Refusal(const std::string& text) {
 
 }  // namespace
 
-CLI::Validator OperationName() { return CLI::Validator(Refusal, "", "operation"); }
+CLI::Validator OperationName() { return CLI::Validator(Rejection, "", "operation"); }
 
 std::string OperationNameLines() {
   std::string lines;

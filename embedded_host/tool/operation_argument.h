@@ -6,7 +6,8 @@
 
 namespace quelt {
 
-/// Accepts the name of a platform operation; for any other text the refusal suggests names.
+/// Accepts the name of a platform operation. The error for another text suggests names: for a
+/// function of the module, the operations that it performs.
 CLI::Validator OperationName();
 
 /// All names, in lines, for the foot of a help text.
