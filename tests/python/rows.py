@@ -3,13 +3,14 @@
 A row is (call, answers by operation, outcome, what reached the host):
 - `call.GetHostInfo(...)` is the call,
 - the outcome is the result, compared with its types and, where it is an OrderedDict, its order;
-  or (exception type, text), a text of None standing for the interpreter's own words;
+  or an Outcome of the table in fault_rows/;
 - `op.SetKekId(...)` is an operation with its arguments as the host recorded them. The plug-in's own
   are left out, as are releases. None: not looked at.
 """
 
 import sys
 
+import fault_rows
 import pyquelt
 import scripted
 
@@ -26,7 +27,7 @@ call = _Builder(lambda name, args, kwargs: (name, args, kwargs))
 op = _Builder(lambda name, args, _: (name, list(args)))
 
 
-def text_rows(made, answers, outcome, undecodable=(UnicodeDecodeError, None)):
+def text_rows(made, answers, outcome, undecodable=fault_rows.NOT_UTF8):
     """Rows for one text of the host: `answers` and `outcome` give what their names say for it."""
     return [(made, answers(stored), outcome(text), None) for stored, text in (
         (b"", ""), (b"a\0b", "a"), (b"\xe2\x82\xac", u"\u20ac"))] + [
@@ -59,14 +60,20 @@ class RowTestCase(scripted.ScriptedTestCase):
 
     def check_outcome(self, made, outcome):
         name, args, kwargs = made
-        fails = (isinstance(outcome, tuple) and outcome and isinstance(outcome[0], type))
+        fails = isinstance(outcome, fault_rows.Outcome)
+        if fails:
+            self.assertIn(outcome.row, {
+                each.row for each in fault_rows.documented(name) + list(fault_rows.GENERAL)},
+                name + " has no such exception in fault_rows/")
         try:
             result = getattr(pyquelt, name)(*args, **kwargs)
         except Exception as error:  # pylint: disable=broad-except
             if not fails:
                 raise
-            self.assertIs(type(error), outcome[0], error)
-            self.assertIn(outcome[1], (str(error), None))
+            if outcome[1] is None:  # the interpreter's own
+                self.assertIsInstance(error, outcome[0])
+            else:
+                self.assertEqual((type(error), str(error)), outcome)
         else:
             self.assertFalse(fails, result)
             self.assertTrue(_same(result, outcome), _Short((result, outcome)))

@@ -1,7 +1,7 @@
 """Ways through the module's functions, for the tests that sweep over all of them.
 
 A way is a row of fault_rows/ without its outcomes. What a host's failure on a way becomes is
-computed here, from the rule of each function.
+computed here, by the function's rule in fault_rows/.
 """
 
 import collections
@@ -19,35 +19,13 @@ for _row in fault_rows.all_rows():
 #: Operations that cannot fail.
 SILENT = {"ObjLib_Exit", "ObjLib_FreeExtParams"}
 
-# Which exceptions a function catches ("std": every std::exception, "ctl": the library's own,
-# "": none), the type and the prefix that it answers with.
-_AGENT = (" unicast agent (uuid: 00000000-0000-0000-0000-000000000000 type: remote"
-          " isSupportUnicast: 0 addr: 192.0.2.7 port: 12345 interface: None hostname: None"
-          " thumbprint: None subClusterUuid: None): ")
-_OBJECTS = "Failed to get objects extended attributes: "
-_OTHERS = ("std", ValueError, "")
-_RULES = {
-    "GetQueltNetworkInfo": ("std", RuntimeError, ""),
-    "GetQueltZelnicNames": ("std", RuntimeError, ""),
-    "CreateObject": ("", RuntimeError, ""),
-    "DeleteObject": ("", RuntimeError, ""),
-    "GetUnicastMode": ("ctl", RuntimeError, "Failed to get unicast mode:"),
-    "GetUnicastAgents": ("ctl", RuntimeError, "Failed to get unicast agents from ulo: "),
-    "AddUnicastAgent": ("ctl", RuntimeError, "Failed to add" + _AGENT),
-    "SetUnicastInfoInConfigStore": ("ctl", RuntimeError, "Failed to update" + _AGENT),
-    "RemoveUnicastAgent":
-        ("ctl", RuntimeError, "Failed to remove unicast agent (uuid: 00000000-0000-0000-0000-"
-         "000000000000 addr: 192.0.2.7 port: 12345 nodeType: 3 replaceWitness: 0): "),
-    "GetObjectExtAttrs": ("ctl", RuntimeError, _OBJECTS),
-}
-# Where the operation decides: the work on one object, and what is asked before the lock is let go.
-_OPERATION_RULES = dict(
-    [(operation, ("std", RuntimeError, _OBJECTS + "Failed to GetObjectExtAttrs: "))
-     for operation in ("IsObjectAccessible", "ObjLib_GetExtParams", "DDBGet")],
-    IsQueltCSDFeatureEnabled=("", RuntimeError, ""), BuildQueltIPAddress=("", RuntimeError, ""))
+# Where the operation decides: the work on one object, and what is asked with the GIL held.
+_OPERATION_RULES = dict.fromkeys(("IsObjectAccessible", "ObjLib_GetExtParams", "DDBGet"),
+                                 fault_rows.objects.OF_ONE)
+_OPERATION_RULES.update(IsQueltCSDFeatureEnabled=None, BuildQueltIPAddress=None)
 
 # Operations that GetQueltNetworkInfo calls with the lock held: the interfaces answer by themselves.
-_GETTERS = {
+GETTERS = {
     "GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
     "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
     "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort", "GetMulticastTTL"}
@@ -55,7 +33,7 @@ _GETTERS = {
 
 def held(way):
     """The operations of a way that are called with the lock held."""
-    return scripted.MADE_WITH_LOCK | (_GETTERS if way.function == "GetQueltNetworkInfo" else set())
+    return scripted.MADE_WITH_LOCK | (GETTERS if way.function == "GetQueltNetworkInfo" else set())
 
 
 def set_answers(way):
@@ -114,9 +92,9 @@ def all_ways(module):
 
 def failure(way, operation, kind, text):
     """What an exception of the host becomes. `text` is what a script would read of it."""
-    catches, error, prefix = _OPERATION_RULES.get(operation, _RULES.get(way.function, _OTHERS))
+    rule = _OPERATION_RULES.get(operation, fault_rows.HOST.get(way.function))
     if kind in ("int", "foreign"):
-        return RuntimeError, "Unknown platform exception"
-    if catches == "std" or (catches == "ctl" and kind == "QueltCtlException"):
-        return error, prefix + text
-    return fault_rows.MEMORY if kind == "std::bad_alloc" else (RuntimeError, text)
+        return fault_rows.UNKNOWN
+    if rule and (rule.catches == "std" or kind == "QueltCtlException"):
+        return rule.outcome(text=text, **rule.values)
+    return fault_rows.MEMORY if kind == "std::bad_alloc" else fault_rows.OTHER(text=text)

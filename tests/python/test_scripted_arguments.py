@@ -67,11 +67,18 @@ class ArgumentsTest(RowTestCase):
                 for call, outcome in row[4].items() if call.startswith("PyArg_")}
         self.assertEqual(len(told), 26)
         for name, outcome in told.items():
+            own = fault_rows.PARSER.get(name)
             bad = list(bad_calls(sweep.WAYS[name])) + [
                 (args, {}, None) for function, args in MORE if function == name]
-            self.check_rows(((name, args, kwargs), {},
-                             (error, None) if outcome == fault_rows.MEMORY else outcome, [])
-                            for args, kwargs, error in bad)
+            self.check_rows(((name, args, kwargs), {}, own or outcome, [])
+                            for args, kwargs, _ in bad)
+            if own:
+                raised = [sweep.outcome(getattr(pyquelt, name),
+                                        sweep.Way(name, args, kwargs, {}))[0]
+                          for args, kwargs, _ in bad]
+                self.assertEqual(raised, [error for _, _, error in bad])
+                self.assertEqual({kind for kind in own.kind for error in raised
+                                  if issubclass(error, kind)}, set(own.kind))
 
     def test_argument_that_is_ignored_is_looked_at(self):
         ignoring = [way for way in sweep.WAYS.values()

@@ -3,13 +3,13 @@
 import unittest
 
 import scripted
+from fault_rows.config_store import NOT_SET
 from rows import RowTestCase, call, op, text_rows
 from scripted import out
 
 SKU = call.GetHardwareSku()
 CREDENTIAL = call.GetIloAuth()
 CONFIG = call.GetPerfsvcHostConfigStore()
-NOT_SET = (RuntimeError, "PyDict_SetItemString failed!")
 
 
 class SettingsTest(RowTestCase):

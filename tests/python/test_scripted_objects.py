@@ -5,8 +5,10 @@ import random
 import unittest
 from collections import OrderedDict
 
+import fault_rows
 import pyquelt
 import scripted
+from fault_rows import objects as table
 from rows import RowTestCase, call, op, text_rows
 from scripted import out, returns, throws
 
@@ -41,11 +43,11 @@ class ChangesTest(RowTestCase):
 
     def test_bad_identifier_reaches_the_library_or_is_told_otherwise(self):
         bad = "x" * 100000
-        self.check_rows((made, {}, (ValueError, "could not parse " + text), []) for made, text in (
-            (call.CreateObject(groupUuid="", cid=""), "groupUuid"),
-            (call.CreateObject(cid=UUID), "cid"),
-            (call.DeleteObject(bad, cid="y"), "uuid: " + bad),
-            (call.DeleteObject(UUID, cid=u"%s\u20ac"), u"cid: %s\u20ac")))
+        self.check_rows((made, {}, outcome, []) for made, outcome in (
+            (call.CreateObject(groupUuid="", cid=""), table.GROUP),
+            (call.CreateObject(cid=UUID), table.NEW_CID),
+            (call.DeleteObject(bad, cid="y"), table.UUID(uuid=bad)),
+            (call.DeleteObject(UUID, cid=u"%s\u20ac"), table.CID(cid=u"%s\u20ac"))))
 
 
 class IdentifierTextTest(scripted.ScriptedTestCase):
@@ -78,8 +80,8 @@ class IdentifierTextTest(scripted.ScriptedTestCase):
                 pyquelt.DeleteObject(uuid, cid=cid)
                 expected.append(op.ObjUtil_Delete(cid_bytes, uuid_bytes, False, True, True))
             except ValueError as error:
-                self.assertEqual(str(error), "could not parse cid: " + cid if uuid_bytes else
-                                 "could not parse uuid: " + uuid)
+                self.assertEqual((ValueError, str(error)), table.CID(cid=cid) if uuid_bytes else
+                                 table.UUID(uuid=uuid))
                 self.assertTrue(uuid_bytes is None or cid_bytes is None, (uuid, cid))
         self.assertEqual(scripted.calls(), expected)
         self.assertTrue(2000 < len(expected) < 8000, len(expected))
@@ -139,15 +141,14 @@ class ExtAttrsTest(RowTestCase):
         given = dict(throws("no"), **out(objClass=1))  # a handle comes all the same
         self.check_rows([
             (call.GetObjectExtAttrs([]), {},
-             (RuntimeError, "object uuids parameter is required"), []),
+             table.NO_TEXTS, []),
             (call.GetObjectExtAttrs([UUID]), library(ObjLib_GetExtParams=given),
-             (RuntimeError,
-              "Failed to get objects extended attributes: Failed to GetObjectExtAttrs: no"),
+             table.OBJECT(text="no"),
              OPENED + [op.IsObjectAccessible(ZEROS, UUID_BYTES),
                        op.ObjLib_GetExtParams(b"q://" + UUID.encode(), 0),
                        op.ObjLib_FreeExtParams(1), op.ObjLib_Exit()])] + [
             (call.GetObjectExtAttrs([UUID, UUID]), library(DDBGet={"out": {key: b"\xff"}}),
-             (RuntimeError, "PyDict_SetItemString failed with key:" + name), None)
+             fault_rows.ITEM(key=name), None)
             for key, name in (("quelt.FriendlyName", "ufn"), ("quelt.objPath", "objPath"))])
 
 
@@ -171,11 +172,11 @@ class FactsTest(RowTestCase):
             None)] + text_rows(
                 facts, lambda text: {"GetT1DiskInfoMap": out(disks=[["d", [[text, 1]]]])},
                 lambda text: {"d": {text: 1}},
-                (RuntimeError, "PyDict_SetItemString InfoMap failed!")) + text_rows(
+                table.FACT) + text_rows(
                     facts, lambda text: {"GetT1DiskInfoMap": out(
                         disks=[[text, [["f", 1]]], ["good", []]])},
                     lambda text: {text: {"f": 1}, "good": {}},
-                    (RuntimeError, "PyDict_SetItemString result failed!")))
+                    table.DISK))
 
     def test_host_figures_are_swapped_or_turn_negative(self):
         figures = dict(physicalCapacity=2 ** 63, physicalUsed=1, logicalCapacity=2, logicalUsed=3,

@@ -5,6 +5,7 @@ import ctypes
 import threading
 import unittest
 
+import fault_rows
 import pyquelt
 import scripted
 import sweep
@@ -21,35 +22,6 @@ KINDS = (
 MESSAGES = tuple(("QueltCtlException", text, shown) for text, shown in (
     (b"", ""), (u"gr\u00fc\u00df %s".encode("utf-8"), u"gr\u00fc\u00df %s"), (b"cut\0here", "cut"),
     (b"\xc3", u"\ufffd"), (b"x" * 100000, "x" * 100000)))
-# Refusals without an exception: of the configuration store; and by function, operation, answer,
-# what a script gets.
-_STORE = (
-    ("GetHardwareSku", "Failed to get hardware sku from config store"),
-    ("GetIloAuth", "Failed to get iLO credential"), ("SetIloAuth", "Failed to set iLO credential."),
-    ("GetPerfsvcHostConfigStore", "Failed to get perfsvc host config"),
-    ("SetPerfsvcHostConfigStore", "Failed to set perfsvc host config"),
-    ("SetClusterTimeMachineConfigStore", "Failed to set norim time machine configurations"))
-_PLUGIN, _SYSTEM = "GetQueltPlugin", "GetHostSystem"
-_MODE, _OBJECTS = "Failed to get unicast mode:", "Failed to get objects extended attributes: "
-REFUSALS = [(name, name, False, ValueError, text) for name, text in _STORE] + [
-    ("GetKekId", _PLUGIN, None, ValueError, "The host library gave no cluster plug-in"),
-    ("GetKekId", _SYSTEM, None, ValueError, "The cluster plug-in gave no operations object"),
-    ("GetKms", "GetKmsInfoList", None, ValueError, "The cluster plug-in gave no KMS list"),
-    ("GetUnicastMode", "GetClusterConfig", None, RuntimeError, _MODE + "no cluster configuration"),
-    ("GetUnicastMode", _PLUGIN, None, RuntimeError,
-     _MODE + "The host library gave no cluster plug-in"),
-    ("AddUnicastAgent", "IsQueltCSDFeatureEnabled", False, RuntimeError,
-     "Invalid type specified: remote"),
-    ("AddUnicastAgent", "BuildQueltIPAddress", False, RuntimeError,
-     "Invalid address specified: 192.0.2.7"),
-    ("GetObjectExtAttrs", "ObjLib_Init", False, RuntimeError, _OBJECTS + "ObjLib_Init failed"),
-    ("GetObjectExtAttrs", "ObjLib_GetURIPrefix", None, RuntimeError,
-     _OBJECTS + "Failed to get quelt URI prefix"),
-] + [(verb + "Object", "ObjUtil_" + verb, status, RuntimeError, text)
-     for verb in ("Create", "Delete")
-     for status, text in ((0x0BAD0005, "Already exists"), (3, "Not found"), (-1, "Unknown status"),
-                          (0x0BAD0000 + 361, "Unknown status"),
-                          (0x2BAD0000, "Opaque service console status"))]
 
 
 class PlatformTest(scripted.ScriptedTestCase):
@@ -57,11 +29,15 @@ class PlatformTest(scripted.ScriptedTestCase):
     made_with_lock = None  # looked at for each way
 
     def assert_fails(self, way, operation, good, expected):
-        """The way ends with `expected` at this call of `operation`, and all is given back."""
+        """The way ends with `expected` at this call of `operation` (None: before any that works
+        with the GIL released), and all is released."""
         sweep.set_answers(way)
         self.assertEqual(sweep.outcome(getattr(pyquelt, way.function), way), expected)
         self.assertEqual(scripted.handed_out(), 0)
         made = [name for name, _ in scripted.calls()]
+        if operation is None:
+            self.assertEqual(set(made) - scripted.MADE_WITH_LOCK, set())
+            return
         self.assertEqual(made.count(operation), good + 1)
         after = made[len(made) - made[::-1].index(operation):]
         self.assertEqual([name for name in after
@@ -80,11 +56,16 @@ class PlatformTest(scripted.ScriptedTestCase):
                         self.assert_fails(failing, operation, good,
                                           sweep.failure(way, operation, kind, shown))
 
-    def test_refusal_of_the_host_gets_another_exception(self):
-        for function, operation, answer, kind, text in REFUSALS:
-            with self.subTest(function, operation=operation, answer=answer):
-                way = sweep.failing(sweep.WAYS[function], operation, 0, scripted.returns(answer))
-                self.assert_fails(way, operation, 0, (kind, text))
+    def test_rejected_argument_or_answer_raises_what_the_table_says(self):
+        for function, given, answers, outcome in fault_rows.FAILURES:
+            with self.subTest(function, given=given, answers=answers):
+                usual = sweep.WAYS[function]
+                args = given if isinstance(given, tuple) else usual.args
+                kwargs = given if isinstance(given, dict) else usual.kwargs
+                way = usual._replace(args=args, kwargs=kwargs,
+                                     answers=dict(usual.answers, **answers))
+                for operation in answers or [None]:
+                    self.assert_fails(way, operation, 0, outcome)
 
     def test_other_threads_stand_still_during_an_operation_or_run_with_the_lock_held(self):
         counter = ctypes.c_long(0)

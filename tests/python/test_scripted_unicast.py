@@ -5,13 +5,14 @@ import sys
 import unittest
 from collections import OrderedDict
 
+import fault_rows
 import pyquelt
+from fault_rows import unicast as table
 from rows import RowTestCase, call, op, text_rows
 from scripted import answer, out, returns, throws
 
 ADDR = "192.0.2.7"
 ZERO_UUID = "00000000-0000-0000-0000-000000000000"
-LISTING_FAILED = "Failed to get unicast agents from ulo: "
 LONE = u"\ufffd"
 RECORD = OrderedDict([
     ("isSupportUnicast", True), ("address", ADDR), ("port", 12321), ("zelnic", "z"),
@@ -58,26 +59,26 @@ class AgentListTest(RowTestCase):
             described = DESCRIBED.replace("%s: %s" % (name, RECORD[name]), name + ": " + LONE)
             rows += text_rows(LIST, lambda text, name=name: listed(record(**{name: text})),
                               lambda text, name=name: {"u": [shown(**{name: text})]},
-                              (RuntimeError, LISTING_FAILED + "Failed to allocate python object " +
-                               name + " uuid: u isWitness: 1" + described))
+                              table.NO_VALUE(key=name, agent=" uuid: u isWitness: 1" + described))
         self.check_rows(rows)
 
     def test_failure_is_told_with_the_wrong_words(self):
-        not_set = "Failed to set python list for: uuid: "
-        self.check_rows((LIST, listed(*records, metadata=metadata),
-                         (RuntimeError, LISTING_FAILED + text), None)
-                        for records, metadata, text in [
+        def not_stored(agent):
+            return table.NOT_STORED(agent=" uuid: " + agent)
+
+        self.check_rows((LIST, listed(*records, metadata=metadata), outcome, None)
+                        for records, metadata, outcome in [
             # A bad UUID is found out at the end, so a bad field comes first.
             ([record(uuid=b"\xff", zelnic=b"\xff", nodeType=2)], False,
-             "Failed to allocate python object zelnic uuid: " + LONE + " isWitness: 0" +
-             DESCRIBED.replace("zelnic: z", "zelnic: " + LONE)),
+             table.NO_VALUE(key="zelnic", agent=" uuid: " + LONE + " isWitness: 0" +
+                            DESCRIBED.replace("zelnic: z", "zelnic: " + LONE))),
             ([record(), record(uuid=b"a\xff")], False,
-             not_set + "a" + LONE + " isWitness: 1" + DESCRIBED),
+             not_stored("a" + LONE + " isWitness: 1" + DESCRIBED)),
             # A message ends at its first zero byte.
             ([record(uuid=b"\xff", hostname=b"h\0i")], True,
-             not_set + LONE + " nodeType: witness node" + DESCRIBED.split(" thumbprint")[0])] + [
+             not_stored(LONE + " nodeType: witness node" + DESCRIBED.split(" thumbprint")[0]))] + [
             ([record(uuid=b"\xff", nodeType=code)], True,
-             not_set + LONE + " nodeType: " + text + DESCRIBED)
+             not_stored(LONE + " nodeType: " + text + DESCRIBED))
             for code, text in ((0, "normal node"), (1, "witness node"), (2, "metadata node"),
                                (3, "invalide node type"), (2 ** 32 - 1, "invalide node type"))])
 
@@ -89,12 +90,12 @@ class AgentListTest(RowTestCase):
              [op.GetUnicastAgentList(False, 0)] + [(FEATURE, [])] * 6),
             (LIST, listed(record(), feature=changing), {"u": [shown()]}, None),
             (LIST, listed(record(uuid=b"\xff"), feature=changing),
-             (RuntimeError, LISTING_FAILED + "Failed to set python list for: uuid: " + LONE +
-              " nodeType: witness node" + DESCRIBED), None)] + [
+             table.NOT_STORED(agent=" uuid: " + LONE + " nodeType: witness node" + DESCRIBED),
+             None)] + [
             (LIST, listed(record(), record(), feature=[{}, {}, {}, throws("no flag", kind)]),
-             (RuntimeError, text), None)
-            for kind, text in (("QueltCtlException", LISTING_FAILED + "no flag"),
-                               ("std::runtime_error", "no flag"))])
+             outcome(text="no flag"), None)
+            for kind, outcome in (("QueltCtlException", table.HOST["GetUnicastAgents"].outcome),
+                                  ("std::runtime_error", fault_rows.OTHER))])
 
     def test_include_extra_is_changed_on_its_way(self):
         self.check_rows((made, {}, {}, [op.GetUnicastAgentList(passed, 0)]) for made, passed in (
@@ -203,26 +204,25 @@ class AgentChangesTest(RowTestCase):
 
     def test_bad_argument_reaches_the_host_or_is_told_otherwise(self):
         asked, parsed = [op.IsQueltCSDFeatureEnabled()], [op.BuildQueltIPAddress(ADDR.encode())]
-        table = [
-            ((ADDR,), {"type": "Witness"}, "type specified: Witness", asked),
-            ((ADDR,), {"type": ""}, "type specified: ", asked),
-            ((ADDR,), {"type": "remote"}, "type specified: remote", asked),
-            (("192.0.2",), {"type": u"n\u00f6"}, u"type specified: n\u00f6", asked),
-            (("192.0.2",), {"port": 2 ** 31}, "address specified: 192.0.2",
+        rejected = [
+            ((ADDR,), {"type": "Witness"}, table.TYPE(type="Witness"), asked),
+            ((ADDR,), {"type": ""}, table.TYPE(type=""), asked),
+            ((ADDR,), {"type": "remote"}, table.TYPE(type="remote"), asked),
+            (("192.0.2",), {"type": u"n\u00f6"}, table.TYPE(type=u"n\u00f6"), asked),
+            (("192.0.2",), {"port": 2 ** 31}, table.ADDRESS(addr="192.0.2"),
              [op.BuildQueltIPAddress(b"192.0.2")]),
-            (("",), {}, "address specified: ", [op.BuildQueltIPAddress(b"")]),
-            (("host",), {}, "address specified: host", [op.BuildQueltIPAddress(b"host")])]
+            (("",), {}, table.ADDRESS(addr=""), [op.BuildQueltIPAddress(b"")]),
+            (("host",), {}, table.ADDRESS(addr="host"), [op.BuildQueltIPAddress(b"host")])]
         bits = "(an integer of %d bits)"
-        table += [
-            ((ADDR,), {"port": port}, "port specified: " + text, parsed) for port, text in (
+        rejected += [
+            ((ADDR,), {"port": port}, table.PORT(port=text), parsed) for port, text in (
                 (2 ** 31, "2147483648"), (-2 ** 31 - 1, "-2147483649"), (2 ** 63, str(2 ** 63)),
                 (-2 ** 200, str(-2 ** 200)), (Number(10 ** 18), "1" + "0" * 18),
                 (1 - 10 ** 4300, "-" + "9" * 4300), (Number(10 ** 4300), bits % 14285),
                 (Number(-2 ** 14285), bits % 14286), (Number(1 << 40000000), bits % 40000001))]
-        for name in ("AddUnicastAgent", "SetUnicastInfoInConfigStore", "RemoveUnicastAgent"):
-            self.check_rows((getattr(call, name)(*args, **kwargs), {},
-                             (RuntimeError, "Invalid " + text), made)
-                            for args, kwargs, text, made in table)
+        for name in table.CHANGES:
+            self.check_rows((getattr(call, name)(*args, **kwargs), {}, outcome, made)
+                            for args, kwargs, outcome, made in rejected)
 
     @unittest.skipUnless(hasattr(sys, "set_int_max_str_digits"), "ints have no digit limit")
     def test_digit_limit_applies_to_the_text_of_a_bad_port(self):
@@ -232,25 +232,23 @@ class AgentChangesTest(RowTestCase):
                                   (0, Number(10 ** 4300), "(an integer of 14285 bits)")):
             sys.set_int_max_str_digits(limit)
             self.check_rows([(call.AddUnicastAgent(ADDR, port=port), {},
-                              (RuntimeError, "Invalid port specified: " + text), None)])
+                              table.PORT(port=text), None)])
 
     def test_refused_change_is_told_with_other_words(self):
         full = {"uuid": "u", "type": "node", "isSupportUnicast": True, "port": -1,
                 "interface": "", "hostname": "h", "thumbprint": "t", "subclusterUuid": "s"}
         self.check_rows(
             (made, {operation: throws(b"no\xff")},
-             (RuntimeError, "Failed to " + text + "): no" + LONE), None)
-            for made, operation, text in (
+             table.HOST[made[0]].outcome(text="no" + LONE, **shown), None)
+            for made, operation, shown in (
                 (call.AddUnicastAgent("2001:DB8::7", **full), "AddUnicastAgentEntry",
-                 "add unicast agent (uuid: u type: node isSupportUnicast: 1 addr: 2001:DB8::7"
-                 " port: -1 interface:  hostname: h thumbprint: t subClusterUuid: s"),
+                 dict(full, addr="2001:DB8::7", isSupportUnicast=1, subClusterUuid="s")),
                 (call.SetUnicastInfoInConfigStore(ADDR), "SetUnicastAgentInConfigStore",
-                 "update unicast agent (uuid: " + ZERO_UUID + " type: witness isSupportUnicast: 0"
-                 " addr: 192.0.2.7 port: 12321 interface: None hostname: None thumbprint: None"
-                 " subClusterUuid: None"),
+                 dict(dict.fromkeys(full), uuid=ZERO_UUID, type="witness", isSupportUnicast=0,
+                      addr=ADDR, port=12321, subClusterUuid=None)),
                 (call.RemoveUnicastAgent(ADDR, "u", type="metadata", replaceWitness=True),
-                 "RemoveUnicastAgentEntry", "remove unicast agent (uuid: u addr: 192.0.2.7"
-                 " port: 12321 nodeType: 2 replaceWitness: 1")))
+                 "RemoveUnicastAgentEntry",
+                 dict(uuid="u", addr=ADDR, port=12321, nodeType=2, replaceWitness=1))))
 
 
 class ModeTest(RowTestCase):

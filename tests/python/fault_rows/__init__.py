@@ -1,32 +1,95 @@
-"""What scripts get when an interpreter call of the module fails: one file for each subject.
+"""The table of each function's exceptions, one file for each subject.
 
-A row is (function, arguments, keyword arguments, answers of the host by operation, outcomes):
-outcomes gives, for each interpreter call that can fail, the exception's type and text. Where the
-outcome depends on the place of the call, a list gives it for each place in turn. A refused call
-composes its message with PyUnicode_DecodeUTF8. The first row of a function is its way to success,
-by as many operations as there are; other sweeps go that way too (see sweep.py).
+It is written down here alone: docs/reference.md shows it (see reference.py), the tests provoke each
+row of it. An exception is an Outcome: its type, its message and when it is raised. A subject has
+
+- ROWS, for interpreter calls that fail: (function, arguments, keyword arguments, answers of the
+  host by operation, outcomes). Outcomes gives, for each interpreter call that can fail, what the
+  script gets; where that depends on the place of the call, a list gives it for each place in turn.
+  A rejected call composes its message with PyUnicode_DecodeUTF8. The first row of a function is its
+  success path, through as many operations as there are; other sweeps use it too (see sweep.py).
+- HOST, for exceptions of the host library: the Rule of each function.
+- FAILURES, for all else: (function, arguments, answers of the host by operation, outcome).
+  Arguments of None stand for those of the success path, a dict for keyword arguments after them.
+- PARSER, if functions leave the exception of the interpreter's argument parser as it is: an Outcome
+  with the types.
 """
 
+import collections
 import importlib
 import pkgutil
 
-MEMORY = (MemoryError, "")
+
+class Outcome(tuple):
+    """(type, text), with the message and the words on when it is raised. Braces in a message stand
+    for values: calling the outcome fills them in. A message of None is the interpreter's own."""
+
+    def __new__(cls, kind, message, when, text=None):
+        self = super(Outcome, cls).__new__(cls, (kind, message if text is None else text))
+        self.kind, self.message, self.when = kind, message, when
+        return self
+
+    def __call__(self, **values):
+        return Outcome(self.kind, self.message, self.when, self.message.format(**values))
+
+    @property
+    def row(self):
+        """What identifies it in the table."""
+        return self.kind, self.message, self.when
 
 
-def runtime(text):
-    return (RuntimeError, text)
+def runtime(message, when):
+    return Outcome(RuntimeError, message, when)
+
+
+def value(message, when):
+    return Outcome(ValueError, message, when)
+
+
+#: Which exceptions of the host library a function catches ("std": every std::exception, "ctl": the
+#: library's own), what it raises then, and the values in that message beside {text}, the text of
+#: the exception.
+Rule = collections.namedtuple("Rule", "catches outcome values")
+
+
+def answers_all(when="", kind=ValueError):
+    """The rule of most functions. `when` gives examples of failures."""
+    return Rule("std", Outcome(kind, "{text}", "the host library fails" + when), {})
+
+
+HOST_TEXT = answers_all().outcome
+
+
+def answers_its_own(prefix, when="", **values):
+    return Rule("ctl", runtime(prefix + "{text}", "the host library fails" + when), values)
+
+
+# Exceptions of many functions, which are shown once.
+MEMORY = Outcome(MemoryError, "", "out of memory, and the function has no row for that")
+OTHER = runtime("{text}", "the host library throws a C++ exception for which the function has no "
+                "row")
+UNKNOWN = runtime("Unknown platform exception",
+                  "the host library throws something that is not a standard C++ exception")
+NOT_UTF8 = Outcome(UnicodeDecodeError, None,
+                   "a text of the result is not UTF-8, and the function has no row for that")
+NO_KEYWORDS = Outcome(TypeError, None,
+                      "a keyword argument for a function whose signature has no keywords")
+GENERAL = (MEMORY, OTHER, UNKNOWN, NOT_UTF8, NO_KEYWORDS)
+
+# What several functions raise.
+NO_ITEM = "an item can't be created or set: out of memory, or a text that is not UTF-8"
+ITEM = runtime("PyDict_SetItemString failed with key:{key}", NO_ITEM)
+NO_PLUGIN = "The host library gave no cluster plug-in"
+TWO_TEXTS = runtime("Failed to extract parameters", "the arguments are not two `str`")
 
 
 def not_set(*keys):
-    return [runtime("PyDict_SetItemString failed with key:" + key) for key in keys]
+    return [ITEM(key=key) for key in keys]
 
 
 def keywords(outcome):
     """The outcome of a function with keywords when its arguments can't be parsed."""
     return {"PyDict_Copy": outcome, "PyArg_ParseTupleAndKeywords": outcome}
-
-
-BAD_PARAMETERS = runtime("Failed to extract parameters")
 
 
 def _lengthened(argument):
@@ -36,7 +99,31 @@ def _lengthened(argument):
     return argument * 40 if isinstance(argument, str) and len(argument) == 1 else argument
 
 
+_SUBJECTS = [importlib.import_module("fault_rows." + name)
+             for _, name, _ in pkgutil.iter_modules(__path__)]
+
+
 def all_rows():
-    rows = [row for _, name, _ in pkgutil.iter_modules(__path__)
-            for row in importlib.import_module("fault_rows." + name).ROWS]
-    return [(row[0], _lengthened(row[1])) + row[2:] for row in rows]
+    return [(row[0], _lengthened(row[1])) + row[2:] for each in _SUBJECTS for row in each.ROWS]
+
+
+FAILURES = [row for each in _SUBJECTS for row in each.FAILURES]
+HOST = {name: rule for each in _SUBJECTS for name, rule in each.HOST.items()}
+PARSER = {name: outcome for each in _SUBJECTS
+          for name, outcome in getattr(each, "PARSER", {}).items()}
+
+
+def documented(function):
+    """The exceptions of one function, without the general ones, as a list of Outcomes: those about
+    arguments, about the host library, about the result."""
+    parsing, building = [], []
+    for outcomes in (row[4] for row in all_rows() if row[0] == function):
+        for call in sorted(outcomes, key=lambda each: (not each.endswith("_New"), each)):
+            outcome = outcomes[call]
+            outcome = outcome if isinstance(outcome, list) else [outcome]
+            (parsing if call.startswith("PyArg_") else building).extend(outcome)
+    outcomes = parsing + [PARSER.get(function)]
+    outcomes += [row[3] for row in FAILURES if row[0] == function]
+    outcomes += [HOST[function].outcome if function in HOST else None] + building
+    found = collections.OrderedDict((outcome.row, outcome) for outcome in outcomes if outcome)
+    return [found[row] for row in found if row not in {each.row for each in GENERAL}]

@@ -1,23 +1,39 @@
 """Configuration-store settings."""
 
-from fault_rows import BAD_PARAMETERS, MEMORY, runtime
+from fault_rows import MEMORY, NO_ITEM, TWO_TEXTS, answers_all, runtime, value
+
+NOT_SET = runtime("PyDict_SetItemString failed!", NO_ITEM)
+_NOT_TWO_TEXTS = value("Invalid argument", TWO_TEXTS.when)
 
 ROWS = [
     ("GetHardwareSku", (), {}, {"GetHardwareSku": {"out": {"sku": "QS-1"}}},
      {"PyUnicode_FromString": MEMORY}),
     ("GetHardwareSku", (), {}, {"GetHardwareSku": {"returns": False}},
      {"PyUnicode_DecodeUTF8": MEMORY}),
-    ("SetIloAuth", ("a", "b"), {}, {}, {"PyArg_ParseTuple": BAD_PARAMETERS}),
+    ("SetIloAuth", ("a", "b"), {}, {}, {"PyArg_ParseTuple": TWO_TEXTS}),
     ("GetIloAuth", (), {}, {"GetIloAuth": {"out": {"first": "user", "second": "word"}}},
-     {"PyTuple_New": runtime("PyTuple_New failed!"), "PyUnicode_FromString": MEMORY,
-      "PyTuple_SetItem": runtime("PyTuple_SetItem failed!")}),
-    ("SetPerfsvcHostConfigStore", ("a", "b"), {}, {},
-     {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
+     {"PyTuple_New": runtime("PyTuple_New failed!", "the tuple can't be created"),
+      "PyUnicode_FromString": MEMORY,
+      "PyTuple_SetItem": runtime("PyTuple_SetItem failed!", "a text can't be stored in it")}),
+    ("SetPerfsvcHostConfigStore", ("a", "b"), {}, {}, {"PyArg_ParseTuple": _NOT_TWO_TEXTS}),
     ("GetPerfsvcHostConfigStore", (), {},
      {"GetPerfsvcHostConfigStore": {"out": {"config": [["one", "two"], ["three+", "four+"]]}}},
-     {"PyDict_New": runtime("PyDict_New failed!"),
-      "PyUnicode_FromString": runtime("PyDict_SetItemString failed!"),
-      "PyDict_SetItem": runtime("PyDict_SetItemString failed!")}),
+     {"PyDict_New": runtime("PyDict_New failed!", "the dictionary can't be created"),
+      "PyUnicode_FromString": NOT_SET, "PyDict_SetItem": NOT_SET}),
     ("SetClusterTimeMachineConfigStore", ("a", "b"), {}, {},
-     {"PyArg_ParseTuple": (ValueError, "Invalid argument")}),
+     {"PyArg_ParseTuple": _NOT_TWO_TEXTS}),
 ]
+
+FAILURES = [(name, None, {name: {"returns": False}}, value(message, when))
+            for name, message, when in (
+    ("GetHardwareSku", "Failed to get hardware sku from config store", "the store refuses"),
+    ("SetIloAuth", "Failed to set iLO credential.", "the store refuses"),
+    ("GetIloAuth", "Failed to get iLO credential", "the store refuses, or none was set"),
+    ("SetPerfsvcHostConfigStore", "Failed to set perfsvc host config", "the store refuses"),
+    ("GetPerfsvcHostConfigStore", "Failed to get perfsvc host config", "the store refuses"),
+    ("SetClusterTimeMachineConfigStore", "Failed to set norim time machine configurations",
+     "the store refuses"))]
+
+HOST = {row[0]: answers_all() for row in ROWS}
+HOST["SetPerfsvcHostConfigStore"] = answers_all(
+    "; if it fails while it synchronises its configuration, the pair is stored nevertheless")
