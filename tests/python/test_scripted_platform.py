@@ -2,11 +2,13 @@
 and is slow: one sweep over the ways of sweep.py."""
 
 import ctypes
+import re
 import threading
 import unittest
 
 import fault_rows
 import pyquelt
+import reference
 import scripted
 import sweep
 
@@ -66,6 +68,16 @@ class PlatformTest(scripted.ScriptedTestCase):
                                      answers=dict(usual.answers, **answers))
                 for operation in answers or [None]:
                     self.assert_fails(way, operation, 0, outcome)
+
+    def test_reference_names_other_operations_or_other_queries_with_the_gil_held(self):
+        other = sweep.GETTERS | {"syncConfigurationCallback"}  # not operations of quelt-host fail
+        for way in sweep.WAYS.values():
+            made = [name for name, good in sweep.operations(pyquelt, way)
+                    if good == 0 and name not in other]
+            self.assertEqual(reference.OPERATIONS[way.function], made)
+        threads = reference.read(reference.PAGE).split("**Threads.**")[1].split("\n\n")[0]
+        self.assertEqual(set(re.findall("`([A-Z]\\w+)`", threads)),
+                         scripted.MADE_WITH_LOCK | {"GetQueltNetworkInfo"})
 
     def test_other_threads_stand_still_during_an_operation_or_run_with_the_lock_held(self):
         counter = ctypes.c_long(0)
