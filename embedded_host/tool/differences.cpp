@@ -5,6 +5,7 @@
 #include "embedded_host/scenario/node.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/store.h"
+#include "embedded_host/tool/json_text.h"
 
 namespace quelt {
 
@@ -136,9 +137,7 @@ class Comparison {
   }
 };
 
-std::string Text(const json& value) {
-  return Printable(value.dump(-1, ' ', false, json::error_handler_t::replace));
-}
+std::string Text(const json& value) { return Printable(JsonText(value)); }
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 
 #include "embedded_host/store/faults.h"
 #include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/operation_argument.h"
 #include "embedded_host/tool/table.h"
 
@@ -158,7 +159,7 @@ void PrintFaults(bool asJson) {
   }
   if (asJson) {
     // Arguments of a command line need not be UTF-8.
-    std::cout << records.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+    std::cout << JsonText(records, 2) << '\n';
   }
 }
 

@@ -8,6 +8,7 @@
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/journal_output.h"
+#include "embedded_host/tool/json_text.h"
 
 namespace quelt {
 
@@ -19,8 +20,7 @@ void Show(bool asJson) {
   const std::vector<JournalRecord> records = ReadJournal();
   if (asJson) {
     for (const JournalRecord& record : records) {
-      std::cout << RecordJson(record).dump(-1, ' ', false, ordered_json::error_handler_t::replace)
-                << '\n';
+      std::cout << JsonText(RecordJson(record)) << '\n';
     }
   } else if (!records.empty()) {
     PrintJournal(records, std::cout, Style(STDOUT_FILENO));

@@ -6,6 +6,7 @@
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/store.h"
 #include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/scenario_file.h"
 
 namespace quelt {
@@ -21,7 +22,7 @@ void Dump(bool withSecrets) {
     whole = DumpScenario(db, true);
     shown = withSecrets ? whole : DumpScenario(db, false);
   });
-  std::cout << shown.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+  std::cout << JsonText(shown, 2) << '\n';
   if (shown != whole) {
     std::cerr << "Keys, DEKs and passwords are left out; with --secrets they are printed too.\n";
   }

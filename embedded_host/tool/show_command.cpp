@@ -14,6 +14,7 @@
 #include "embedded_host/store/faults.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/table.h"
 
 namespace quelt {
@@ -206,7 +207,7 @@ void AddShowCommand(CLI::App& app) {
   command.callback([asJson] {
     const Glance glance = LookAtHost();
     if (*asJson) {
-      std::cout << GlanceJson(glance).dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+      std::cout << JsonText(GlanceJson(glance), 2) << '\n';
     } else {
       PrintGlance(glance);
     }

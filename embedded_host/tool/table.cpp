@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 namespace quelt {
 
@@ -26,6 +27,12 @@ std::string Fixed(double number, int digits) {
   return text.str();
 }
 
+std::string HexDigits(char byte) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  const auto value = static_cast<unsigned char>(byte);
+  return {kDigits[value >> 4], kDigits[value & 15]};
+}
+
 }  // namespace
 
 Style::Style(int descriptor) {
@@ -41,14 +48,23 @@ std::string Printable(std::string_view text) {
   std::string printable;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      printable += c;
-      continue;
-    }
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    printable += c == '\n' ? "\\n" : std::string("\\x") + kDigits[byte >> 4] + kDigits[byte & 15];
+    printable += c == '\n' ? "\\n" : byte < 0x20 ? "\\x" + HexDigits(c) : std::string(1, c);
   }
-  return printable;
+  return EscapeControls(std::move(printable), "\\x");
+}
+
+std::string EscapeControls(std::string text, std::string_view prefix) {
+  const auto is_two_bytes = [&](std::size_t i) {  // U+0080 to U+009F in UTF-8
+    return text[i] == '\xC2' && i + 1 < text.size() && (text[i + 1] & '\xE0') == '\x80';
+  };
+  for (std::size_t i = text.find_first_of("\x7F\xC2"); i != std::string::npos;
+       i = text.find_first_of("\x7F\xC2", i + 1)) {
+    const std::size_t length = is_two_bytes(i) ? 2 : text[i] == '\x7F' ? 1 : 0;
+    if (length > 0) {
+      text.replace(i, length, std::string(prefix) + HexDigits(text[i + length - 1]));
+    }
+  }
+  return text;
 }
 
 std::string SizeText(std::int64_t bytes) {

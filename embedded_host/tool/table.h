@@ -26,8 +26,11 @@ class Style {
   bool plain_;
 };
 
-/// Text for one line of a terminal: control characters are written out.
+/// Text for one line of a terminal: control characters, U+0080 to U+009F too, are escaped.
 std::string Printable(std::string_view text);
+
+/// The text with `prefix` and two hexadecimal digits for each DEL and U+0080 to U+009F.
+std::string EscapeControls(std::string text, std::string_view prefix);
 
 /// Bytes as people read them: "1.5 GiB".
 std::string SizeText(std::int64_t bytes);
