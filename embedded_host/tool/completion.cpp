@@ -42,6 +42,13 @@ bool TakesFile(const CommandDescription& command) {
   });
 }
 
+/// Whether the words after it are another program's.
+bool RunsCommand(const CommandDescription& command) {
+  return std::any_of(command.options.begin(), command.options.end(), [](const auto& option) {
+    return option.positional && option.names.front() == "COMMAND";
+  });
+}
+
 /// Everything but files that may stand after a command.
 std::string WordsAfter(const CommandDescription& command, const CommandDescription& tool) {
   std::vector<std::string> words;
@@ -52,7 +59,7 @@ std::string WordsAfter(const CommandDescription& command, const CommandDescripti
     const std::vector<std::string> more = option.positional ? Candidates(option) : option.names;
     words.insert(words.end(), more.begin(), more.end());
   }
-  if (&command != &tool) {
+  if (&command != &tool && !RunsCommand(command)) {  // run has a state of its own
     for (const OptionDescription& option : tool.options) {
       if (!option.value.empty()) {
         words.insert(words.end(), option.names.begin(), option.names.end());
@@ -88,26 +95,34 @@ std::string FishQuoted(const std::string& text) {
 
 std::string BashCompletion(const CommandDescription& tool) {
   std::string paths;
+  std::string programs;
   std::string cases;
   ForEachCommand(tool, [&](const CommandDescription& command) {
     const std::string path = Joined(command.words, " ");
     for (const CommandDescription& below : command.commands) {
       paths += (paths.empty() ? "" : " | ") + ("\"" + path + "/" + below.words.back() + "\"");
     }
+    programs += RunsCommand(command) ? "    \"" + path + "\"/-*) ;;\n    \"" + path +
+                                           "\"/*) COMPREPLY=($(compgen -f -c -- \"$word\")); "
+                                           "return ;;\n"
+                                     : "";
     cases += "    \"" + path + "\") words=\"" + WordsAfter(command, tool) + "\"" +
-             (TakesFile(command) ? " files=1" : "") + " ;;\n";
+             (TakesFile(command)     ? " files=1"
+              : RunsCommand(command) ? " files=1 commands=1"
+                                     : "") +
+             " ;;\n";
   });
   const std::string file_options = OptionsPattern(tool, true);
   const std::string other_options = OptionsPattern(tool, false);
   return "# Made by: quelt-host completion\n"
          "_quelt_host() {\n"
-         "  local word=\"${COMP_WORDS[COMP_CWORD]}\" path=\"\" words=\"\" files=\"\" i=1\n"
+         "  local word=\"${COMP_WORDS[COMP_CWORD]}\" path=\"\" words=\"\" files=\"\" commands=\"\" "
+         "i=1\n"
          "  COMPREPLY=()\n"
          "  while [ $i -lt \"$COMP_CWORD\" ]; do\n"
          "    case \"$path/${COMP_WORDS[i]}\" in\n"
          "    " +
-         paths +
-         ") path=\"${path:+$path }${COMP_WORDS[i]}\" ;;\n"
+         paths + ") path=\"${path:+$path }${COMP_WORDS[i]}\" ;;\n" + programs +
          "    esac\n"
          "    case \"${COMP_WORDS[i]}\" in\n"
          "    --) COMPREPLY=($(compgen -f -c -- \"$word\")); return ;;\n"
@@ -131,6 +146,9 @@ std::string BashCompletion(const CommandDescription& tool) {
          "  COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
          "  if [ -n \"$files\" ]; then\n"
          "    COMPREPLY+=($(compgen -f -- \"$word\"))\n"
+         "  fi\n"
+         "  if [ -n \"$commands\" ]; then\n"
+         "    COMPREPLY+=($(compgen -c -- \"$word\"))\n"
          "  fi\n"
          "}\n"
          "complete -o filenames -F _quelt_host quelt-host\n";
@@ -181,7 +199,7 @@ std::string FishCompletion(const CommandDescription& tool) {
          "    test \"$path\" = \"$argv\"\n"
          "end\n"
          "complete -c quelt-host -f\n"
-         "complete -c quelt-host -l state -r -F\n" +
+         "complete -c quelt-host -n 'not __quelt_host_at run' -l state -r -F\n" +
          lines;
 }
 
