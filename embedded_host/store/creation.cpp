@@ -12,6 +12,7 @@
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/connection.h"
 #include "embedded_host/store/control_word.h"
+#include "embedded_host/store/descriptor.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/transaction.h"
@@ -21,23 +22,6 @@ namespace quelt {
 namespace {
 
 using std::filesystem::path;
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  int get() const { return number_; }
-  bool valid() const { return number_ >= 0; }
-
- private:
-  const int number_;
-};
 
 /// Makes what was written to a folder's list of files survive a power loss.
 void SyncFolder(const path& folder, const std::string& file) {

@@ -1,13 +1,21 @@
 #include "embedded_host/tool/command_process.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <stdexcept>
+#include <system_error>
+#include <utility>
 
+#include "embedded_host/store/descriptor.h"
 #include "embedded_host/store/failure.h"
 
 namespace quelt {
@@ -50,7 +58,7 @@ void CommandProcess::RestoreSignals() const {
   sigprocmask(SIG_SETMASK, &mask_, nullptr);
 }
 
-int CommandProcess::Run(std::vector<std::string> command) const {
+CommandOutcome CommandProcess::Run(std::vector<std::string> command, int owner) const {
   std::vector<char*> words(command.size() + 1, nullptr);
   std::transform(command.begin(), command.end(), words.begin(),
                  [](std::string& word) { return word.data(); });
@@ -58,53 +66,79 @@ int CommandProcess::Run(std::vector<std::string> command) const {
   sigpending(&pending);
   for (const int signal : kEnding) {
     if (sigismember(&waiting_, signal) == 1 && sigismember(&pending, signal) == 1) {
-      throw std::runtime_error("A signal came before the command began");  // and strikes now
+      throw std::runtime_error("A signal came before the command began");  // and ends this process
     }
   }
-  return WaitFor(Start(words.data()));
-}
-
-// posix_spawn can set signals to their default, but cannot have them ignored as they were.
-pid_t CommandProcess::Start(char* const* command) const {
-  int failure[2];  // carries the error of a command that cannot be run; is closed by one that can
-  if (pipe2(failure, O_CLOEXEC) != 0) {
+  int sockets[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
     ThrowSystemFailure(command[0], errno);
   }
-  const pid_t process = fork();
-  if (process == 0) {
-    RestoreSignals();
-    execvp(command[0], command);
-    const int error = errno;
-    static_cast<void>(write(failure[1], &error, sizeof error));
-    _exit(127);
+  const Descriptor ours(sockets[0]);
+  Descriptor watchers(sockets[1]);
+  AdoptOrphans();  // those of a watcher that was killed
+  const pid_t watcher = fork();
+  if (watcher == 0) {
+    close(ours.get());
+    Watch({words.data(), [this] { RestoreSignals(); }, watchers.get(), owner});
   }
-  int error = process < 0 ? errno : 0;
-  close(failure[1]);
-  while (read(failure[0], &error, sizeof error) < 0 && errno == EINTR) {
+  if (watcher < 0) {
+    ThrowSystemFailure(command[0], errno);
   }
-  close(failure[0]);
-  if (error != 0) {
-    if (process > 0) {
-      waitpid(process, nullptr, 0);
-    }
-    ThrowSystemFailure(command[0], error);
+  watchers.Close();
+  const CommandOutcome outcome = WaitFor(ours.get());
+  if (!outcome.watching) {
+    waitpid(watcher, nullptr, 0);
   }
-  return process;
+  return outcome;
 }
 
-int CommandProcess::WaitFor(pid_t process) const {
-  int status = 0;
-  pid_t ended = 0;
-  while ((ended = waitpid(process, &status, WNOHANG)) == 0) {
-    const int signal = sigwaitinfo(&waiting_, nullptr);
-    if (signal == SIGTERM || signal == SIGHUP) {
-      kill(process, signal);
+CommandOutcome CommandProcess::WaitFor(int socket) const {
+  const int signals = signalfd(-1, &waiting_, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (signals < 0) {
+    throw std::system_error(errno, std::generic_category(), "Waiting for the command");
+  }
+  const Descriptor closed_at_the_end(signals);
+  for (;;) {
+    pollfd sources[] = {{socket, POLLIN, 0}, {signals, POLLIN, 0}};
+    poll(sources, std::size(sources), -1);
+    // First the signals: those that arrived before the outcome were for the command.
+    signalfd_siginfo signal{};
+    while (read(signals, &signal, sizeof signal) == sizeof signal) {
+      if (signal.ssi_signo == SIGTERM || signal.ssi_signo == SIGHUP) {
+        const auto number = static_cast<unsigned char>(signal.ssi_signo);
+        send(socket, &number, sizeof number, MSG_NOSIGNAL);
+      }
+    }
+    if (CommandOutcome outcome; sources[0].revents != 0) {
+      if (recv(socket, &outcome, sizeof outcome, MSG_DONTWAIT) != sizeof outcome) {
+        KillDescendants();
+        throw std::runtime_error("The process that watches the command was killed");
+      }
+      return outcome;
     }
   }
-  if (ended < 0) {
-    ThrowSystemFailure("The command's exit status", errno);
+}
+
+void Supervise(int owner, std::vector<std::string> command) {
+  fcntl(owner, F_SETFD, FD_CLOEXEC);
+  CommandOutcome outcome;
+  {
+    const CommandProcess process;
+    outcome = process.Run(std::move(command), owner);
+    if (outcome.error != 0) {
+      send(owner, &outcome.error, sizeof outcome.error, MSG_NOSIGNAL);
+    }
   }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  if (WIFSIGNALED(outcome.status)) {
+    const rlimit none{};
+    setrlimit(RLIMIT_CORE, &none);  // the command's process has left one if that was wanted
+    sigset_t all{};
+    sigemptyset(&all);
+    sigprocmask(SIG_SETMASK, &all, nullptr);
+    signal(WTERMSIG(outcome.status), SIG_DFL);
+    raise(WTERMSIG(outcome.status));
+  }
+  _exit(WEXITSTATUS(outcome.status));
 }
 
 }  // namespace quelt

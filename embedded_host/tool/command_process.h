@@ -1,18 +1,18 @@
-// A command that `quelt-host run` starts and waits for, and what signals do meanwhile.
+// A command that quelt-host starts and waits for, and what signals do meanwhile.
 #pragma once
-
-#include <sys/types.h>
 
 #include <csignal>
 #include <string>
 #include <vector>
 
+#include "embedded_host/tool/watcher.h"
+
 namespace quelt {
 
-/// While this stands, signals do not end this process, so that it can clean up after the command:
-/// SIGTERM and SIGHUP are the command's, those of the keyboard reach it by themselves, and writing
-/// into a closed pipe is an error. What came after the command's end strikes when this goes.
-/// For a process without other threads.
+/// While this exists, signals don't end this process, so that it can clean up after the command:
+/// SIGTERM and SIGHUP are forwarded to the command, those of the keyboard reach it by themselves,
+/// and writing to a closed pipe is an error. A signal that arrives after the command has ended
+/// takes effect when this is destroyed. For a process without other threads.
 class CommandProcess {
  public:
   CommandProcess();
@@ -20,19 +20,23 @@ class CommandProcess {
   CommandProcess& operator=(const CommandProcess&) = delete;
   ~CommandProcess();
 
-  /// Runs a command to its end, with the signals as they were before; gives its exit status as a
-  /// shell does. Throws std::runtime_error when it cannot be started.
-  int Run(std::vector<std::string> command) const;
+  /// Runs a command to its end, with the signals as they were before. If this process is killed
+  /// meanwhile, so are the command and all processes that it started. `owner`: see WatchedCommand.
+  CommandOutcome Run(std::vector<std::string> command, int owner = -1) const;
 
  private:
   void RestoreSignals() const;
-  pid_t Start(char* const* command) const;
-  int WaitFor(pid_t process) const;
+  CommandOutcome WaitFor(int socket) const;
 
-  sigset_t waiting_{};  // what WaitFor looks at
-  sigset_t mask_{};     // as it was, as the next two
+  sigset_t waiting_{};  // the signals that WaitFor handles
+  sigset_t mask_{};     // the caller's mask and, below, its actions
   struct sigaction pipe_ = {};
   struct sigaction child_ = {};
 };
+
+/// Runs a command for quelt_testing and ends as it does. `owner` is the descriptor of a socket:
+/// when its other end is closed, the command is terminated with everything that it started; an
+/// errno value is written to it if the command can't be started.
+[[noreturn]] void Supervise(int owner, std::vector<std::string> command);
 
 }  // namespace quelt

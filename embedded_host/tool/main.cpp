@@ -1,7 +1,7 @@
 // quelt-host: seeds, inspects and breaks the embedded host from outside the scripts that use it.
 //
 // Exit status: 0; 1 when the command failed, with one line on standard error; 2 for wrong usage.
-// That of `run` is the status of the command that it ran.
+// That of `run` is the status of the command that it ran, 126 or 127 if it could not be run.
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "embedded_host/tool/command_process.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/suggestions.h"
 #include "embedded_host/tool/table.h"
@@ -23,15 +24,33 @@ constexpr int kUsage = 2;
 /// The path reaches the store as it reaches every other process: through the environment.
 void UseState(const std::string& path) { setenv("QUELT_HOST_STATE", path.c_str(), 1); }
 
-/// Takes what stands after the first "--", if "run" stands before it.
-std::vector<std::string> TakeCommand(std::vector<std::string>& words) {
-  const auto mark = std::find(words.begin(), words.end(), "--");
-  if (mark == words.end() || std::find(words.begin(), mark, "run") == mark) {
-    return {};
+/// Whether the word is an option whose value is the next word.
+bool TakesNextWord(const CLI::App& app, const std::string& word) {
+  const CLI::Option* const option = app.get_option_no_throw(word);
+  return option != nullptr && option->get_items_expected_max() > 0;
+}
+
+/// Takes the command of "run" from the words: it begins after "--", or with the first word that is
+/// neither an option nor the value of one.
+std::vector<std::string> TakeCommand(const CLI::App& app, std::vector<std::string>& words) {
+  const CLI::App* run = nullptr;
+  for (auto word = words.begin(); word != words.end(); ++word) {
+    if (word->starts_with('-') && *word != "--") {
+      if (TakesNextWord(app, *word) || (run != nullptr && TakesNextWord(*run, *word))) {
+        word += word + 1 == words.end() ? 0 : 1;
+      }
+    } else if (run == nullptr) {
+      if (*word != "run") {
+        return {};
+      }
+      run = app.get_subcommand("run");
+    } else {
+      std::vector<std::string> command(word + (*word == "--" ? 1 : 0), words.end());
+      words.erase(word, words.end());
+      return command;
+    }
   }
-  std::vector<std::string> command(mark + 1, words.end());
-  words.erase(mark, words.end());
-  return command;
+  return {};
 }
 
 bool HasOption(const CLI::App& app, const std::string& name) {
@@ -73,7 +92,7 @@ std::string UnknownCommand(const CLI::App& app) {
 
 int Run(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
-  const std::vector<std::string> command = TakeCommand(words);
+  std::vector<std::string> command;
   CLI::App app("Seed, inspect and break the embedded Quelt host, and record what scripts do to it",
                "quelt-host");
   app.require_subcommand(1);
@@ -96,6 +115,7 @@ int Run(int argc, char** argv) {
   app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
     return "quelt-host: " + CLI::FailureMessage::simple(failed, error);
   });
+  command = TakeCommand(app, words);
   SplitEmptyValues(app, words);
   try {
     std::reverse(words.begin(), words.end());  // as the library wants them
@@ -122,7 +142,13 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
+    if (argc > 3 && std::string_view(argv[1]) == "--supervise") {  // quelt_testing's, not a user's
+      quelt::Supervise(std::atoi(argv[2]), {argv + 3, argv + argc});
+    }
     return Run(argc, argv);
+  } catch (const quelt::StatusFailure& failure) {
+    std::cerr << "quelt-host: " << quelt::Printable(failure.what()) << '\n';
+    return failure.status();
   } catch (const std::exception& failure) {
     std::cerr << "quelt-host: " << quelt::Printable(failure.what()) << '\n';
     return kFailed;

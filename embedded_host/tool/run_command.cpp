@@ -1,10 +1,12 @@
 // run: a command on a fresh host of its own, and what it did there.
+#include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <ext/stdio_filebuf.h>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -13,12 +15,15 @@
 #include <utility>
 #include <vector>
 
+#include "embedded_host/store/descriptor.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/tool/command_process.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/differences.h"
 #include "embedded_host/tool/journal_output.h"
+#include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/scenario_file.h"
+#include "embedded_host/tool/temporary_host.h"
 
 namespace quelt {
 
@@ -34,24 +39,41 @@ struct RunArguments {
   bool secrets = false;
 };
 
-/// A folder that goes away with all that is in it.
-class TemporaryFolder {
+/// What a report is written to. Opened before the command starts, so that no run is wasted; an
+/// earlier report is replaced only by the new one.
+class ReportStream {
  public:
-  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "quelt-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) {
-      ThrowSystemFailure(path_, errno);
+  explicit ReportStream(const std::string& path)
+      : path_(path),
+        file_(path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
+    if (!path.empty() && !file_.valid()) {
+      ThrowSystemFailure(path, errno);
     }
   }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+
+  void Write(const std::function<void(std::ostream&, const Style&)>& print) {
+    if (!file_.valid()) {
+      print(std::cerr, Style(STDERR_FILENO));
+      Check(std::cerr);
+      return;
+    }
+    static_cast<void>(ftruncate(file_.get(), 0));  // fails for what is no ordinary file
+    __gnu_cxx::stdio_filebuf<char> buffer(dup(file_.get()), std::ios::out);
+    std::ostream out(&buffer);
+    print(out, Style(-1));
+    Check(out);
   }
-  const std::string& path() const { return path_; }
 
  private:
-  std::string path_;
+  void Check(std::ostream& out) const {
+    if (!out.flush()) {
+      throw std::runtime_error((path_.empty() ? "Standard error" : path_) +
+                               ": the report could not be written");
+    }
+  }
+
+  const std::string path_;
+  const Descriptor file_;
 };
 
 /// Every call fetches the plug-in and its operations object first; that this went well says
@@ -103,44 +125,57 @@ json ReportJson(int status, const std::vector<Difference>& differences,
   return {{"status", status}, {"changes", std::move(changes)}, {"journal", std::move(journal)}};
 }
 
-void Report(const RunArguments& arguments, int status, const HostDump& before) {
+void Report(const RunArguments& arguments, ReportStream& stream, int status,
+            const HostDump& before) {
   const std::vector<Difference> differences = FindDifferences(before, DumpHost(arguments.secrets));
   const std::vector<JournalRecord> records = ReadJournal();
-  std::ofstream file;
-  if (!arguments.report.empty()) {
-    file.open(arguments.report);
-  }
-  std::ostream& out = arguments.report.empty() ? std::cerr : file;
-  if (arguments.asJson) {
-    out << ReportJson(status, differences, records)
-               .dump(2, ' ', false, json::error_handler_t::replace)
-        << '\n';
-  } else {
-    PrintReport(differences, records, out,
-                arguments.report.empty() ? Style(STDERR_FILENO) : Style(-1));
-  }
-  if (!out.flush()) {
-    throw std::runtime_error((arguments.report.empty() ? "Standard error" : arguments.report) +
-                             ": the report could not be written");
-  }
+  stream.Write([&](std::ostream& out, const Style& style) {
+    if (arguments.asJson) {
+      out << JsonText(ReportJson(status, differences, records), 2) << '\n';
+    } else {
+      PrintReport(differences, records, out, style);
+    }
+  });
 }
 
-/// Gives the command's exit status.
+/// Returns the exit status that shells give to a command. Throws StatusFailure for one that could
+/// not be started.
+int ExitStatus(const std::string& command, const CommandOutcome& outcome) {
+  constexpr int kNotFound = 127;
+  constexpr int kNotExecutable = 126;
+  if (outcome.error == 0) {
+    return WIFSIGNALED(outcome.status) ? 128 + WTERMSIG(outcome.status)
+                                       : WEXITSTATUS(outcome.status);
+  }
+  const bool is_path = command.find('/') != std::string::npos;
+  if (outcome.error == ENOENT && is_path && access(command.c_str(), F_OK) == 0) {
+    throw StatusFailure(kNotExecutable, command + ": the interpreter that it names doesn't exist");
+  }
+  const std::string reason = outcome.error == ENOENT && !is_path
+                                 ? "command not found"
+                                 : std::generic_category().message(outcome.error);
+  throw StatusFailure(
+      outcome.error == ENOENT || outcome.error == ENOTDIR ? kNotFound : kNotExecutable,
+      (command.empty() ? "\"\"" : command) + ": " + reason);
+}
+
+/// Returns the command's exit status.
 int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
   ScenarioFile scenario;
   if (!arguments.scenario.empty()) {
     scenario = ReadScenarioFile(arguments.scenario);  // may wait for a writer: signals end that
   }
-  const CommandProcess process;  // outlives the folder: no signal may keep that from being removed
-  const TemporaryFolder folder;
-  setenv("QUELT_HOST_STATE", (folder.path() + "/host.db").c_str(), 1);
+  ReportStream report(arguments.report);
+  const CommandProcess process;  // outlives the host: no signal may keep that from being removed
+  const TemporaryHost host;
+  setenv("QUELT_HOST_STATE", (host.folder() + "/host.db").c_str(), 1);
   if (!arguments.scenario.empty()) {
     LoadScenarioFile(std::exchange(scenario, {}));
   }
   const HostDump before = DumpHost(arguments.secrets);
   SwitchJournal(true);
-  const int status = process.Run(command);
-  Report(arguments, status, before);
+  const int status = ExitStatus(command.front(), process.Run(command));
+  Report(arguments, report, status, before);
   return status;
 }
 
@@ -156,20 +191,23 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
       ->type_name("FILE");
   run.add_flag("--json", arguments->asJson, "The report as one JSON object");
   run.add_flag("--secrets", arguments->secrets, "Show keys, DEKs and passwords that changed");
-  // The library would take words like "[a,b]" apart: main keeps the command from it.
-  run.add_option("COMMAND", "The command and its arguments, after --");
+  // Described here, taken by main: the library would split words like "[a,b]".
+  run.add_option("COMMAND", "The command and its arguments; -- may stand before them");
   run.footer(
       "The host is made for this and removed afterwards; QUELT_HOST_STATE names it to the "
       "command.\n"
       "SIGTERM and SIGHUP are passed on to the command; then follows the report, as usual.\n"
-      "The exit status is the command's, 128 and the signal's number if a signal ended it.\n\n"
-      "Example:\n  quelt-host run --scenario two-keks.json -- python3 unlock.py disk-1 kek-2");
+      "If quelt-host itself is killed, so are the command and all processes that it started.\n"
+      "The exit status is the command's, 128 and the signal's number if a signal ended it; 127\n"
+      "if there is no such command, 126 if it can't be executed. Options for quelt-host stand\n"
+      "before the command, all words after its name are its own.\n\n"
+      "Example:\n  quelt-host run --scenario two-keks.json python3 unlock.py disk-1 kek-2");
   run.callback([&app, arguments, &command] {
     if (app.count("--state") > 0) {
       throw CLI::ValidationError("--state", "run makes a host of its own");
     }
     if (command.empty()) {
-      throw CLI::RequiredError("-- with a command after it");
+      throw CLI::RequiredError("COMMAND");
     }
     if (const int status = RunOnFreshHost(*arguments, command); status != 0) {
       throw CLI::RuntimeError(status);

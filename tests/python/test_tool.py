@@ -7,6 +7,7 @@ import json
 import os
 import pty
 import re
+import select
 import shutil
 import signal
 import subprocess
@@ -31,7 +32,10 @@ COMPLETIONS = [
     (["--state", "journal", "journal", "sh"], ["show"]),
     (["journal", "show", "--j"], ["--json"]),
     (["completion", ""], ["--help", "--state", "-h", "bash", "fish", "zsh"]),
+    (["run", "--s"], ["--scenario", "--secrets"]), (["run", "quelt-no"], []),
+    (["run", "echo", "--js"], []),
     (["load", "/"], None), (["--state", "/"], None), (["run", "--report", "/"], None),
+    (["run", "--json", "/"], None), (["run", "ls", "--state", "/"], None),
 ]
 
 SCRIPT = """
@@ -70,9 +74,15 @@ MISTAKES = [
     (["fail", "GetHardwareSku", "--after", "-1"], 2, '--after: Expected 0 or more calls, not "-1"'),
     (["fail", "GetHardwareSku", "--times", ""], 2, '--times: Expected 1 or more calls, not ""'),
     (["fail", "GetHardwareSku", "--delay", "nan"], 2, "--delay"),
-    (["run"], 2, ""),
-    (["run", "true"], 2, ""),
-    (["run", "--", "/nowhere"], 1, NOWHERE),
+    (["run"], 2, "COMMAND is required"),
+    (["run", "--jsn", "true"], 2, "--jsn"),
+    (["run", "--json="], 2, ""),
+    (["run", "--", "nosuch"], 127, "quelt-host: nosuch: command not found"),
+    (["run", "--", "/nowhere"], 127, NOWHERE),
+    (["run", ""], 127, 'quelt-host: "": command not found'),
+    (["run", "/etc/passwd", "--help"], 126, "quelt-host: /etc/passwd: Permission denied"),
+    (["run", "--report", "/nowhere/x", "sh", "-c", "echo started"], 1, "quelt-host: /nowhere/x:"),
+    (["run", "--report", "/", "sh", "-c", "echo started"], 1, "quelt-host: /: Is a directory"),
     (["run", "--scenario", "/nowhere", "--", "true"], 1, NOWHERE),
     (["run", "--", "sh", "-c", "kill -TERM $$"], 143, "The command changed nothing."),
 ]
@@ -99,11 +109,13 @@ class UsageTest(hosts.HostTestCase):
             result = hosts.run(["sh", "-c", "exec \"$0\" $1 >/dev/full", hosts.TOOL, word])
             self.assertEqual(result, hosts.Result(
                 1, "", "quelt-host: Standard output could not be written\n"))
-        document = json.dumps({"a\nb\x1b]0;own\x07": 1})
-        self.assertRegex(self.load(document),
-                         r"^quelt-host: standard input: /a\\nb\\x1b\]0;own\\x07: .*\n$")
+        document = json.dumps({u"a\nb\x1b]0;own\x07\x7f\x80\u009f\u00a0": 1})
+        self.assertIn(u"quelt-host: standard input: /a\\nb\\x1b]0;own\\x07\\x7f\\x80\\x9f\u00a0: ",
+                      self.load(document))
         self.tool("fail", "GetHardwareSku", "--throw", "a\nb\x1b[31m")
         self.assertEqual(self.tool("faults"), 'GetHardwareSku: throw "a\\nb\\x1b[31m"\n')
+        self.assertEqual(self.load({"hardwareSku": u"\u009b31m\x7f"}), "")
+        self.assertIn(u'"hardwareSku": "\\u009b31m\\u007f"', self.tool("dump"))
 
 
 class DocumentationTest(hosts.HostTestCase):
@@ -234,6 +246,35 @@ class RunTest(hosts.HostTestCase):
             err = process.communicate()[1]
             self.assertIn(b"The command changed nothing.", err or b"The command changed nothing.")
         os.close(closed_pipe)
+
+    def test_killed_run_terminates_its_command_and_the_next_run_removes_its_host(self):
+        folder = self.fresh_folder()
+        os.symlink(self.fresh_folder(), os.path.join(folder, "quelt-run-link"))
+
+        def start(others="setsid sleep 60 & (sleep 60 &);"):
+            process = subprocess.Popen(
+                [hosts.TOOL, "run", "sh", "-c", others + "echo; read line"],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                env=dict(os.environ, TMPDIR=folder))
+            process.stdout.readline()
+            return process
+
+        def kill(process, victim):
+            os.kill(victim, signal.SIGKILL)
+            # Each process that still runs has the pipe open.
+            self.assertTrue(select.select([process.stdout], [], [], 20)[0])
+            return process.communicate()[1]
+
+        running, killed, unwatched = start(others=""), start(), start()
+        kill(killed, killed.pid)
+        with open("/proc/{0}/task/{0}/children".format(unwatched.pid)) as children:
+            self.assertIn(b"was killed", kill(unwatched, int(children.read())))
+        self.assertEqual(unwatched.returncode, 1)
+        left = len(os.listdir(folder))
+        hosts.quelt_host("run", "true", env={"TMPDIR": folder})
+        self.assertEqual((left, len(os.listdir(folder))), (3, 2))
+        running.communicate(b"\n")
+        self.assertEqual(os.listdir(folder), ["quelt-run-link"])
 
     def test_command_has_other_signals_than_its_caller_or_its_failure_is_lost(self):
         command = ["grep", "^Sig[BI]", "/proc/self/status", "/nowhere"]
