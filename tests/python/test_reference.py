@@ -45,10 +45,10 @@ class PageTest(hosts.HostTestCase):
         rows = re.findall(r"^\| `([A-Z_0-9]+)` \| `(.*?)` \|", _PAGE, re.MULTILINE)
         self.assertEqual({name: ast.literal_eval(value) for name, value in rows}, CONSTANTS)
 
-    def test_derived_part_of_the_page_differs_from_its_source(self):
+    def test_derived_parts_of_the_page_match_their_sources(self):
         self.assertEqual(reference.render(_PAGE), _PAGE, "run tests/python/reference.py")
 
-    def test_operation_belongs_to_no_function(self):
+    def test_every_operation_belongs_to_a_function(self):
         listed = self.tool("fail", "--help").split("Operations:")[1].split()
         self.assertEqual(set(listed), set().union(*reference.OPERATIONS.values()))
 

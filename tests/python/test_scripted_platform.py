@@ -69,7 +69,7 @@ class PlatformTest(scripted.ScriptedTestCase):
                 for operation in answers or [None]:
                     self.assert_fails(way, operation, 0, outcome)
 
-    def test_reference_names_other_operations_or_other_queries_with_the_gil_held(self):
+    def test_reference_lists_the_operations_and_the_queries_with_the_gil_held(self):
         other = sweep.GETTERS | {"syncConfigurationCallback"}  # not operations of quelt-host fail
         for way in sweep.WAYS.values():
             made = [name for name, good in sweep.operations(pyquelt, way)
