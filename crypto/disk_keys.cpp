@@ -21,6 +21,7 @@ using HostCtl::Quelt::HostSystem;
 using ZelCtl::Quelt::QueltUtil;
 
 static_assert(std::endian::native == std::endian::little, "metadata integers are little-endian");
+static_assert(sizeof(unsigned long) == 8, "results hold 64-bit integers as unsigned long");
 
 namespace {
 

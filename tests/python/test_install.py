@@ -1,5 +1,5 @@
-"""What cmake --install puts into an empty prefix works from there: on the host library beside it,
-or on the one from elsewhere that it was built on."""
+"""What CMake rejects, and what it installs: this works from an empty prefix, on the host library
+beside it or on the one from elsewhere that it was built on."""
 
 import glob
 import os
@@ -12,6 +12,7 @@ import unittest
 
 
 BUILD = os.environ["PYQUELT_BUILD_DIR"]
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 def run_paths(folder):
@@ -34,6 +35,28 @@ def run_paths(folder):
         found = re.search(r"\((?:RPATH|RUNPATH)\).*?\[(.*)\]$", line)
         for entry in found.group(1).split(":") if found else ():
             yield file, entry
+
+
+class ConfigurationTest(unittest.TestCase):
+
+    def test_rejects_a_platform_of_another_kind(self):
+        folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, folder)
+        detected = os.path.join(folder, "detected.cmake")  # runs after the compiler is examined
+        for variable, value, named in (
+                ("CMAKE_SIZEOF_VOID_P", "4", "32-bit LITTLE_ENDIAN Linux"),
+                ("CMAKE_CXX_BYTE_ORDER", "BIG_ENDIAN", "64-bit BIG_ENDIAN Linux"),
+                ("CMAKE_SYSTEM_NAME", "FreeBSD", "64-bit LITTLE_ENDIAN FreeBSD")):
+            with open(detected, "w") as file:
+                file.write("set(%s %s)\n" % (variable, value))
+            cmake = subprocess.Popen(
+                [os.environ["PYQUELT_CMAKE"], "-S", SOURCE, "-B", folder,
+                 "-DCMAKE_PROJECT_pyquelt_INCLUDE=" + detected],
+                stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
+            error = " ".join(cmake.communicate()[1].split())
+            self.assertNotEqual(cmake.returncode, 0, variable)
+            self.assertIn("pyquelt needs 64-bit, little-endian Linux; the compiler is for " + named,
+                          error)
 
 
 class InstallTest(unittest.TestCase):
