@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "platform/quelt_util.h"
 #include "tests/fuzz/fuzz.h"
@@ -23,6 +24,8 @@ ENCR_Metadata_AWS the_aws;
 
 PyObject* TheModule() {
   static PyObject* const module = [] {
+    Promise(std::string(Py_GetVersion()).rfind(PY_VERSION " ", 0) == 0,
+            "the interpreter's library has the version of its headers");
     PyImport_AppendInittab("pyquelt", &PyInit_pyquelt);
     Py_InitializeEx(0);
     return PyImport_ImportModule("pyquelt");
