@@ -11,6 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "embedded_host/store/pool.h"
+
 namespace quelt {
 
 /// Starts the library before its first use, without its exit handler: at exit, daemon threads may
@@ -49,6 +51,17 @@ template <auto Free>
 struct FreedBy {
   template <typename T>
   void operator()(T* object) const {
+    Free(object);
+  }
+};
+
+/// The same for objects whose release takes one of OpenSSL's locks: those with certificates,
+/// private keys and TLS.
+template <auto Free>
+struct FreedWhileForksWait {
+  template <typename T>
+  void operator()(T* object) const {
+    const ForksWait forksWait;
     Free(object);
   }
 };

@@ -105,6 +105,7 @@ std::vector<Certificate> ReadCertificates(const std::string& text) {
 }
 
 std::string PemText(const X509& certificate) {
+  const ForksWait forksWait;
   const std::unique_ptr<BIO, FreedBy<BIO_free_all>> memory(BIO_new(BIO_s_mem()));
   if (memory == nullptr || PEM_write_bio_X509(memory.get(), &certificate) != 1) {
     ThrowOpensslFailure("The certificate cannot be written");

@@ -1,7 +1,6 @@
 #include "embedded_host/kms/trust_store.h"
 
 #include "embedded_host/operation.h"
-#include "embedded_host/store/pool.h"
 #include "platform/quelt_util.h"
 
 namespace quelt {
@@ -31,7 +30,6 @@ using quelt::Operation;
 
 std::string QueltUtil::FormatCertString(const std::string& certificate) {
   return Operation("FormatCertString", {{"certificate", certificate}}).Run([&] {
-    const quelt::ForksWait forksWait;
     return quelt::PemText(quelt::ReadCertificates(certificate));
   });
 }

@@ -212,7 +212,16 @@ CREATE TABLE journal (
 );
 )sql";
 
-constexpr const char* kSteps[] = {kTables};
+constexpr const char* kClientCertificates = R"sql(
+-- How the host identifies itself to the servers of a KMIP cluster; PEM texts.
+CREATE TABLE kms_client (
+  kmip_cluster_id TEXT PRIMARY KEY,
+  certificates    TEXT NOT NULL,  -- the client's own first
+  key             TEXT NOT NULL   -- "": left out of the scenario
+) WITHOUT ROWID;
+)sql";
+
+constexpr const char* kSteps[] = {kTables, kClientCertificates};
 
 int Version(Connection& db) { return db.database().execAndGet("PRAGMA user_version").getInt(); }
 

@@ -36,6 +36,8 @@ KEK = {"id": "k", "key": "00" * 32}
 SECRET = dict(DISK, encrypted=True, kekId="k", dek="0" * 127 + "1")
 OBJECT = {"uuid": UUID + "1"}
 PASSWORD = {"kekId": "", "kmipClusterId": "", "password": ""}
+CLIENTS = EVERYTHING["kms"]["clientCertificates"]
+CLIENT = "a certificate and its key in PEM form ({})"
 ADDRESS, DIGITS = "an IPv4 or IPv6 address", "an even number of hexadecimal digits, 0 to {}"
 BESIDE = 'no DEK beside "wrapped" or "aws", and none for a disk that is not encrypted'
 IN_A_GROUP = "the UUID of an object of class DPCONSISTENCYGROUP, which stands in none"
@@ -73,6 +75,14 @@ REFUSED = [
     ("/kms/trustedCertificates/0", "certificates in PEM form (The text holds no "
      "certificate)",
      {"kms": {"trustedCertificates": ["secret"]}}),
+    ("/kms/clientCertificates/c", CLIENT.format("The text holds no certificate"),
+     {"kms": {"clientCertificates": {"c": {"certificate": "secret"}}}}),
+    ("/kms/clientCertificates/c", CLIENT.format("The key cannot be read as an unencrypted private "
+                                                "key in PEM form"),
+     {"kms": {"clientCertificates": {"c": dict(CLIENTS["kmip-a"], key="secret")}}}),
+    ("/kms/clientCertificates/c", CLIENT.format("The key is not that of the first certificate"),
+     {"kms": {"clientCertificates": {"c": dict(
+         CLIENTS["kmip-a"], certificate=EVERYTHING["kms"]["trustedCertificates"][0])}}}),
     ("/kms/passwords/1", "a KEK and KMIP cluster that no other password has",
      {"kms": {"passwords": [PASSWORD, PASSWORD]}}),
     ("/agents/0/address", ADDRESS, {"agents": [dict(AGENT, address="here")]}),

@@ -54,7 +54,7 @@ REFUSED = [
     (":", ": Not a directory", "host.db/host.db"),
     ("PRAGMA application_id = 0", NO_STATE),
     ("PRAGMA user_version = 99",
-     ": made by a newer host library (schema version 99, this one knows 1)"),
+     ": made by a newer host library (schema version 99, this one knows 2)"),
     ("PRAGMA user_version = 0", ODD_TABLES),
     ("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM cached_key; END", ODD_TABLES),
     ("CREATE VIEW v AS SELECT * FROM cached_key", ODD_TABLES),
@@ -213,6 +213,12 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
                 self.refused(self.state(change, *name), reason)
         # A folder like the one for temporary files will do.
         self.assertEqual(self.script(READ, state=self.state("chmod 1777 .")), SKU + "\n")
+
+    def test_older_state_is_migrated(self):
+        state = self.state("DROP TABLE kms_client; PRAGMA user_version = 1")
+        self.assertEqual(self.tool("dump", "--secrets", state=state),
+                         self.tool("dump", "--secrets", state=TEMPLATE))
+        self.assertEqual(hosts.sqlite(state, "PRAGMA user_version"), [[2]])
 
     def test_reset_replaces_a_damaged_state_and_nothing_else(self):
         for change, reason, *name in REFUSED:

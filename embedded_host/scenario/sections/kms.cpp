@@ -1,5 +1,6 @@
-// "kms", "cloudKms": key management servers with their keys and passwords, the trust store, and the
-// answers of the cloud KMS.
+// "kms", "cloudKms": key management servers with their keys and passwords, client certificates, the
+// trust store, and the answers of the cloud KMS.
+#include "embedded_host/kms/client_certificate.h"
 #include "embedded_host/kms/server.h"
 #include "embedded_host/kms/trust_store.h"
 #include "embedded_host/scenario/scenario.h"
@@ -86,8 +87,17 @@ void LoadCertificate(Connection& db, const Node& node) {
   }
 }
 
+void LoadClientCertificate(Connection& db, const std::string& clusterId, const Node& node) {
+  node.AllowOnly({"certificate", "key"});
+  try {
+    AddClientCertificate(db, clusterId, node.At("certificate").Text(), node.TextOr("key", ""));
+  } catch (const QueltCtlException& failure) {
+    node.Fail(std::string("a certificate and its key in PEM form (") + failure.what() + ")");
+  }
+}
+
 void LoadKms(Connection& db, const Node& kms) {
-  kms.AllowOnly({"servers", "keys", "passwords", "trustedCertificates"});
+  kms.AllowOnly({"servers", "keys", "passwords", "clientCertificates", "trustedCertificates"});
   if (const auto servers = kms.Find("servers")) {
     for (const Node& server : servers->Items()) {
       LoadServer(db, server);
@@ -99,6 +109,11 @@ void LoadKms(Connection& db, const Node& kms) {
   if (const auto passwords = kms.Find("passwords")) {
     for (const Node& password : passwords->Items()) {
       LoadPassword(db, password);
+    }
+  }
+  if (const auto clients = kms.Find("clientCertificates")) {
+    for (const auto& [clusterId, client] : clients->Members()) {
+      LoadClientCertificate(db, clusterId, client);
     }
   }
   if (const auto certificates = kms.Find("trustedCertificates")) {
@@ -152,6 +167,14 @@ void Dump(Connection& db, bool withSecrets, json& document) {
     document["kms"]["passwords"].push_back({{"kekId", passwords.Text(0)},
                                             {"kmipClusterId", passwords.Text(1)},
                                             {"password", passwords.Text(2)}});
+  }
+  Rows clients = db.Query("SELECT kmip_cluster_id, certificates, key FROM kms_client");
+  while (clients.Next()) {
+    json& client = document["kms"]["clientCertificates"][clients.Text(0)];
+    client["certificate"] = clients.Text(1);
+    if (withSecrets && !clients.Blob(2).empty()) {
+      client["key"] = clients.Text(2);
+    }
   }
   for (const std::string& certificate : TrustedCertificates(db)) {
     document["kms"]["trustedCertificates"].push_back(certificate);
