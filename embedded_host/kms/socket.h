@@ -1,36 +1,35 @@
-// A TCP connection whose every step is bounded by a deadline.
+// A TCP connection that never blocks.
 #pragma once
 
-#include <chrono>
+#include <netdb.h>
+
+#include <optional>
 #include <span>
-#include <stdexcept>
-#include <string>
 
 namespace quelt {
 
-using Deadline = std::chrono::steady_clock::time_point;
-
-/// Why a server could not be reached or used; the text follows the server's name.
-class ServerFailure : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 class Socket {
  public:
-  /// Connects to a name or a numeric address, trying each address of a name in turn. Throws
-  /// ServerFailure, as all operations here do.
-  Socket(const std::string& host, int port, Deadline deadline);
+  /// Starts to connect. Throws ServerFailure, as all operations here do.
+  explicit Socket(const addrinfo& address);
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
   ~Socket();
 
-  void SendAll(std::span<const char> bytes, Deadline deadline);
-  /// At least one byte; none when the peer has closed.
-  std::size_t Receive(std::span<char> buffer, Deadline deadline);
+  /// Becomes writable when the connection stands or has failed.
+  int descriptor() const { return descriptor_; }
+  /// Call when the descriptor has become writable.
+  void FinishConnecting();
+
+  /// How many bytes were sent; fewer than all when the socket's buffer is full. A connection that
+  /// the peer has closed takes all: what the peer sent before, and the cause, is still received.
+  std::size_t Send(std::span<const char> bytes);
+  /// How many bytes were received; 0 when the peer has closed the connection or broken it off,
+  /// nothing when there are none yet.
+  std::optional<std::size_t> Receive(std::span<char> buffer);
 
  private:
-  int descriptor_ = -1;
+  int descriptor_;
 };
 
 }  // namespace quelt

@@ -1,12 +1,17 @@
-// Whether a KMS is good: a real TLS connection to each server of a KMIP cluster; for the cloud KMS,
+// Whether a KMS is good: one KMIP exchange with each server of a KMIP cluster; for the cloud KMS,
 // which has no server here, the answer that the scenario gives.
+#include <poll.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
-#include <exception>
+#include <deque>
+#include <system_error>
 
 #include "embedded_host/host_system.h"
+#include "embedded_host/kms/client_certificate.h"
 #include "embedded_host/kms/server.h"
-#include "embedded_host/kms/tls_check.h"
+#include "embedded_host/kms/server_check.h"
 #include "embedded_host/kms/trust_store.h"
 #include "embedded_host/operation.h"
 #include "platform/quelt_util.h"
@@ -15,17 +20,17 @@ namespace quelt {
 
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 constexpr int kDefaultSeconds = 10;
-/// The port that is registered for KMIP.
-constexpr int kKmipPort = 5696;
 
 /// What the host knows about a KMIP cluster.
 struct ClusterFacts {
   std::vector<KmsServerInfo> servers;
   std::vector<std::string> trusted;
+  ClientCertificate client;
   bool knowsKey = false;
 };
 
@@ -35,47 +40,67 @@ ClusterFacts ReadFacts(Connection& db, const std::string& clusterId, const std::
   std::erase_if(facts.servers,
                 [&](const auto& server) { return server.kmipClusterId != clusterId; });
   facts.trusted = TrustedCertificates(db);
+  facts.client = ReadClientCertificate(db, clusterId);
   Rows rows =
       db.Query("SELECT 1 FROM kms_key WHERE kmip_cluster_id = ? AND key_id = ?", clusterId, keyId);
   facts.knowsKey = rows.Next();
   return facts;
 }
 
-int PortOf(const KmsServerInfo& server) { return server.port == -1 ? kKmipPort : server.port; }
-
-std::string NameOf(const KmsServerInfo& server) {
-  return "KMS server \"" + server.name + "\" (" + server.address + ":" +
-         std::to_string(PortOf(server)) + ")";
+void Poll(std::vector<pollfd>& awaited, Deadline until) {
+  const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now());
+  const auto wait = std::clamp(left, milliseconds(0), milliseconds(seconds(3600)));
+  if (poll(awaited.data(), awaited.size(), static_cast<int>(wait.count())) < 0 && errno != EINTR) {
+    throw std::system_error(errno, std::generic_category(), "Key servers cannot be waited for");
+  }
 }
 
-void CheckServer(const KmsServerInfo& server, const std::vector<std::string>& trusted,
-                 Deadline deadline) {
-  if (!server.proxyAddress.empty()) {
-    throw ServerFailure("it is behind a proxy, which this host cannot use");
-  }
-  if (server.address.empty()) {
-    throw ServerFailure("it has no address");
-  }
-  if (server.timeout > 0) {
-    deadline = std::min(deadline, steady_clock::now() + seconds(server.timeout));
-  }
-  CheckTlsServer(server.address, PortOf(server), trusted, deadline);
-}
-
-/// Why servers are not good; "" when all are. A server that does not answer leaves the others their
-/// share of the time.
-std::string CheckServers(const ClusterFacts& facts, Deadline deadline) {
-  std::string reasons;
-  auto waiting = static_cast<std::ptrdiff_t>(facts.servers.size());
-  for (const KmsServerInfo& server : facts.servers) {
-    const steady_clock::time_point now = steady_clock::now();
-    try {
-      CheckServer(server, facts.trusted, now + (deadline - now) / waiting--);
-    } catch (const ServerFailure& failure) {
-      reasons += (reasons.empty() ? "" : "; ") + NameOf(server) + ": " + failure.what();
+/// Waits for all checks at the same time. Each ends within its own time.
+void Finish(std::deque<ServerCheck>& checks) {
+  for (;;) {
+    std::vector<ServerCheck*> open;
+    std::vector<pollfd> awaited;
+    Deadline until = Deadline::max();
+    for (ServerCheck& check : checks) {
+      if (!check.finished()) {
+        open.push_back(&check);
+        awaited.push_back(check.awaited());
+        until = std::min(until, check.awaited_until());
+      }
+    }
+    if (open.empty()) {
+      return;
+    }
+    Poll(awaited, until);
+    const Deadline now = steady_clock::now();
+    for (std::size_t i = 0; i < open.size(); ++i) {
+      if (awaited[i].revents != 0) {
+        open[i]->Continue(false);
+      }
+      if (!open[i]->finished() && now >= open[i]->awaited_until()) {
+        open[i]->Continue(true);
+      }
     }
   }
-  return reasons;
+}
+
+/// Whether one server is good; `reason` names the others and why they are not.
+bool IsOneGood(const ClusterFacts& facts, Deadline deadline, std::string& reason) {
+  const TlsContext tls(facts.trusted, facts.client);
+  std::deque<ServerCheck> checks;
+  for (const KmsServerInfo& server : facts.servers) {
+    checks.emplace_back(server, tls, deadline);
+  }
+  Finish(checks);
+  bool good = false;
+  for (std::size_t i = 0; i < checks.size(); ++i) {
+    const std::string& failure = checks[i].failure();
+    good = good || failure.empty();
+    if (!failure.empty()) {
+      reason += (reason.empty() ? "" : "; ") + NameOf(facts.servers[i]) + ": " + failure;
+    }
+  }
+  return good;
 }
 
 }  // namespace
@@ -92,11 +117,14 @@ bool EmbeddedHostSystem::QueryKmsStatus(const std::string& kmipClusterId, const 
       reason = "No server of KMIP cluster \"" + kmipClusterId + "\" is configured";
       return false;
     }
-    reason = CheckServers(facts, deadline);
-    if (reason.empty() && !facts.knowsKey) {
-      reason = "KMIP cluster \"" + kmipClusterId + "\" has no key \"" + keyId + "\"";
+    reason.clear();
+    bool good = IsOneGood(facts, deadline, reason);
+    if (!facts.knowsKey) {
+      good = false;
+      reason += (reason.empty() ? "" : "; ") + ("KMIP cluster \"" + kmipClusterId) +
+                "\" has no key \"" + keyId + "\"";
     }
-    return reason.empty();
+    return good;
   };
   return Operation("QueryKmsStatus", {{"kmipClusterId", kmipClusterId},
                                       {"keyId", keyId},

@@ -1,13 +1,17 @@
 """Key management servers on the embedded host, with real TLS servers on the loopback interface."""
 
 import contextlib
+import http.server
 import os
 import socket
 import ssl
 import subprocess
 import threading
+import time
+import unittest
 
 import hosts
+import kmip_peer
 import pyquelt
 
 FOLDER = hosts.FOLDER
@@ -47,6 +51,8 @@ def setUpModule():
     make_certificate("expired", "subjectAltName=IP:127.0.0.1",
                      validity=("-startdate", "20200101000000Z", "-enddate", "20200102000000Z"))
     make_certificate("other-name", "subjectAltName=IP:192.0.2.1,DNS:kms.example")
+    make_certificate("client", "extendedKeyUsage=clientAuth")
+    make_certificate("unknown-client", "extendedKeyUsage=clientAuth", issuer="other-ca")
 
 
 @contextlib.contextmanager
@@ -74,19 +80,42 @@ def server(serve):
         thread.join()
 
 
-def tls(name):
-    """Shakes hands with this certificate and waits for the client to leave."""
+def tls(name, respond=kmip_peer.replay, client_ca=None, verify=ssl.CERT_REQUIRED, version=None):
+    """Serves TLS with this certificate: `respond` gets the KMIP request and gives the bytes to
+    send; None makes the server wait for the client to leave."""
     context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
     context.load_cert_chain(path(name), path(name, ".key"))
-    return lambda client: context.wrap_socket(client, server_side=True).recv(1)
+    # The interpreter's ssl module may be older than the names for these.
+    context.options |= {None: 0, "1.2": 0x20000000, "1.3": 0x08000000}[version]
+    if client_ca:
+        context.verify_mode = verify
+        context.load_verify_locations(path(client_ca))
+
+    def serve(client):
+        with context.wrap_socket(client, server_side=True) as connection:
+            request = connection.recv(4096)
+            if respond:
+                connection.sendall(respond(request))
+            else:
+                connection.recv(1)
+
+    return serve
 
 
-def tls_without_certificate():
+def http_over_tls(client):
+    context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
+    context.load_cert_chain(path("good"), path("good", ".key"))
+    with context.wrap_socket(client, server_side=True) as connection:
+        http.server.BaseHTTPRequestHandler.log_message = lambda *args: None
+        http.server.BaseHTTPRequestHandler(connection, ("", 0), None)
+
+
+def tls_without_certificate(client):
     """Shakes hands in the way that asks nobody for a certificate."""
     context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
     context.options |= getattr(ssl, "OP_NO_TLSv1_3", 0)
     context.set_ciphers("AECDH:@SECLEVEL=0")
-    return lambda client: context.wrap_socket(client, server_side=True).recv(1)
+    context.wrap_socket(client, server_side=True).recv(1)
 
 
 def hang_up(client):
@@ -111,41 +140,127 @@ class KmsTest(hosts.HostTestCase):
             kms, servers=servers, keys={"c": ["key"]},
             trustedCertificates=["".join(certificates)] if bundle else certificates)}))
 
-    def test_server_is_judged_wrongly_or_waited_for_too_long(self):
+    def check(self, port, trusted=("ca",), seconds=20, client=None, **changes):
+        """What the check says about one server: "" if it is good."""
+        server = one_server(port, **changes)
+        self.load_kms(server, trusted=trusted, **({} if not client else {"clientCertificates": {
+            "c": {"certificate": text(client), "key": text(client, ".key")}}}))
+        status = pyquelt.CheckKmsStatus("c", "key", seconds)
+        name = 'KMS server "kms-1" ({}:{}): '.format(server["address"], port)
+        if status["reason"]:
+            self.assertEqual(status["reason"][:len(name)], name)
+        self.assertEqual(status["good"], not status["reason"])
+        return status["reason"][len(name):]
+
+    def test_good_means_that_a_kmip_server_answered(self):
         not_trusted = "its certificate is not trusted: "
         no_issuer = not_trusted + "unable to get local issuer certificate"
         another_name = "its certificate is for another name"
         expired = "its certificate has expired"
-        # What serves, who is trusted, changes of the configuration, the reason ("": it is good).
-        for serve, trusted, changes, reason in (
-                (tls("good"), ["ca"], {}, ""),
-                (tls("good"), ["other-ca", "ca"], {"address": "localhost"}, ""),
-                (tls("good"), ["good"], {}, ""),  # the server's own, without its authority
-                (tls("good"), [], {}, no_issuer),
-                (tls("good"), ["other-ca", "expired"], {}, no_issuer),
-                (tls("ca"), ["other-ca"], {}, not_trusted + "self-signed certificate"),
-                (tls("expired"), ["ca"], {}, expired),
-                (tls("expired"), ["expired"], {}, expired),
-                (tls("other-name"), ["ca"], {}, another_name),
-                (tls("other-name"), ["ca"], {"address": "localhost"}, another_name),
-                (None, ["ca"], {"seconds": 1}, "timed out"),
-                (None, ["ca"], {"seconds": 10 ** 9, "timeout": 1}, "timed out"),
-                # Closed before or after our first message was taken.
-                (hang_up, ["ca"], {}, "closed the connection during the TLS handshake|Connection "
-                 "reset by peer"),
-                (answer_in_plain_text, ["ca"], {},
-                 "the TLS handshake failed: wrong version number"),
-                (None, ["ca"], {"proxyAddress": "127.0.0.1"},
-                 "it is behind a proxy, which this host cannot use"),
-                (None, ["ca"], {"address": ""}, "it has no address")):
-            with self.subTest(reason, trusted=trusted, changes=changes), server(serve) as port:
-                changes = dict({"address": "127.0.0.1", "seconds": 20}, **changes)
-                seconds = changes.pop("seconds")
-                self.load_kms(one_server(port, **changes), trusted=trusted)
-                name = 'KMS server "kms-1" ({}:{}): '.format(changes["address"], port)
-                self.assertIn(pyquelt.CheckKmsStatus("c", "key", seconds), [
-                    {"good": not reason, "reason": reason and name + each}
-                    for each in reason.split("|")])
+        no_client = "no client certificate is configured, and the server requires one"
+        unknown_client = "it rejects the client certificate: unknown CA"
+        asked = " (it asked for a client certificate; no client certificate is configured)"
+        closed = "it closed the connection without a response"
+        failed = kmip_peer.failed(3, "Who are you?")
+        rejected = "it rejects the KMIP request: Authentication Not Successful (Who are you?)"
+        # What serves, the reason ("": it is good), changes of the configuration.
+        for serve, reason, changes in [
+                (tls("good"), "", {}),
+                (tls("good"), "", {"trusted": ["other-ca", "ca"], "address": "localhost"}),
+                (tls("good"), "", {"trusted": ["good"]}),  # the server's own, without its authority
+                (tls("good"), no_issuer, {"trusted": []}),
+                (tls("good"), no_issuer, {"trusted": ["other-ca", "expired"]}),
+                (tls("ca"), not_trusted + "self-signed certificate", {"trusted": ["other-ca"]}),
+                (tls("expired"), expired, {}),
+                (tls("expired"), expired, {"trusted": ["expired"]}),
+                (tls("other-name"), another_name, {}),
+                (tls("other-name"), another_name, {"address": "localhost"}),
+                (None, "timed out during the TLS handshake", {"seconds": 1}),
+                (tls("good", None), "timed out waiting for the KMIP response", {"seconds": 1}),
+                (hang_up, "it closed the connection during the TLS handshake", {}),
+                (answer_in_plain_text, "it does not speak TLS", {}),
+                (http_over_tls, "it is not a KMIP server: it responds in another protocol", {}),
+                (None, "it is behind a proxy, which this host cannot use",
+                 {"proxyAddress": "127.0.0.1"}),
+                (None, "it has no address", {"address": ""}),
+                (None, "Name or service not known", {"address": "a..b"})] + [
+                row for version in ("1.2", "1.3") for row in (
+                    (tls("good", version=version), "", {"client": "client"}),
+                    (tls("good", lambda request: b"", version=version), closed, {}),
+                    (tls("good", version=version, client_ca="ca"), "", {"client": "client"}),
+                    (tls("good", version=version, client_ca="ca"), no_client, {}),
+                    (tls("good", version=version, client_ca="ca"), unknown_client,
+                     {"client": "unknown-client"}),
+                    (tls("good", lambda request: failed, "ca", ssl.CERT_OPTIONAL, version),
+                     rejected + asked, {}),
+                    (tls("good", lambda request: b"", "ca", ssl.CERT_OPTIONAL, version),
+                     closed + asked, {}),
+                    (tls("good", lambda request: failed, version=version, client_ca="ca"),
+                     rejected, {"client": "client"}))]:
+            with self.subTest(reason, changes=changes), server(serve) as port:
+                self.assertEqual(self.check(port, **changes), reason)
+
+    def test_malformed_response_is_not_that_of_a_kmip_server(self):
+        item, response, failed = kmip_peer.item, kmip_peer.response, kmip_peer.failed
+        version, stamp, count = kmip_peer.VERSION, kmip_peer.TIME, kmip_peer.COUNT
+        operation, success = kmip_peer.OPERATION, kmip_peer.SUCCESS
+        deep = b""
+        for _ in range(20):
+            deep = item(0x7C, 1, deep)
+        not_kmip = "it is not a KMIP server: "
+        malformed = not_kmip + "its response is malformed"
+        another = not_kmip + "it responds to another request"
+        rejects = "it rejects the KMIP request: "
+        good = response()
+        for answer, reason in (
+                (good, ""), (kmip_peer.RESPONSE, ""), (failed(5), ""),
+                (response([operation, item(0x93, 8, b"\r\n\r\n")] + success), ""),
+                (failed(4), rejects + "Invalid Message"),
+                (failed(99), rejects + "Result Reason 99"),
+                (failed(0, "\n\u20ac" + "x" * 300),
+                 rejects + "Result Reason 0 (????" + "x" * 196 + ")"),
+                (b"\x16\x03\x03", not_kmip + "it responds in another protocol"),
+                (kmip_peer.REQUEST, not_kmip + "it responds in another protocol"),
+                (good[:4] + b"\x00\x01\x00\x00", not_kmip + "its response is too long"),
+                (good[:7], "it closed the connection without a response"),
+                (good[:-1], "it closed the connection without a response"),
+                (good + b"\0", malformed),
+                (response([operation] + success[:1]), malformed),
+                (response([operation] + success[1:]), malformed),
+                (response([operation, item(0x7F, 2, 0), success[1]]), malformed),
+                (response([operation, item(0x7F, 5, b""), success[1]]), malformed),
+                (response([operation, item(0x7F, 5, 1)]), malformed),
+                (response([operation] + success + [item(0x7D, 11, b"")]), malformed),
+                (response([operation] + success + [b"\x42\0\x7d\x07\0\0\0\x10" + b"x" * 8]),
+                 malformed),
+                (response([operation] + success + [b"\x42\0\x7d\x07\0\0\0\x01" + b"x" * 8]),
+                 malformed),
+                (response([operation] + success + [b"\0" * 4]), malformed),
+                (response([operation] + success + [deep]), malformed),
+                (response(header=[version, stamp]), malformed),
+                (response(header=[version, count]), malformed),
+                (response(header=[item(0x69, 1, []), stamp, count]), malformed),
+                (response(header=[version, stamp, item(0x0D, 2, 2)]), another),
+                (response(success), another),
+                (response([item(0x5C, 5, 1)] + success), another),
+                (response([operation, item(0x93, 8, b"x")] + success), another)):
+            with self.subTest(reason, answer=answer), server(tls("good", lambda _: answer)) as port:
+                self.assertEqual(self.check(port), reason)
+
+    @unittest.skipIf(kmip_peer.UNAVAILABLE, kmip_peer.UNAVAILABLE)
+    def test_packaged_kmip_server_is_good_for_its_clients(self):
+        no_client = "no client certificate is configured, and the server requires one"
+        for version in ("1.2", "1.3"):
+            with kmip_peer.packaged(version, path("good"), path("good", ".key"),
+                                    path("ca")) as port:
+                for client, reason in (("client", ""), (None, no_client),
+                                       ("good", "it rejects the KMIP request: Authentication Not "
+                                        "Successful (Error verifying the client certificate. See "
+                                        "server logs for more information.)"),
+                                       ("unknown-client",
+                                        "it rejects the client certificate: unknown CA")):
+                    with self.subTest(client, version=version):
+                        self.assertEqual(self.check(port, client=client), reason)
 
     def test_environment_switches_verification_off_or_trusts_more(self):
         """Only what the host's own store holds is trusted; an empty one trusts nothing."""
@@ -156,7 +271,7 @@ class KmsTest(hosts.HostTestCase):
             "Options = UnsafeLegacyServerConnect\n" % path("ca"))
         for trusted, serve, reason in (
                 ((), tls("good"), "not trusted"), (("other-ca",), tls("good"), "not trusted"),
-                (("ca",), tls_without_certificate(), "handshake failed")):
+                (("ca",), tls_without_certificate, "TLS failed")):
             with server(serve) as port:
                 self.load_kms(one_server(port), trusted=trusted)
                 status = self.script(
@@ -176,17 +291,43 @@ class KmsTest(hosts.HostTestCase):
         self.assertEqual(pyquelt.CheckCloudKmsStatus("else"),
                          {"good": False, "error": 'The host knows no cloud KMS "else"'})
 
-    def test_one_bad_server_hides_behind_others_or_hides_them(self):
-        with server(None) as bad:
+    def test_unresponsive_servers_leave_the_others_the_whole_time(self):
+        def respond_late(request):
+            time.sleep(1.5)
+            return kmip_peer.replay(request)
+
+        with server(None) as refusing:
             pass
-        with server(None) as silent, server(tls("good")) as good:
-            self.load_kms(one_server(silent, name="silent"), one_server(good, name="good"),
-                          one_server(bad, name="bad"))
-            status = pyquelt.CheckKmsStatus("c", "key", 6)
-        self.assertEqual(status, {
-            "good": False,
-            "reason": 'KMS server "silent" (127.0.0.1:{}): timed out; KMS server "bad" '
-                      '(127.0.0.1:{}): Connection refused'.format(silent, bad)})
+        with server(None) as silent, server(tls("good", respond_late)) as good:
+            self.load_kms(*[one_server(silent, name=name, timeout=1) for name in "abcd"]
+                          + [one_server(good, name="good", timeout=1),
+                             one_server(refusing, name="e")])
+            start = time.monotonic()
+            status = pyquelt.CheckKmsStatus("c", "key", 3)
+        self.assertLess(abs(time.monotonic() - start - 3), 1)
+        self.assertEqual(status, {"good": True, "reason": "; ".join(
+            'KMS server "{}" (127.0.0.1:{}): {}'.format(name, port, cause) for name, port, cause in
+            [(name, silent, "timed out during the TLS handshake") for name in "abcd"]
+            + [("e", refusing, "Connection refused")])})
+
+    def test_client_key_stays_secret_and_is_needed(self):
+        encrypted = subprocess.check_output(
+            ["openssl", "pkey", "-in", path("client", ".key"), "-aes256", "-passout", "pass:x"])
+        client = {"certificate": text("client") + text("ca"), "key": encrypted.decode("ascii")}
+        document = {"kms": {"clientCertificates": {"c": client}}}
+        self.assertIn("The key cannot be read as an unencrypted private key", self.load(document))
+        with server(tls("good", client_ca="ca")) as port:
+            client["key"] = text("client", ".key")
+            self.load_kms(one_server(port), clientCertificates={"c": client})
+            self.tool("journal", "start")
+            self.assertTrue(pyquelt.CheckKmsStatus("c", "key", 20)["good"])
+            self.assertEqual(self.dump()["kms"]["clientCertificates"], {"c": client})
+            dump = hosts.quelt_host("dump").out
+            for output in (dump, self.tool("show"), self.tool("journal", "show", "--json")):
+                self.assertNotIn(client["key"].split("\n")[1], output)
+            self.load(dump)
+            self.assertIn("no key of the client certificate is configured, and the server requires "
+                          "one", pyquelt.CheckKmsStatus("c", "key", 20)["reason"])
 
     def test_running_check_holds_the_state_up(self):
         statuses = []
