@@ -35,6 +35,16 @@ ensure_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# ensure_optional_packages PACKAGE…: installs those that this release has. Tests that need one of the
+# others are skipped.
+ensure_optional_packages() {
+    local package
+    command -v apt-get >/dev/null || return 0
+    for package in "$@"; do
+        [[ -z $(apt-cache show "$package" 2>/dev/null) ]] || (ensure_packages "$package") || true
+    done
+}
+
 # The absolute path of the interpreter to build for.
 interpreter() {
     local python=${PYTHON:-python3}
@@ -147,7 +157,21 @@ with_module() {
 }
 
 run_tests() { # run_tests DIR [ctest option…]
-    local dir=$1
+    local dir=$1 status=0
     shift
-    ctest --test-dir "$dir" --output-on-failure --timeout 300 -j "$(nproc)" "$@"
+    ctest --test-dir "$dir" --output-on-failure --timeout 300 -j "$(nproc)" "$@" || status=$?
+    report_skipped <"$dir/Testing/Temporary/LastTest.log"
+    return "$status"
+}
+
+# The skipped tests in a log of ctest, with their reasons: those of Python (tests/python/run_tests.py)
+# and of GoogleTest.
+report_skipped() {
+    awk '/^SKIPPED / { sub("^SKIPPED ", ""); skipped[++count] = $0 }
+        /: Skipped$/ { getline reason }
+        /^\[  SKIPPED \] .* \(/ { skipped[++count] = $4 ": " reason }
+        END {
+            if (count) print "\nSkipped tests:"
+            for (i = 1; i <= count; ++i) print "  " skipped[i]
+        }'
 }

@@ -1,0 +1,11 @@
+"""Runs test modules as "python3 -m unittest -q" does, and reports which tests were skipped and why,
+in lines that ./run looks for."""
+
+import sys
+import unittest
+
+if __name__ == "__main__":
+    result = unittest.main(module=None, argv=["", "-q"] + sys.argv[1:], exit=False).result
+    for test, reason in result.skipped:
+        print("SKIPPED {}: {}".format(test.id(), reason))
+    sys.exit(0 if (result.testsRun or result.skipped) and result.wasSuccessful() else 1)
