@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "module/exception_text.h"
 #include "platform/exception.h"
 
 namespace pyquelt {
@@ -37,15 +38,17 @@ PyObject* Raise(PyObject* type, const char* literal, const char* text) {
 namespace {
 
 PyObject* RaiseCaught(const FailureRule& rule, const std::exception& failure) {
-  return Raise(rule.type, rule.prefix.Text() + failure.what());
+  return Raise(rule.type, rule.prefix.Text() + TextOf(failure));
 }
 
 PyObject* RethrowAndRaise(const std::exception_ptr& failure, const FailureRule& rule) {
   try {
     std::rethrow_exception(failure);
   } catch (const QueltCtlException& thrown) {
-    return rule.catches == FailureRule::Catches::kNothing ? Raise(PyExc_RuntimeError, thrown.what())
-                                                          : RaiseCaught(rule, thrown);
+    if (rule.catches != FailureRule::Catches::kNothing) {
+      return RaiseCaught(rule, thrown);
+    }
+    return Raise(PyExc_RuntimeError, TextOf(thrown));
   } catch (const std::exception& thrown) {
     if (rule.catches == FailureRule::Catches::kStdException) {
       return RaiseCaught(rule, thrown);
@@ -53,7 +56,7 @@ PyObject* RethrowAndRaise(const std::exception_ptr& failure, const FailureRule& 
     if (dynamic_cast<const std::bad_alloc*>(&thrown) != nullptr) {
       return PyErr_NoMemory();
     }
-    return Raise(PyExc_RuntimeError, thrown.what());
+    return Raise(PyExc_RuntimeError, TextOf(thrown));
   } catch (...) {
     return Raise(PyExc_RuntimeError, "Unknown platform exception");
   }

@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 
+#include "module/exception_text.h"
 #include "objects/identifier_text.h"
 #include "platform/exception.h"
 #include "platform/object_library.h"
@@ -101,7 +102,7 @@ void ReadObjectExtAttrs(const std::vector<std::string>& uuids,
       ReadObject(prefix.get(), uuid, records);
     }
   } catch (const std::exception& failure) {
-    throw QueltCtlException(std::string("Failed to GetObjectExtAttrs: ") + failure.what());
+    throw QueltCtlException(std::string("Failed to GetObjectExtAttrs: ") + TextOf(failure));
   }
 }
 

@@ -65,14 +65,29 @@ void Watch(const char* operation, double seconds) {
   std::terminate();  // nobody catches it
 }
 
+template <typename Exception>
+struct WithoutText final : Exception {
+  WithoutText() : Exception("") {}
+  const char* what() const noexcept override { return nullptr; }
+};
+
+/// Throws with the script's text; null means none.
+template <typename Exception>
+[[noreturn]] void ThrowWith(const json& text) {
+  if (text.is_null()) {
+    throw WithoutText<Exception>();
+  }
+  throw Exception(ToBytes(text));
+}
+
 [[noreturn]] void Throw(const json& thrown) {
   const std::string type = thrown.at("type");
-  const std::string text = ToBytes(thrown.value("text", ""));
+  const json& text = thrown.at("text");
   if (type == "QueltCtlException") {
-    throw HostCtl::Lib::Quelt::QueltCtlException(text);
+    ThrowWith<HostCtl::Lib::Quelt::QueltCtlException>(text);
   }
   if (type == "std::runtime_error") {
-    throw std::runtime_error(text);
+    ThrowWith<std::runtime_error>(text);
   }
   if (type == "std::bad_alloc") {
     throw std::bad_alloc();

@@ -10,6 +10,7 @@
 //
 // "watch" waits until the test's counter has moved, so long at most. Every member may be missing.
 // The type thrown may also be "foreign", of another language, or "end of the thread", by unwinding.
+// A text that is null is what what() returns.
 // Outputs that the answer does not name are left unwritten.
 //
 // While the host keeps secrets (for a test that searches the memory for them), no text is recorded,
