@@ -46,29 +46,36 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
 
 namespace {
 
-/// A tuple of two str. A text that is not UTF-8 leaves the interpreter's decoding error.
+/// Converts `text` and stores it in `tuple`. False with an error set: for a text that is not UTF-8,
+/// the interpreter's own.
+bool SetText(PyObject* tuple, Py_ssize_t place, const std::string& text) {
+  PyObject* const item = PyUnicode_FromString(text.c_str());
+  if (item == nullptr) {
+    return false;
+  }
+  if (PyTuple_SetItem(tuple, place, item) != 0) {
+    Raise(PyExc_RuntimeError, "PyTuple_SetItem failed!");
+    return false;
+  }
+  return true;
+}
+
+/// A tuple of two str. Both are converted and stored in any case; the first error is raised.
 PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
   PyRef tuple(PyTuple_New(2));
   if (!tuple) {
     return Raise(PyExc_RuntimeError, "PyTuple_New failed!");
   }
-  PyObject* const first = PyUnicode_FromString(texts.first.c_str());
-  if (first == nullptr) {
-    return nullptr;
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+  const bool firstSet = SetText(tuple.get(), 0, texts.first);
+  PyErr_Fetch(&type, &value, &traceback);  // so that the second text is converted without an error
+  const bool secondSet = SetText(tuple.get(), 1, texts.second);
+  if (!firstSet) {
+    PyErr_Restore(type, value, traceback);
   }
-  const int firstStatus = PyTuple_SetItem(tuple.get(), 0, first);
-  if (firstStatus != 0) {
-    PyErr_Clear();  // reported below: the second text is converted in any case
-  }
-  PyObject* const second = PyUnicode_FromString(texts.second.c_str());
-  if (second == nullptr) {
-    return nullptr;
-  }
-  const int secondStatus = PyTuple_SetItem(tuple.get(), 1, second);
-  if (firstStatus != 0 || secondStatus != 0) {
-    return Raise(PyExc_RuntimeError, "PyTuple_SetItem failed!");
-  }
-  return tuple.release();
+  return firstSet && secondSet ? tuple.release() : nullptr;
 }
 
 }  // namespace

@@ -9,8 +9,12 @@
 
 namespace {
 
-/// Whether this call is to fail; the interpreter's error is then set.
+/// Whether this call is to fail; the interpreter's error is then set. No call may be made while one
+/// is set already.
 bool Fails(const char* call) {
+  if (PyErr_Occurred() != nullptr) {
+    Py_FatalError(call);
+  }
   const bool fails = fault_sweep::Fails(fault_sweep::Kind::kCall, call);
   if (fails) {
     PyErr_NoMemory();

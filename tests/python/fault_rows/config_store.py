@@ -1,9 +1,13 @@
 """Configuration-store settings."""
 
-from fault_rows import MEMORY, NO_ITEM, TWO_TEXTS, answers_all, runtime, value
+from fault_rows import MEMORY, NO_ITEM, NOT_UTF8, Outcome, TWO_TEXTS, answers_all, runtime, value
 
 NOT_SET = runtime("PyDict_SetItemString failed!", NO_ITEM)
 _NOT_TWO_TEXTS = value("Invalid argument", TWO_TEXTS.when)
+
+_NO_TUPLE = runtime("PyTuple_New failed!", "the tuple can't be created")
+_UNDECODABLE = Outcome(*NOT_UTF8.row, text="'utf-8' codec can't decode byte 0xff in position 0: "
+                       "invalid start byte")
 
 ROWS = [
     ("GetHardwareSku", (), {}, {"GetHardwareSku": {"out": {"sku": "QS-1"}}},
@@ -12,9 +16,12 @@ ROWS = [
      {"PyUnicode_DecodeUTF8": MEMORY}),
     ("SetIloAuth", ("a", "b"), {}, {}, {"PyArg_ParseTuple": TWO_TEXTS}),
     ("GetIloAuth", (), {}, {"GetIloAuth": {"out": {"first": "user", "second": "word"}}},
-     {"PyTuple_New": runtime("PyTuple_New failed!", "the tuple can't be created"),
-      "PyUnicode_FromString": MEMORY,
+     {"PyTuple_New": _NO_TUPLE, "PyUnicode_FromString": MEMORY,
       "PyTuple_SetItem": runtime("PyTuple_SetItem failed!", "a text can't be stored in it")}),
+    # The second text is converted and stored in any case; the first error is raised.
+    ("GetIloAuth", (), {}, {"GetIloAuth": {"out": {"first": b"\xff", "second": "word"}}},
+     {"PyTuple_New": _NO_TUPLE, "PyUnicode_FromString": [MEMORY, _UNDECODABLE],
+      "PyTuple_SetItem": _UNDECODABLE}),
     ("SetPerfsvcHostConfigStore", ("a", "b"), {}, {}, {"PyArg_ParseTuple": _NOT_TWO_TEXTS}),
     ("GetPerfsvcHostConfigStore", (), {},
      {"GetPerfsvcHostConfigStore": {"out": {"config": [["one", "two"], ["three+", "four+"]]}}},
