@@ -16,14 +16,10 @@ namespace {
 using nlohmann::json;
 
 void Dump(bool withSecrets) {
-  json shown;
-  json whole;
-  Store::Instance().Snapshot([&](Connection& db) {
-    whole = DumpScenario(db, true);
-    shown = withSecrets ? whole : DumpScenario(db, false);
-  });
-  std::cout << JsonText(shown, 2) << '\n';
-  if (shown != whole) {
+  const json document =
+      Store::Instance().Snapshot([&](Connection& db) { return DumpScenario(db, withSecrets); });
+  std::cout << JsonText(document, 2) << '\n';
+  if (!MissingSecrets(document).empty()) {
     std::cerr << "Keys, DEKs and passwords are left out; with --secrets they are printed too.\n";
   }
 }

@@ -13,6 +13,7 @@
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
 #include "embedded_host/store/switches.h"
+#include "embedded_host/tool/table.h"
 
 namespace quelt {
 
@@ -48,6 +49,18 @@ class ProgressLine {
   bool shown_ = false;
 };
 
+void ReportMissingSecrets(const ScenarioFile& scenario) {
+  std::string places;
+  for (const std::string& place : MissingSecrets(scenario.document)) {
+    places += (places.empty() ? "" : ", ") + place;
+  }
+  if (!places.empty()) {
+    std::cerr << Printable("quelt-host: " + scenario.name +
+                           ": dumped without secrets; missing: " + places)
+              << '\n';
+  }
+}
+
 }  // namespace
 
 ScenarioFile ReadScenarioFile(const std::string& file) {
@@ -80,6 +93,7 @@ void LoadScenarioFile(const ScenarioFile& scenario) {
     throw ScenarioError(scenario.name + ": " + failure.what());
   }
   Store::Instance().Read(EmptyLog);
+  ReportMissingSecrets(scenario);
 }
 
 }  // namespace quelt

@@ -18,7 +18,8 @@ ScenarioFile ReadScenarioFile(const std::string& file);
 
 /// Replaces the host's whole state by the scenario, or leaves it as it was and throws
 /// ScenarioError: "<file>: <place>: expected <...>". Faults and the journal begin anew too. On a
-/// terminal a line on standard error shows how far it is.
+/// terminal a line on standard error shows how far it is. Secrets that the scenario's dump left out
+/// are reported there.
 void LoadScenarioFile(const ScenarioFile& scenario);
 
 }  // namespace quelt

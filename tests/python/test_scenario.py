@@ -48,6 +48,12 @@ ONCE = "a name and a UUID that no other disk has"
 # of them are found by the schema itself.
 REFUSED = [
     ("/hardwareSku", "a text", {"hardwareSku": 1}),
+    ("/secretsOmitted", "an array", {"secretsOmitted": True}),
+    ("/secretsOmitted/1", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/~1", "keys"]}),
+    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/a~"]}),
+    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"',
+     {"agents": [], "secretsOmitted": ["/agents/9" + "9" * 20]}),
+    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"', {"secretsOmitted": [""]}),
     ("/keys/0/key", DIGITS.format(8192), {"keys": [dict(KEK, key="abc")]}),
     ("/disks/0/uuid", "hexadecimal groups 8-4-4-4-12", {"disks": [dict(DISK, uuid=UUID)]}),
     ("/disks/0/dek", "128 hexadecimal digits",
@@ -180,16 +186,26 @@ class ScenarioTest(hosts.HostTestCase):
             self.assertEqual(self.load(dump), "")
             self.assertEqual(self.dump(), dump)
 
-    def test_secret_is_dumped_unasked_or_nothing_is_said(self):
+    def test_secrets_are_dumped_only_on_request_and_load_reports_missing_ones(self):
         self.load(EVERYTHING)
         result = hosts.quelt_host("dump")
         self.assertEqual(result.err, "Keys, DEKs and passwords are left out; with --secrets they "
                          "are printed too.\n")
-        for secret in ("secret", "5ec3e7"):
+        for secret in ("secret-", "5ec3e7"):
             self.assertIn(secret, json.dumps(EVERYTHING))
             self.assertNotIn(secret, result.out)
-        self.assertEqual(self.load(result.out), "")
-        self.assertEqual(hosts.quelt_host("dump"), hosts.Result(0, result.out, ""))
+        document = json.loads(result.out)
+        for missing in "/ilo, /kms/servers/0/password, /kms/passwords, /keys", "/ilo":
+            self.assertEqual(
+                hosts.quelt_host("load", "-", input=json.dumps(document)),
+                (0, "", "quelt-host: standard input: dumped without secrets; missing: {}\n".format(
+                    missing)))
+            document.update(keys=EVERYTHING["keys"], secretsOmitted=["/keys", "/ilo"])
+        del document["secretsOmitted"]
+        self.assertEqual(self.load(document), "")
+        del document["keys"]
+        self.assertEqual(json.loads(hosts.quelt_host("dump").out),
+                         dict(document, secretsOmitted=["/keys"]))
 
     def test_bad_document_is_loaded_or_blamed_for_something_else(self):
         before = self.dump()

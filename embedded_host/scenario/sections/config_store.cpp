@@ -38,8 +38,12 @@ void Dump(Connection& db, bool withSecrets, json& document) {
   }
   const auto first = FindSetting(db, "iloFirst");
   const auto second = FindSetting(db, "iloSecond");
-  if (withSecrets && first && second) {
-    document["ilo"] = {{"first", *first}, {"second", *second}};
+  if (first && second) {
+    if (withSecrets) {
+      document["ilo"] = {{"first", *first}, {"second", *second}};
+    } else {
+      OmitSecret(document, "/ilo");
+    }
   }
   Rows rows = db.Query("SELECT service, key, value FROM service_setting");
   while (rows.Next()) {

@@ -37,6 +37,9 @@ void Dump(Connection& db, bool withSecrets, json& document) {
     }
   }
   if (!withSecrets) {
+    if (db.Query("SELECT 1 FROM cached_key").Next()) {
+      OmitSecret(document, "/keys");
+    }
     return;
   }
   Rows rows = db.Query("SELECT id, attribute, key FROM cached_key ORDER BY id");

@@ -151,7 +151,23 @@ json DumpServer(const KmsServerInfo& server, bool withSecrets) {
   return dumped;
 }
 
+/// Records which passwords a dump without secrets leaves out.
+void OmitPasswords(Connection& db, json& document) {
+  Rows servers = db.Query("SELECT password <> '' FROM kms_server ORDER BY position");
+  for (int i = 0; servers.Next(); ++i) {
+    if (servers.Boolean(0)) {
+      OmitSecret(document, "/kms/servers/" + std::to_string(i) + "/password");
+    }
+  }
+  if (db.Query("SELECT 1 FROM kms_password").Next()) {
+    OmitSecret(document, "/kms/passwords");
+  }
+}
+
 void Dump(Connection& db, bool withSecrets, json& document) {
+  if (!withSecrets) {
+    OmitPasswords(db, document);
+  }
   for (const KmsServerInfo& server : AllKmsServers(db, withSecrets)) {
     document["kms"]["servers"].push_back(DumpServer(server, withSecrets));
   }
