@@ -107,9 +107,12 @@ KEY_ID = "the id of the key, long enough for a row to be recognised by its end"
 def in_memory(inverted):
     """How often the bytes are in this process's memory. SQLite's rows don't count: SQLite frees
     their buffers without wiping. In a row the key follows its id, of which only the end is left
-    where the buffer's beginning was overwritten."""
-    found, rows = occurrences(inverted, KEY_ID[-8:].encode().translate(INVERT) + inverted)
-    return found - rows
+    where the buffer's beginning was overwritten; after an index record, built in a freed row's
+    buffer, it follows the id and the row's number."""
+    end = KEY_ID[-8:].encode()
+    ends = [end] + [end + bytes([number]) for number in range(1, 10)]
+    found, *rows = occurrences(inverted, *(end.translate(INVERT) + inverted for end in ends))
+    return found - sum(rows)
 
 
 def cache_and_remove(secret):
