@@ -124,7 +124,7 @@ class DocumentationTest(hosts.HostTestCase):
         manual = self.tool("manual")
         for name in COMMANDS:
             text = self.tool(*(name.split() + ["--help"]))
-            self.assertRegex(text, "(?s)Example.*\n +.*quelt-host ")
+            self.assertRegex(text, "(?s)\nExample.*\n.*quelt-host ")
             self.assertIn('\n.SS quelt\\-host ' + name, manual)
             for option in re.findall(r"^ +(?:-h,)?(--[a-z-]+)", text, re.M):
                 self.assertIn(option.replace("-", "\\-"), manual)
