@@ -11,14 +11,16 @@ may still be under it. With --remove-old it is removed, after everything else, a
 under it. Looked at are the disks named and those that GetT1DiskInfo lists: THE DEK OF ANY OTHER
 DISK THAT IS UNDER THE OLD KEK IS THEN LOST.
 
-When a step fails, the steps before it are undone. When the script itself is interrupted, at
-whatever point, nothing is lost. The same command again finishes the job.
+When a step fails, the steps before it are undone. A step includes its message: the disks are also
+put back when standard output is closed. When the script itself is interrupted, at whatever point,
+nothing is lost. The same command again finishes the job.
 
 Exit status: 0 the disks are under the new KEK; 1 they are not, or not all of it could be done.
 """
 
 import argparse
 import hashlib
+import os
 import sys
 
 import pyquelt
@@ -28,9 +30,31 @@ class Failure(Exception):
     """The rotation cannot go on; the text says why."""
 
 
+def write(stream, text):
+    """Writes a line. What the stream's encoding doesn't have is escaped. Raises OSError."""
+    if stream is None:
+        raise OSError("it is closed")
+    try:
+        print(text.encode(stream.encoding, "backslashreplace").decode(stream.encoding), file=stream)
+        stream.flush()
+    except OSError:
+        # The interpreter would write the rest of the buffer at exit, fail and change the status.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), stream.fileno())
+        raise
+
+
 def say(text):
-    print(text)
-    sys.stdout.flush()
+    try:
+        write(sys.stdout, text)
+    except OSError as error:
+        raise Failure("Standard output can't be written: {}".format(error))
+
+
+def complain(text):
+    try:
+        write(sys.stderr, "rotate_kek: {}".format(text))
+    except OSError:
+        pass  # the exit status remains
 
 
 def read_kek(path):
@@ -148,12 +172,12 @@ def rotate(options):
     try:
         rotation.forward()
     except (Exception, KeyboardInterrupt):
-        say("A step failed: going back to {!r}".format(options.old))
         try:
             rotation.back()
+            complain("A step failed: the disks are back under {!r}".format(options.old))
         except Exception as error:
             # Both KEKs are still in the cache, so every DEK can be unwrapped.
-            say("The way back failed too: {}. Both KEKs stay; run this again".format(error))
+            complain("The way back failed too: {}. Both KEKs stay; run this again".format(error))
         raise
     if options.remove_old:
         rotation.remove_old()
@@ -172,7 +196,8 @@ def main():
     try:
         rotate(parser.parse_args())
     except (Failure, ValueError, RuntimeError) as error:
-        sys.exit("rotate_kek: {}".format(error))
+        complain(error)
+        sys.exit(1)
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 import json
 import os
+import subprocess
 import sys
 
 import deep
@@ -60,6 +61,12 @@ IMPOSSIBLE = [
 STEPS = [("AddKeyToKeyCache", 0), ("PersistKekId", 0), ("ShallowRekeyDisks", 0),
          ("RetrieveKeyFromKeyCache", 2), ("GetUnwrappedDekForDisk", 3),
          ("GetUnwrappedDekForDisk", 5), ("GetEncMetadataForDisk", 12)]
+
+# Where the example's output goes (0 is a pipe that nobody reads), its exit status when no step
+# fails, and the host's KEK then.
+OUTPUTS = [(">&-", 1, "old"), (">/dev/full", 1, "old"), (">/dev/full 2>/dev/full", 1, "old"),
+           (">&- 2>&-", 1, "old"), (">&0", 1, "old"), ("2>&0", 0, "n\xfc"), ("2>&-", 0, "n\xfc"),
+           ("", 0, "n\xfc")]
 
 
 class RotationTest(hosts.HostTestCase):
@@ -138,6 +145,35 @@ class RotationTest(hosts.HostTestCase):
                 if times == 1:
                     self.assertEqual(self.state(), ("old", {"old"}, ["old"]), operation)
                 self.assert_finished(self.rotate())
+
+    def test_rolls_back_when_its_output_is_closed_or_cannot_be_encoded(self):
+        unread, closed = os.pipe()
+        self.addCleanup(os.close, closed)
+        os.close(unread)
+        for redirection, code, kek in OUTPUTS:
+            for times in (0, 1):
+                self.begin()
+                if times:
+                    self.tool("fail", "ShallowRekeyDisks", "--throw", "n\xf6", "--times", times)
+                words = self.command(option="--", new=u"n\xfc".encode("utf-8"))
+                status = subprocess.call(
+                    ["sh", "-c", 'exec "$@" ' + redirection, "sh", sys.executable] + words,
+                    stdin=closed, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                    env=dict(os.environ, PYTHONIOENCODING="ascii", LC_ALL="C.UTF-8"))
+                self.assertEqual((status, pyquelt.GetKekId()),
+                                 (1, "old") if times else (code, kek), (redirection, times))
+                self.assertEqual(self.state()[1], {pyquelt.GetKekId()})
+
+        # The reader goes away while the disks are being rekeyed.
+        self.begin()
+        self.tool("fail", "ShallowRekeyDisks", "--delay", 0.5)
+        process = hosts.start([sys.executable] + self.command())
+        self.assertEqual(process.stdout.readline(), "The new KEK is in the key cache\n")
+        process.stdout.close()
+        self.assertIn("Standard output can't be written", process.stderr.read())
+        process.stdin.close()
+        process.stderr.close()
+        self.assertEqual((process.wait(), self.state()), (1, ("old", {"old"}, ["old"])))
 
     def test_failed_removal_of_the_old_key_undoes_the_rotation(self):
         self.tool("fail", "RemoveKeyFromKeyCache", "--throw", "on purpose", "--times", 1)
