@@ -4,7 +4,6 @@
 
 #include "embedded_host/scenario/node.h"
 #include "embedded_host/scenario/scenario.h"
-#include "embedded_host/store/store.h"
 #include "embedded_host/tool/json_text.h"
 
 namespace quelt {
@@ -141,12 +140,8 @@ std::string Text(const json& value) { return Printable(JsonText(value)); }
 
 }  // namespace
 
-HostDump DumpHost(bool withSecrets) {
-  HostDump dump;
-  Store::Instance().Snapshot([&](Connection& db) {
-    dump.whole = DumpScenario(db, true);
-    dump.shown = DumpScenario(db, withSecrets);
-  });
+HostDump DumpHost(Connection& db, bool withSecrets) {
+  HostDump dump{DumpScenario(db, true), DumpScenario(db, withSecrets)};
   // A dump needs wrapped DEKs to load back; a list of changes does not.
   if (const auto disks = dump.shown.find("disks"); !withSecrets && disks != dump.shown.end()) {
     for (json& disk : *disks) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "embedded_host/store/connection.h"
 #include "embedded_host/tool/table.h"
 
 namespace quelt {
@@ -17,7 +18,7 @@ struct HostDump {
   nlohmann::json shown;
 };
 
-HostDump DumpHost(bool withSecrets);
+HostDump DumpHost(Connection& db, bool withSecrets);
 
 /// A value that was added, removed or changed. Secrets stand as "(secret)".
 struct Difference {

@@ -20,6 +20,7 @@
 #include "embedded_host/tool/command_process.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/differences.h"
+#include "embedded_host/tool/host_snapshot.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/scenario_file.h"
@@ -126,8 +127,8 @@ json ReportJson(int status, const std::vector<Difference>& differences,
 }
 
 void Report(const RunArguments& arguments, ReportStream& stream, int status,
-            const HostDump& before) {
-  const std::vector<Difference> differences = FindDifferences(before, DumpHost(arguments.secrets));
+            const HostSnapshot& before) {
+  const std::vector<Difference> differences = before.FindChanges(arguments.secrets);
   const std::vector<JournalRecord> records = ReadJournal();
   stream.Write([&](std::ostream& out, const Style& style) {
     if (arguments.asJson) {
@@ -172,7 +173,7 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
   if (!arguments.scenario.empty()) {
     LoadScenarioFile(std::exchange(scenario, {}));
   }
-  const HostDump before = DumpHost(arguments.secrets);
+  const HostSnapshot before(host.folder() + "/before.db");
   SwitchJournal(true);
   const int status = ExitStatus(command.front(), process.Run(command));
   Report(arguments, report, status, before);

@@ -225,6 +225,27 @@ class RunTest(hosts.HostTestCase):
         self.assertRegex(text, "^The command changed nothing.\n\nThe operations it caused")
         self.assertIn("GetHardwareSku", text)
 
+    @unittest.skipIf("LD_PRELOAD" in os.environ, "a sanitizer needs memory of its own")
+    def test_run_on_100000_agents_needs_at_most_250_mib(self):
+        agents = [{"uuid": "5f0c2a31-8d44-4b7e-9c15-%012x" % i, "type": "node",
+                   "address": "10.%d.%d.%d" % (i >> 16, i >> 8 & 255, i & 255),
+                   "interface": "storage0", "hostname": "host-%d.example" % i,
+                   "thumbprint": "%040x" % i} for i in range(100000)]
+        scenario = hosts.write("large.json", json.dumps({"agents": agents}, indent=2))
+        script = ("import pyquelt; pyquelt.RemoveUnicastAgent("
+                  "'{address}', '{uuid}', type='node')".format(**agents[-1]))
+        process = hosts.start([hosts.TOOL, "run", "--scenario", scenario, "--json", "--",
+                               sys.executable, "-c", script])
+        report = json.loads(process.stderr.read())
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.WEXITSTATUS(status)
+        process.communicate()
+        self.assertEqual((process.returncode, report["changes"]), (0, [
+            {"change": "removed", "before": dict(agents[-1], port=12321, isSupportUnicast=False,
+                                                 subClusterUuid=""),
+             "place": "/agents/{uuid},{address},12321".format(**agents[-1])}]))
+        self.assertLessEqual(usage.ru_maxrss, 250 * 1024)
+
     def test_signal_leaves_the_host_or_the_command_behind(self):
         folder = self.fresh_folder()
         unread, closed_pipe = os.pipe()
