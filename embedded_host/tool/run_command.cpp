@@ -23,6 +23,7 @@
 #include "embedded_host/tool/host_snapshot.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"
+#include "embedded_host/tool/progress.h"
 #include "embedded_host/tool/scenario_file.h"
 #include "embedded_host/tool/temporary_host.h"
 
@@ -128,7 +129,10 @@ json ReportJson(int status, const std::vector<Difference>& differences,
 
 void Report(const RunArguments& arguments, ReportStream& stream, int status,
             const HostSnapshot& before) {
-  const std::vector<Difference> differences = before.FindChanges(arguments.secrets);
+  const std::vector<Difference> differences = [&] {
+    const Progress progress("Comparing the host with its state before");
+    return before.FindChanges(arguments.secrets);
+  }();
   const std::vector<JournalRecord> records = ReadJournal();
   stream.Write([&](std::ostream& out, const Style& style) {
     if (arguments.asJson) {
@@ -160,6 +164,18 @@ int ExitStatus(const std::string& command, const CommandOutcome& outcome) {
       (command.empty() ? "\"\"" : command) + ": " + reason);
 }
 
+/// Creates the host from this scenario, or from the default one, and starts its journal.
+HostSnapshot PrepareHost(const std::string& folder, ScenarioFile scenario) {
+  Progress progress("Creating the host");
+  if (!scenario.name.empty()) {
+    LoadScenarioFile(std::move(scenario), progress);
+    progress.Begin("Copying the host's state for comparison");
+  }
+  HostSnapshot before(folder + "/before.db");
+  SwitchJournal(true);
+  return before;
+}
+
 /// Returns the command's exit status.
 int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
   ScenarioFile scenario;
@@ -170,11 +186,7 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
   const CommandProcess process;  // outlives the host: no signal may keep that from being removed
   const TemporaryHost host;
   setenv("QUELT_HOST_STATE", (host.folder() + "/host.db").c_str(), 1);
-  if (!arguments.scenario.empty()) {
-    LoadScenarioFile(std::exchange(scenario, {}));
-  }
-  const HostSnapshot before(host.folder() + "/before.db");
-  SwitchJournal(true);
+  const HostSnapshot before = PrepareHost(host.folder(), std::exchange(scenario, {}));
   const int status = ExitStatus(command.front(), process.Run(command));
   Report(arguments, report, status, before);
   return status;

@@ -33,7 +33,12 @@ void AddScenarioCommands(CLI::App& app) {
       "Faults end, and the journal is empty and off afterwards.\n\n"
       "Example:\n  quelt-host load three-disks.json");
   load.add_option_function<std::string>(
-          "FILE", [](const std::string& file) { LoadScenarioFile(ReadScenarioFile(file)); },
+          "FILE",
+          [](const std::string& file) {
+            ScenarioFile scenario = ReadScenarioFile(file);
+            Progress progress("Opening the host");
+            LoadScenarioFile(std::move(scenario), progress);
+          },
           "The scenario, a JSON document (-: standard input)")
       ->required();
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include "embedded_host/scenario/document.h"
 #include "embedded_host/scenario/scenario.h"
@@ -19,45 +20,37 @@ namespace quelt {
 
 namespace {
 
-/// A line that counts the rows while they are stored, on a terminal alone.
-class ProgressLine {
+/// Reports the rows that a connection stores to a Progress.
+class RowCounter {
  public:
-  explicit ProgressLine(Connection& db) : handle_(db.database().getHandle()) {
+  RowCounter(Connection& db, Progress& progress)
+      : handle_(db.database().getHandle()), progress_(progress) {
     constexpr int kSteps = 1'000'000;  // of SQLite's machine: some tens of milliseconds
-    if (isatty(STDERR_FILENO) != 0) {
-      sqlite3_progress_handler(handle_, kSteps, Show, this);
-    }
+    sqlite3_progress_handler(handle_, kSteps, Count, this);
   }
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
-  ~ProgressLine() {
-    sqlite3_progress_handler(handle_, 0, nullptr, nullptr);
-    if (shown_) {
-      std::cerr << "\r\x1b[K";
-    }
-  }
+  RowCounter(const RowCounter&) = delete;
+  RowCounter& operator=(const RowCounter&) = delete;
+  ~RowCounter() { sqlite3_progress_handler(handle_, 0, nullptr, nullptr); }
 
  private:
-  static int Show(void* line) {
-    auto& self = *static_cast<ProgressLine*>(line);
-    self.shown_ = true;
-    std::cerr << "\rLoading: " << sqlite3_total_changes(self.handle_) << " rows";
+  static int Count(void* counter) {
+    const auto& self = *static_cast<RowCounter*>(counter);
+    self.progress_.SetRows(sqlite3_total_changes(self.handle_));
     return 0;
   }
 
   sqlite3* const handle_;
-  bool shown_ = false;
+  Progress& progress_;
 };
 
-void ReportMissingSecrets(const ScenarioFile& scenario) {
+void ReportMissingSecrets(const ScenarioFile& scenario, Progress& progress) {
   std::string places;
   for (const std::string& place : MissingSecrets(scenario.document)) {
     places += (places.empty() ? "" : ", ") + place;
   }
   if (!places.empty()) {
-    std::cerr << Printable("quelt-host: " + scenario.name +
-                           ": dumped without secrets; missing: " + places)
-              << '\n';
+    progress.PrintLine(
+        Printable("quelt-host: " + scenario.name + ": dumped without secrets; missing: " + places));
   }
 }
 
@@ -73,6 +66,10 @@ ScenarioFile ReadScenarioFile(const std::string& file) {
     }
   }
   const std::string name = isStandardInput ? "standard input" : file;
+  std::optional<Progress> progress;
+  if (!isStandardInput || isatty(STDIN_FILENO) == 0) {
+    progress.emplace("Reading the scenario");
+  }
   try {
     return {name, ParseDocument(isStandardInput ? std::cin : opened)};
   } catch (const ScenarioError& failure) {
@@ -82,10 +79,11 @@ ScenarioFile ReadScenarioFile(const std::string& file) {
   }
 }
 
-void LoadScenarioFile(const ScenarioFile& scenario) {
+void LoadScenarioFile(ScenarioFile scenario, Progress& progress) {
+  progress.Begin("Loading the scenario");
   try {
     ChangeSwitches([&](Connection& db) {
-      const ProgressLine progress(db);
+      const RowCounter counter(db, progress);
       ClearTables(db);
       LoadScenario(db, scenario.document);
     });
@@ -93,7 +91,7 @@ void LoadScenarioFile(const ScenarioFile& scenario) {
     throw ScenarioError(scenario.name + ": " + failure.what());
   }
   Store::Instance().Read(EmptyLog);
-  ReportMissingSecrets(scenario);
+  ReportMissingSecrets(scenario, progress);
 }
 
 }  // namespace quelt

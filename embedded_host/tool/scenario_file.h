@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "embedded_host/tool/progress.h"
+
 namespace quelt {
 
 /// A document and where it came from.
@@ -14,12 +16,13 @@ struct ScenarioFile {
 };
 
 /// Reads a file ("-": standard input). Throws ScenarioError: "<file>: line 3, column 13: <...>".
+/// Shows progress, unless the user types the text.
 ScenarioFile ReadScenarioFile(const std::string& file);
 
 /// Replaces the host's whole state by the scenario, or leaves it as it was and throws
-/// ScenarioError: "<file>: <place>: expected <...>". Faults and the journal begin anew too. On a
-/// terminal a line on standard error shows how far it is. Secrets that the scenario's dump left out
-/// are reported there.
-void LoadScenarioFile(const ScenarioFile& scenario);
+/// ScenarioError: "<file>: <place>: expected <...>". Faults and the journal begin anew too. Secrets
+/// that the scenario's dump left out are reported on standard error. When it returns, the
+/// document's memory is free.
+void LoadScenarioFile(ScenarioFile scenario, Progress& progress);
 
 }  // namespace quelt

@@ -191,6 +191,23 @@ class ShowTest(hosts.HostTestCase):
         self.assertNotIn("\x1b", self.tool("show"))
 
 
+class ProgressTest(hosts.HostTestCase):
+
+    def test_terminal_shows_work_of_more_than_a_second(self):
+        main, terminal = pty.openpty()
+        process = subprocess.Popen([hosts.TOOL, "load", "-"], stdin=subprocess.PIPE,
+                                   stderr=terminal)
+        text = b""
+        while b"Reading the scenario: 1 s" not in text:
+            text += os.read(main, 65536)
+        process.communicate(b'{"secretsOmitted": ["/keys"]}')
+        os.close(terminal)
+        text = os.read(main, 65536)
+        os.close(main)
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(text, b"(?s)^.*\r\x1b\\[Kquelt-host: standard input: .*: /keys\r\n$")
+
+
 class RunTest(hosts.HostTestCase):
 
     def test_run_reports_something_else_than_what_happened(self):
