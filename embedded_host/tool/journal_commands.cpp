@@ -1,14 +1,18 @@
 // journal start, stop, show, clear.
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "embedded_host/journal.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"
+#include "embedded_host/tool/operation_argument.h"
 
 namespace quelt {
 
@@ -16,8 +20,13 @@ namespace {
 
 using nlohmann::ordered_json;
 
-void Show(bool asJson) {
-  const std::vector<JournalRecord> records = ReadJournal();
+/// Shows the records of these operations, or of all if there are none.
+void Show(const std::vector<std::string>& operations, bool asJson) {
+  std::vector<JournalRecord> records = ReadJournal();
+  std::erase_if(records, [&](const JournalRecord& record) {
+    return !operations.empty() &&
+           std::count(operations.begin(), operations.end(), record.operation) == 0;
+  });
   if (asJson) {
     for (const JournalRecord& record : records) {
       std::cout << JsonText(RecordJson(record)) << '\n';
@@ -25,7 +34,8 @@ void Show(bool asJson) {
   } else if (!records.empty()) {
     PrintJournal(records, std::cout, Style(STDOUT_FILENO));
   } else {
-    std::cout << "Nothing is recorded; the journal is "
+    std::cout << (operations.empty() ? "Nothing" : "No such operation")
+              << " is recorded; the journal is "
               << (CurrentSwitches().journal ? "on.\n" : "off.\n");
   }
 }
@@ -49,11 +59,14 @@ void AddJournalCommands(CLI::App& app) {
   journal.add_subcommand("stop", "Record no longer; what is recorded stays")
       ->footer("Example:\n  quelt-host journal stop")
       ->callback([] { SwitchJournal(false); });
-  CLI::App& show = *journal.add_subcommand("show", "Print the records");
+  CLI::App& show =
+      *journal.add_subcommand("show", "Print the records: those of the operations, or all");
+  const auto operations = std::make_shared<std::vector<std::string>>();
+  show.add_option("OPERATION", *operations, "Names of operations")->check(OperationName());
   const auto asJson = std::make_shared<bool>(false);
   show.add_flag("--json", *asJson, "As JSON, one record a line");
   show.footer("Example:\n  quelt-host journal show --json | grep '\"outcome\":\"threw\"'");
-  show.callback([asJson] { Show(*asJson); });
+  show.callback([operations, asJson] { Show(*operations, *asJson); });
   journal.add_subcommand("clear", "Forget the records")
       ->footer("Example:\n  quelt-host journal clear")
       ->callback(ClearJournal);

@@ -60,6 +60,7 @@ MISTAKES = [
     (["show", "--", "x"], 2, ""),
     (["faults", "--state"], 2, "--state"),
     (["completion", "tcsh"], 2, ""),
+    (["journal", "show", "SetIloAut"], 2, "Did you mean SetIloAuth or GetIloAuth?"),
     (["fail"], 2, "OPERATION is required"),
     (["fail", "SetKekId"], 2, "the operations GetQueltPlugin, GetHostSystem, PersistKekId"),
     (["fail", "getkekid"], 2, "Did you mean GetConfiguredKekId?"),
@@ -317,7 +318,8 @@ class RunTest(hosts.HostTestCase):
     def test_command_has_other_signals_than_its_caller_or_its_failure_is_lost(self):
         command = ["grep", "^Sig[BI]", "/proc/self/status", "/nowhere"]
         for ignored in (), (signal.SIGCHLD, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
-            plain, run = (hosts.run(words, preexec_fn=lambda: [
+            plain, run = (hosts.start(words, preexec_fn=lambda: [
                 signal.signal(each, signal.SIG_IGN) for each in ignored])
                 for words in (command, [hosts.TOOL, "run", "--"] + command))
-            self.assertEqual((run.code, run.out), (2, plain.out))
+            self.assertEqual(run.communicate()[0], plain.communicate()[0])
+            self.assertEqual(run.returncode, 2)
