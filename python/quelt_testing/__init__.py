@@ -45,8 +45,8 @@ class ToolError(Exception):
 def tool_path():
     """The path of quelt-host. Raises ToolError when there is none."""
     path = os.environ.get("PYQUELT_TOOL")
-    here = os.path.dirname(os.path.abspath(__file__))
-    # Installed as <prefix>/lib/python3.x/site-packages/quelt_testing.py
+    here = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    # Installed as <prefix>/lib/python3.x/site-packages/quelt_testing/__init__.py
     beside = os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(here))), "bin")
     path = path or shutil.which("quelt-host", path=beside) or shutil.which("quelt-host")
     if path is None:
