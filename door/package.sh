@@ -27,6 +27,8 @@ try_wheel_tools() { # try_wheel_tools VENV
     local folder line
     "$1/bin/python" -m mypy.stubtest pyquelt --allowlist tests/stubs/allowlist.txt
     "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" tests/stubs
+    "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" \
+        -p quelt_testing
     folder=$(mktemp -d)
     printf '%s\n' 'def test_host(quelt_host):' \
         '    assert quelt_host.dump()["hardwareSku"] == "QS-2240-AF"' >"$folder/test_host.py"

@@ -114,7 +114,10 @@ class Watcher {
         HearParent();
       }
       if (sources[2].revents != 0) {
-        Terminate();
+        KillDescendants();
+        outcome_.status = SIGKILL;
+        Report();
+        _exit(1);
       }
     }
   }

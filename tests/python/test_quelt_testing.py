@@ -1,7 +1,12 @@
 """quelt_testing: what the author of a script's tests relies on."""
 
 import os
+import re
+import signal
+import subprocess
 import sys
+import tempfile
+import time
 import unittest
 
 import hosts
@@ -45,6 +50,28 @@ print(host.state)
 """
 
 
+GUIDE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs",
+                     "testing-your-scripts.md")
+
+# Has a pipe open, also in a session of its own, until it is terminated.
+ENDLESS = 'exec 3>"$0"; setsid sleep 60 >/dev/null 2>&1 & echo begun; echo x >&3; '
+
+# What a test process does before it ends or is killed.
+ENDS = [("host.run(*command)", lambda process: process.kill()),
+        ("host.run(*command)", lambda process: os.killpg(process.pid, signal.SIGKILL)),
+        ("host.run(*command, timeout=60)", lambda process: process.send_signal(signal.SIGINT)),
+        ("command[2] = command[2].replace('sleep 61', ''); host.run(*command)",
+         lambda process: process.stdin.close())]
+
+# Mistakes, and the exceptions that they raise.
+MISTAKES = [
+    (lambda host: host.fail("Nothing"), quelt_testing.ToolError, "No platform operation is called"),
+    (lambda host: host.journal("Nope"), quelt_testing.ToolError, "No platform operation is called"),
+    (lambda host: host.load({"no": 1}), quelt_testing.ToolError, "/no: expected one of these keys"),
+    (lambda host: host.run("/nowhere"), FileNotFoundError, "'/nowhere'"),
+    (lambda host: host.run("/etc/passwd"), PermissionError, "'/etc/passwd'")]
+
+
 class HostTest(unittest.TestCase):
 
     def test_host_begins_with_something_of_the_one_before(self):
@@ -73,14 +100,55 @@ class HostTest(unittest.TestCase):
                 with self.assertRaises(RuntimeError):
                     quelt_testing.Host().__enter__()
 
-    def test_failure_of_the_tool_is_hidden(self):
+    def test_mistake_raises_an_exception_that_names_it(self):
         with quelt_testing.Host() as host:
-            for call, text in ((lambda: host.fail("Nothing"), "No platform operation is called"),
-                               (lambda: host.load({"no": 1}), "/no: expected one of these keys")):
-                with self.assertRaisesRegex(quelt_testing.ToolError, text):
-                    call()
+            for call, kind, text in MISTAKES:
+                with self.assertRaisesRegex(kind, text):
+                    call(host)
             self.assertEqual(host.run_python("-c", "import sys; sys.exit(input())", input="bye"),
                              (1, "", "bye\n"))
+            self.assertEqual(host.run("sh", "-c", "kill -9 $$").code, -signal.SIGKILL)
+            result = host.run_python(
+                "-c", "import quelt_testing\ntry: quelt_testing.tool_path()\n"
+                "except quelt_testing.ToolError as error: print(error)",
+                env={"PYQUELT_TOOL": "/nope"})
+            self.assertIn("PYQUELT_TOOL is '/nope'", result.out)
+
+    def pipe(self):
+        """The path of a new pipe, its reading end, and a writing end."""
+        folder = tempfile.mkdtemp(dir=hosts.FOLDER)
+        path = os.path.join(folder, "pipe")
+        os.mkfifo(path)
+        reader = os.open(path, os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        os.set_blocking(reader, True)
+        return path, reader, os.open(path, os.O_WRONLY)
+
+    def test_time_limit_kills_the_script_and_what_it_started(self):
+        path, reader, writer = self.pipe()
+        os.close(writer)
+        with quelt_testing.Host() as host:
+            with self.assertRaises(subprocess.TimeoutExpired) as caught:
+                host.run("sh", "-c", ENDLESS + "sleep 61", path, timeout=2)
+        self.assertEqual((caught.exception.output, os.read(reader, 9), os.read(reader, 9)),
+                         ("begun\n", b"x\n", b""))
+
+    def test_end_of_the_test_process_leaves_no_process_running(self):
+        for script, end in ENDS:
+            path, reader, writer = self.pipe()
+            process = hosts.start_python(
+                "import sys, quelt_testing\ncommand = ['sh', '-c'] + sys.argv[1:]\n"
+                "with quelt_testing.Host() as host: {}\ninput()".format(script),
+                ENDLESS + "sleep 61", path, start_new_session=True)
+            self.assertEqual(os.read(reader, 9), b"x\n")
+            os.close(writer)
+            end(process)
+            begun = time.time()
+            self.assertEqual(os.read(reader, 9), b"", script)
+            self.assertLess(time.time() - begun, 30, script)
+            process.wait()
+            for stream in process.stdin, process.stdout, process.stderr:
+                stream.close()
 
     def test_call_on_another_host_goes_unnoticed(self):
         result = hosts.run_python(
@@ -105,13 +173,21 @@ class HostTest(unittest.TestCase):
         self.assertEqual((result.out.strip(), result.err),
                          (ascii(u'GetHardwareSku: throw "gr\xfc\xdf"\n'), ""))
 
-    def test_fixture_differs_from_the_context_manager(self):
+    def test_fixture_and_the_guides_tests_pass_from_any_folder(self):
         if hosts.run([sys.executable, "-c", "import pytest"]).code != 0:
             self.skipTest("there is no pytest")
         folder = os.path.join(hosts.FOLDER, "suite")
         os.mkdir(folder)
         hosts.write("suite/conftest.py", 'pytest_plugins = "quelt_testing"\n')
         hosts.write("suite/test_it.py", PYTEST_FILE)
-        result = hosts.run([sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider"],
-                           cwd=folder)
-        self.assertIn("2 passed", result.out, result.out + result.err)
+        # The guide's script, its two tests, and its scenario.
+        with open(GUIDE) as file:
+            guide = file.read()
+        script, test, fix, fixture_test = re.findall(r"(?s)```python\n(.*?)```", guide)
+        hosts.write("suite/two-keks.json", re.search(r"(?s)```json\n(.*?)```", guide).group(1))
+        hosts.write("suite/unlock.py", re.sub(r"(?m)^    pyquelt.Set(.*\n){2}", fix, script))
+        hosts.write("suite/test_unlock.py", test)
+        hosts.write("suite/test_fixture.py", fixture_test)
+        result = hosts.run([sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider", folder],
+                           cwd="/")
+        self.assertIn("4 passed", result.out, result.out + result.err)

@@ -1,6 +1,7 @@
 """A mistake on each marked line: a strict checker complains of a mark that hides nothing."""
 
 import pyquelt
+import quelt_testing
 
 
 def mistakes(disk: str) -> bytes:
@@ -15,4 +16,7 @@ def mistakes(disk: str) -> bytes:
     pyquelt.GetKmsPasswordFromConfigStore("kek", "kmip").upper()  # type: ignore[union-attr]
     pyquelt.OBJ_ALLOC_TYPE_THIN = 1  # type: ignore[misc]
     pyquelt.__version__  # type: ignore[attr-defined]
+    quelt_testing.run("true").code.upper()  # type: ignore[attr-defined]
+    quelt_testing.Host(1)  # type: ignore[arg-type]
+    quelt_testing.Host().run_python("script.py", time=1)  # type: ignore[call-arg]
     return pyquelt.GetHardwareSku()  # type: ignore[return-value]
