@@ -139,7 +139,7 @@ class HostTest(unittest.TestCase):
             process = hosts.start_python(
                 "import sys, quelt_testing\ncommand = ['sh', '-c'] + sys.argv[1:]\n"
                 "with quelt_testing.Host() as host: {}\ninput()".format(script),
-                ENDLESS + "sleep 61", path, start_new_session=True)
+                ENDLESS + "sleep 61", path, start_new_session=True, env={"TMPDIR": hosts.FOLDER})
             self.assertEqual(os.read(reader, 9), b"x\n")
             os.close(writer)
             end(process)
