@@ -325,7 +325,7 @@ class KmsTest(hosts.HostTestCase):
             dump = hosts.quelt_host("dump").out
             for output in (dump, self.tool("show"), self.tool("journal", "show", "--json")):
                 self.assertNotIn(client["key"].split("\n")[1], output)
-            self.load(dump)
+            self.assertEqual(hosts.quelt_host("load", "-", input=dump).code, 0)
             self.assertIn("no key of the client certificate is configured, and the server requires "
                           "one", pyquelt.CheckKmsStatus("c", "key", 20)["reason"])
 

@@ -188,8 +188,12 @@ void Dump(Connection& db, bool withSecrets, json& document) {
   while (clients.Next()) {
     json& client = document["kms"]["clientCertificates"][clients.Text(0)];
     client["certificate"] = clients.Text(1);
-    if (withSecrets && !clients.Blob(2).empty()) {
-      client["key"] = clients.Text(2);
+    if (!clients.Blob(2).empty()) {
+      if (withSecrets) {
+        client["key"] = clients.Text(2);
+      } else {
+        OmitSecret(document, "/kms/clientCertificates/" + EscapedKey(clients.Text(0)) + "/key");
+      }
     }
   }
   for (const std::string& certificate : TrustedCertificates(db)) {
