@@ -131,14 +131,14 @@ class KeywordChangesTest(scripted.ScriptedTestCase):
                         answers, **{waiting: answer})), expected)
                 self.assertTrue(changes.reused)
 
-    def test_code_that_the_parser_calls_changes_a_keyword_argument(self):
+    def test_call_keeps_its_arguments_when_code_run_by_the_parser_changes_them(self):
         for call in CALLS:
             for name in call[1]:
                 self.check(call, by_keyword, name)
                 if name in FLAGS:
                     self.check(call, by_flag, name)
 
-    def test_another_thread_changes_a_keyword_argument_during_an_operation(self):
+    def test_call_keeps_its_arguments_when_another_thread_changes_them(self):
         for call in CALLS:
             self.check(call, by_thread, call[2])
 
