@@ -16,8 +16,11 @@ namespace {
 using nlohmann::json;
 
 void Dump(bool withSecrets) {
-  const json document =
-      Store::Instance().Snapshot([&](Connection& db) { return DumpScenario(db, withSecrets); });
+  const json document = [&] {
+    const Progress progress("Reading the host");
+    return Store::Instance().Snapshot(
+        [&](Connection& db) { return DumpScenario(db, withSecrets); });
+  }();
   std::cout << JsonText(document, 2) << '\n';
   if (!MissingSecrets(document).empty()) {
     std::cerr << "Keys, DEKs and passwords are left out; with --secrets they are printed too.\n";

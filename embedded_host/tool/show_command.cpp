@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "embedded_host/journal.h"
+#include "embedded_host/kms/certificate_summary.h"
 #include "embedded_host/objects/space.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/faults.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/json_text.h"
+#include "embedded_host/tool/progress.h"
 #include "embedded_host/tool/table.h"
 
 namespace quelt {
@@ -31,7 +33,9 @@ struct Glance {
   std::string path;
   json host;  ///< the dump without secrets
   Space space;
-  std::int64_t cachedKeys = 0;
+  json cachedKeys = json::array();           ///< id, attribute and length of each
+  json trustedCertificates = json::array();  ///< a summary of each
+  json clientCertificates = json::array();   ///< the same
   std::int64_t journalRecords = 0;
   bool journal = false;
   std::vector<std::string> faults;
@@ -42,16 +46,58 @@ std::int64_t Count(Connection& db, const char* query) {
   return rows.Next() ? rows.Integer(0) : 0;
 }
 
+json CachedKeys(Connection& db) {
+  json keys = json::array();
+  Rows rows = db.Query("SELECT id, attribute, length(key) FROM cached_key ORDER BY id");
+  while (rows.Next()) {
+    keys.push_back(
+        {{"id", rows.Text(0)}, {"attribute", rows.Text(1)}, {"length", rows.Integer(2)}});
+  }
+  return keys;
+}
+
+/// The first certificate of a text; the others of a chain are its issuers'.
+json CertificateJson(const json& text) {
+  const CertificateSummary summary = Summarize(*ReadCertificates(text.get<std::string>()).front());
+  return {{"subject", summary.subject},
+          {"validFrom", summary.validFrom},
+          {"validUntil", summary.validUntil},
+          {"fingerprint", summary.fingerprint}};
+}
+
+json TrustedCertificates(const json& host) {
+  json certificates = json::array();
+  const json kms = host.value("kms", json::object());
+  for (const json& text : kms.value("trustedCertificates", json::array())) {
+    certificates.push_back(CertificateJson(text));
+  }
+  return certificates;
+}
+
+json ClientCertificates(const json& host) {
+  json certificates = json::array();
+  const json kms = host.value("kms", json::object());
+  const json clients = kms.value("clientCertificates", json::object());
+  for (const auto& [cluster, client] : clients.items()) {
+    certificates.push_back(CertificateJson(client.at("certificate")));
+    certificates.back()["kmipClusterId"] = cluster;
+  }
+  return certificates;
+}
+
 Glance LookAtHost() {
+  const Progress progress("Reading the host");
   Glance glance;
   Store store = Store::Instance();
   glance.path = store.path();
   store.Snapshot([&](Connection& db) {
     glance.host = DumpScenario(db, false);
     glance.space = ReadSpace(db);
-    glance.cachedKeys = Count(db, "SELECT count(*) FROM cached_key");
+    glance.cachedKeys = CachedKeys(db);
     glance.journalRecords = Count(db, "SELECT count(*) FROM journal");
   });
+  glance.trustedCertificates = TrustedCertificates(glance.host);
+  glance.clientCertificates = ClientCertificates(glance.host);
   glance.journal = CurrentSwitches().journal;
   for (const NamedFault& fault : ListFaults()) {
     glance.faults.push_back(fault.first);
@@ -63,7 +109,10 @@ json GlanceJson(const Glance& glance) {
   const Space& space = glance.space;
   return {{"state", glance.path},
           {"host", glance.host},
-          {"cachedKeys", glance.cachedKeys},
+          {"cachedKeys", glance.cachedKeys.size()},
+          {"keys", glance.cachedKeys},
+          {"trustedCertificates", glance.trustedCertificates},
+          {"clientCertificates", glance.clientCertificates},
           {"space",
            {{"physicalCapacity", space.physicalCapacity},
             {"physicalUsed", space.PhysicalUsed()},
@@ -95,28 +144,99 @@ Column Size(const char* heading, const char* key) {
   return {heading, [key](const json& item) { return SizeText(item.value(key, std::int64_t{0})); }};
 }
 
-/// A list of the dump as a table with a title; long lists are cut.
-void PrintList(const Glance& glance, const char* title, const char* key,
-               const std::vector<Column>& columns, const Style& style) {
-  const json items = glance.host.value(key, json::array());
-  std::cout << '\n' << style.Bold(title) << " (" << items.size() << ")\n";
-  if (items.empty()) {
-    return;
+/// Prints lists as tables with titles.
+class ListPrinter {
+ public:
+  ListPrinter(bool all, const Style& style) : all_(all), style_(style) {}
+
+  void Print(const char* title, const json& items, const std::vector<Column>& columns) const {
+    std::cout << '\n' << style_.Bold(title) << " (" << items.size() << ")\n";
+    if (items.empty()) {
+      return;
+    }
+    const auto cells = [&](const auto& cell) {
+      std::vector<std::string> texts(columns.size());
+      std::transform(columns.begin(), columns.end(), texts.begin(), cell);
+      return texts;
+    };
+    Table table(cells([](const Column& column) { return column.heading; }));
+    const std::size_t shown = all_ ? items.size() : std::min(items.size(), kMostRows);
+    for (std::size_t i = 0; i < shown; ++i) {
+      table.Add(cells([&](const Column& column) { return column.cell(items[i]); }));
+    }
+    table.Print(std::cout, style_);
+    if (items.size() > shown) {
+      std::cout << "... and " << items.size() - shown << " more; --all shows them\n";
+    }
   }
-  const auto cells = [&](const auto& cell) {
-    std::vector<std::string> texts(columns.size());
-    std::transform(columns.begin(), columns.end(), texts.begin(), cell);
-    return texts;
-  };
-  Table table(cells([](const Column& column) { return column.heading; }));
-  const std::size_t shown = std::min(items.size(), kMostRows);
-  for (std::size_t i = 0; i < shown; ++i) {
-    table.Add(cells([&](const Column& column) { return column.cell(items[i]); }));
+
+ private:
+  const bool all_;
+  const Style& style_;
+};
+
+json List(const json& object, const char* key) { return object.value(key, json::array()); }
+
+/// First-tier disks with their facts in one text.
+json FirstTierDisks(const json& host) {
+  json disks = json::array();
+  const json facts = host.value("t1Disks", json::object());
+  for (const auto& [name, values] : facts.items()) {
+    std::string text;
+    for (const auto& [fact, value] : values.items()) {
+      text += (text.empty() ? "" : ", ") + fact + " " + value.dump();
+    }
+    disks.push_back({{"name", name}, {"facts", text}});
   }
-  table.Print(std::cout, style);
-  if (items.size() > shown) {
-    std::cout << "... and " << items.size() - shown << " more; quelt-host dump prints all\n";
+  return disks;
+}
+
+/// The keys of all KMIP clusters.
+json KmipKeys(const json& kms) {
+  json keys = json::array();
+  const json clusters = kms.value("keys", json::object());
+  for (const auto& [cluster, ids] : clusters.items()) {
+    for (const json& id : ids) {
+      keys.push_back({{"cluster", cluster}, {"id", id}});
+    }
   }
+  return keys;
+}
+
+void PrintLists(const Glance& glance, const ListPrinter& printer) {
+  const json& host = glance.host;
+  const json kms = host.value("kms", json::object());
+  const std::vector<Column> agent = {Plain("NODE", "uuid"),           Plain("TYPE", "type"),
+                                     Plain("ADDRESS", "address"),     Plain(">PORT", "port"),
+                                     Plain("INTERFACE", "interface"), Plain("HOST", "hostname")};
+  printer.Print("Disks", List(host, "disks"),
+                {Plain("NAME", "name"), Plain("UUID", "uuid"), Plain("ENCRYPTED", "encrypted"),
+                 Plain("KEK", "kekId"), Plain("KMIP CLUSTER", "clusterId")});
+  printer.Print("First-tier disks", FirstTierDisks(host),
+                {Plain("NAME", "name"), Plain("FACTS", "facts")});
+  printer.Print("Disk groups", List(host, "diskGroups"),
+                {Plain("NAME", "name"), Plain(">FORMAT", "formatVersion"),
+                 Plain("FIRST-TIER DISKS", "t1Disks")});
+  printer.Print("Cached keys", glance.cachedKeys,
+                {Plain("ID", "id"), Plain("ATTRIBUTE", "attribute"), Plain(">BYTES", "length")});
+  printer.Print("Key servers", List(kms, "servers"),
+                {Plain("NAME", "name"), Plain("KMIP CLUSTER", "kmipClusterId"),
+                 Plain("ADDRESS", "address"), Plain(">PORT", "port"), Plain("USER", "userName")});
+  printer.Print("KMIP keys", KmipKeys(kms), {Plain("KMIP CLUSTER", "cluster"), Plain("ID", "id")});
+  std::vector<Column> certificate = {Plain("SUBJECT", "subject"), Plain("VALID FROM", "validFrom"),
+                                     Plain("VALID UNTIL", "validUntil"),
+                                     Plain("SHA-256", "fingerprint")};
+  printer.Print("Trusted certificates", glance.trustedCertificates, certificate);
+  certificate.insert(certificate.begin(), Plain("KMIP CLUSTER", "kmipClusterId"));
+  printer.Print("Client certificates", glance.clientCertificates, certificate);
+  printer.Print("Unicast agents", List(host, "agents"), agent);
+  printer.Print("Recorded agents", List(host, "recordedAgents"), agent);
+  printer.Print("Storage interfaces", List(host, "interfaces"),
+                {Plain("NAME", "name"), Plain("TRAFFIC", "trafficType"), Plain("UUID", "uuid")});
+  printer.Print(
+      "Objects", List(host, "objects"),
+      {Plain("UUID", "uuid"), Plain("NAME", "friendlyName"), Plain("CLASS", "class"),
+       Plain("ALLOCATION", "allocType"), Size(">SIZE", "size"), Plain("ACCESSIBLE", "accessible")});
 }
 
 std::string OnOff(bool on) { return on ? "on" : "off"; }
@@ -140,7 +260,7 @@ std::string EncryptionText(const Glance& glance) {
       disks.begin(), disks.end(), [](const json& disk) { return disk.value("encrypted", false); });
   return std::to_string(encrypted) + " of " + std::to_string(disks.size()) + " disks, KEK " +
          Cell(glance.host, "kekId") + ", host key " + Cell(glance.host, "hostKeyId") + ", " +
-         std::to_string(glance.cachedKeys) + " keys in the cache";
+         std::to_string(glance.cachedKeys.size()) + " keys in the cache";
 }
 
 std::string FaultsText(const std::vector<std::string>& faults) {
@@ -159,7 +279,7 @@ std::string UsedText(std::int64_t used, std::int64_t capacity) {
   return SizeText(used) + " of " + SizeText(capacity) + " used (" + std::to_string(percent) + " %)";
 }
 
-void PrintGlance(const Glance& glance) {
+void PrintGlance(const Glance& glance, bool all) {
   const Style style(STDOUT_FILENO);
   const auto line = [&](const char* title, const std::string& text) {
     std::cout << style.Bold(title) << std::string(17 - std::string(title).size(), ' ') << text
@@ -176,25 +296,7 @@ void PrintGlance(const Glance& glance) {
   line("Faults", glance.faults.empty() ? "none" : style.Yellow(FaultsText(glance.faults)));
   line("Journal",
        OnOff(glance.journal) + ", " + std::to_string(glance.journalRecords) + " records");
-  PrintList(glance, "Disks", "disks",
-            {Plain("NAME", "name"), Plain("UUID", "uuid"), Plain("ENCRYPTED", "encrypted"),
-             Plain("KEK", "kekId"), Plain("KMIP CLUSTER", "clusterId")},
-            style);
-  PrintList(glance, "Disk groups", "diskGroups",
-            {Plain("NAME", "name"), Plain(">FORMAT", "formatVersion"),
-             Plain("FIRST-TIER DISKS", "t1Disks")},
-            style);
-  PrintList(glance, "Unicast agents", "agents",
-            {Plain("NODE", "uuid"), Plain("TYPE", "type"), Plain("ADDRESS", "address"),
-             Plain(">PORT", "port"), Plain("INTERFACE", "interface"), Plain("HOST", "hostname")},
-            style);
-  PrintList(glance, "Storage interfaces", "interfaces",
-            {Plain("NAME", "name"), Plain("TRAFFIC", "trafficType"), Plain("UUID", "uuid")}, style);
-  PrintList(
-      glance, "Objects", "objects",
-      {Plain("UUID", "uuid"), Plain("NAME", "friendlyName"), Plain("CLASS", "class"),
-       Plain("ALLOCATION", "allocType"), Size(">SIZE", "size"), Plain("ACCESSIBLE", "accessible")},
-      style);
+  PrintLists(glance, ListPrinter(all, style));
 }
 
 }  // namespace
@@ -203,13 +305,15 @@ void AddShowCommand(CLI::App& app) {
   CLI::App& command = *app.add_subcommand("show", "Show the host at a glance");
   const auto asJson = std::make_shared<bool>(false);
   command.add_flag("--json", *asJson, "As one JSON object, with nothing left out but secrets");
+  const auto all = std::make_shared<bool>(false);
+  command.add_flag("--all", *all, "With all rows of each list, not only the first 20");
   command.footer("Example:\n  quelt-host show");
-  command.callback([asJson] {
+  command.callback([asJson, all] {
     const Glance glance = LookAtHost();
     if (*asJson) {
       std::cout << JsonText(GlanceJson(glance), 2) << '\n';
     } else {
-      PrintGlance(glance);
+      PrintGlance(glance, *all);
     }
   });
 }

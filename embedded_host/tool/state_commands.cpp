@@ -8,6 +8,7 @@
 #include "embedded_host/store/state_file.h"
 #include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
+#include "embedded_host/tool/progress.h"
 
 namespace quelt {
 
@@ -20,6 +21,7 @@ void Init() {
 }
 
 void LoadDefault() {
+  const Progress progress("Loading the default scenario");
   ChangeSwitches([](Connection& db) {
     ClearTables(db);
     LoadScenario(db, DefaultScenario());

@@ -160,7 +160,7 @@ class DocumentationTest(hosts.HostTestCase):
 
 class ShowTest(hosts.HostTestCase):
 
-    def test_glance_differs_from_the_host_or_shows_a_secret(self):
+    def test_show_agrees_with_the_host_and_contains_no_secret(self):
         pyquelt.CacheKey("another", "", "topsecret")
         self.tool("fail", "GetIloAuth")
         shown = json.loads(self.tool("show", "--json"))
@@ -171,13 +171,26 @@ class ShowTest(hosts.HostTestCase):
         text = self.tool("show")
         self.assertNotIn("topsecret", text)
         for part in (hosts.STATE, "QS-2240-AF", "2 of 4 disks", "3 keys", "GetIloAuth",
-                     "Unicast agents (3)", "Objects (8)", "200.0 GiB", "web-01-disk-0"):
+                     "Unicast agents (3)", "Objects (8)", "200.0 GiB", "web-01-disk-0",
+                     "kms-2  kmip-a        127.0.0.1  5697", "kek-2026-01" + 27 * " " + "KEK",
+                     "capacityGiB 1490, formatVersion 12, healthy 0"):
             self.assertIn(part, text)
+        self.tool("load", os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                       "data", "everything.json"))
+        text = self.tool("show")
+        time = r"  \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"
+        for start in r"\nCN=kms.example *", r"\nkmip-a +CN=[^ ]+ *":
+            self.assertRegex(text, start + time + time + "  [0-9a-f]{64}\n")
+        for secret in "secret-", "5ec3e7", "PRIVATE KEY":
+            self.assertNotIn(secret, text)
         agents = [{"uuid": str(i), "type": "node", "address": "192.0.2.1"} for i in range(25)]
         self.tool("load", "-", input=json.dumps({"agents": agents}))
         text = self.tool("show")
         self.assertIn("Unicast agents (25)", text)
-        self.assertIn("... and 5 more", text)
+        self.assertIn("... and 5 more; --all shows them\n", text)
+        every = self.tool("show", "--all")
+        self.assertEqual(every.count("192.0.2.1"), 25)
+        self.assertNotIn(" more; ", every)
 
     def test_colours_reach_a_file_or_unwilling_eyes(self):
         for extra, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"NO_COLOR": ""}, True)):
