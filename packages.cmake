@@ -1,5 +1,5 @@
 # What a package carries beside the product: a record of the distribution for Python, and what the
-# Debian package says of itself (cpack -G DEB, in a folder configured as door/package.sh does).
+# Debian package says of itself (cpack -G DEB, in a folder configured as scripts/package.sh does).
 
 # --- for Python: pip and importlib know the installed pyquelt, pytest finds its plug-in -----------
 if(NOT SKBUILD)  # whoever builds a wheel writes its own

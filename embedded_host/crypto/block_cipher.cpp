@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "embedded_host/crypto/openssl.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/operation.h"
 #include "platform/quelt_util.h"
 
 namespace quelt {

@@ -5,7 +5,7 @@
 
 #include "embedded_host/crypto/key_cache.h"
 #include "embedded_host/crypto/wrapping.h"
-#include "embedded_host/uuid_text.h"
+#include "embedded_host/text/uuid_text.h"
 #include "platform/exception.h"
 
 namespace quelt {

@@ -3,9 +3,9 @@
 
 #include "embedded_host/crypto/disk.h"
 #include "embedded_host/crypto/key_cache.h"
-#include "embedded_host/host_system.h"
-#include "embedded_host/operation.h"
-#include "embedded_host/uuid_text.h"
+#include "embedded_host/operation/host_system.h"
+#include "embedded_host/operation/operation.h"
+#include "embedded_host/text/uuid_text.h"
 #include "platform/quelt_util.h"
 
 namespace quelt {

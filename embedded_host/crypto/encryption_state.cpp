@@ -2,8 +2,8 @@
 #include "embedded_host/crypto/disk.h"
 #include "embedded_host/crypto/key_cache.h"
 #include "embedded_host/crypto/wrapping.h"
-#include "embedded_host/host_system.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/host_system.h"
+#include "embedded_host/operation/operation.h"
 #include "embedded_host/store/settings.h"
 
 namespace quelt {

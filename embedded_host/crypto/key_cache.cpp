@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/operation.h"
 #include "platform/exception.h"
 #include "platform/quelt_util.h"
 

@@ -1,6 +1,6 @@
 // The KEK id and the host key id: single settings, "" until set.
-#include "embedded_host/host_system.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/host_system.h"
+#include "embedded_host/operation/operation.h"
 #include "embedded_host/store/settings.h"
 
 namespace quelt {

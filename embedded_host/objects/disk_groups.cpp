@@ -1,8 +1,8 @@
 // Disk groups with their format versions, and the facts of first-tier disks.
 #include <algorithm>
 
-#include "embedded_host/host_system.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/host_system.h"
+#include "embedded_host/operation/operation.h"
 #include "embedded_host/store/settings.h"
 
 namespace quelt {

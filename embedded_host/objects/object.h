@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "embedded_host/store/connection.h"
-#include "embedded_host/uuid_text.h"
+#include "embedded_host/text/uuid_text.h"
 
 namespace quelt {
 

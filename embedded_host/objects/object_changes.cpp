@@ -14,7 +14,7 @@
 #include "embedded_host/objects/object.h"
 #include "embedded_host/objects/space.h"
 #include "embedded_host/objects/statuses.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/operation.h"
 #include "platform/object_library.h"
 
 namespace quelt {

@@ -11,7 +11,7 @@
 
 #include "embedded_host/objects/object.h"
 #include "embedded_host/objects/statuses.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/operation.h"
 #include "platform/quelt_util.h"
 
 /// An object's descriptor, read together with its parameters.

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "embedded_host/objects/object.h"
-#include "embedded_host/operation.h"
+#include "embedded_host/operation/operation.h"
 #include "platform/quelt_util.h"
 
 namespace quelt {

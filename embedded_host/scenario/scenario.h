@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "embedded_host/scenario/node.h"
+#include "embedded_host/document/node.h"
 #include "embedded_host/store/connection.h"
 
 namespace quelt {

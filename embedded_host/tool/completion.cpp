@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "embedded_host/operation_names.h"
+#include "embedded_host/operation/operation_names.h"
 
 namespace quelt {
 

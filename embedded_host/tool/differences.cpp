@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "embedded_host/scenario/node.h"
+#include "embedded_host/document/node.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/tool/json_text.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "embedded_host/store/faults.h"
+#include "embedded_host/operation/faults.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/operation_argument.h"

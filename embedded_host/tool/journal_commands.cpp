@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "embedded_host/journal.h"
-#include "embedded_host/store/switches.h"
+#include "embedded_host/operation/journal.h"
+#include "embedded_host/operation/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "embedded_host/journal.h"
+#include "embedded_host/operation/journal.h"
 #include "embedded_host/tool/table.h"
 
 namespace quelt {

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "embedded_host/operation_names.h"
+#include "embedded_host/operation/operation_names.h"
 #include "embedded_host/tool/suggestions.h"
 #include "function_operations.inc"
 

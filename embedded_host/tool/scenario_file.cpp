@@ -8,12 +8,12 @@
 #include <iostream>
 #include <optional>
 
-#include "embedded_host/scenario/document.h"
+#include "embedded_host/document/parse.h"
+#include "embedded_host/operation/switches.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
-#include "embedded_host/store/switches.h"
 #include "embedded_host/tool/table.h"
 
 namespace quelt {

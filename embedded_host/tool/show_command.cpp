@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "embedded_host/journal.h"
-#include "embedded_host/kms/certificate_summary.h"
+#include "embedded_host/crypto/kms/certificate_summary.h"
 #include "embedded_host/objects/space.h"
+#include "embedded_host/operation/faults.h"
+#include "embedded_host/operation/journal.h"
+#include "embedded_host/operation/switches.h"
 #include "embedded_host/scenario/scenario.h"
-#include "embedded_host/store/faults.h"
-#include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/progress.h"

@@ -1,12 +1,12 @@
 // init and reset: the state as a whole.
 #include <iostream>
 
+#include "embedded_host/operation/switches.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/creation.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
-#include "embedded_host/store/switches.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/progress.h"
 

@@ -17,13 +17,13 @@
 #include <set>
 
 #include "embedded_host/crypto/disk.h"
-#include "embedded_host/host_system.h"
-#include "embedded_host/journal.h"
+#include "embedded_host/operation/faults.h"
+#include "embedded_host/operation/host_system.h"
+#include "embedded_host/operation/journal.h"
+#include "embedded_host/operation/switches.h"
 #include "embedded_host/scenario/scenario.h"
-#include "embedded_host/store/faults.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
-#include "embedded_host/store/switches.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 #include "platform/object_library.h"

@@ -1,5 +1,5 @@
 // Addresses: what is accepted has one normal form, which reads as the same address.
-#include "embedded_host/addresses.h"
+#include "embedded_host/text/addresses.h"
 #include "tests/fuzz/fuzz.h"
 
 using HostCtl::Quelt::QueltIpAddress;

@@ -1,6 +1,6 @@
 // Certificate texts: a rejection is the host library's exception, and accepted texts have one
 // normal form, which reads as the same certificates.
-#include "embedded_host/kms/certificate.h"
+#include "embedded_host/crypto/kms/certificate.h"
 
 #include <algorithm>
 

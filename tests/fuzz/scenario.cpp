@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "embedded_host/scenario/document.h"
+#include "embedded_host/document/parse.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
 #include "embedded_host/store/transaction.h"

@@ -1,4 +1,4 @@
-"""What the commands of ./run share (door/common.sh)."""
+"""What the commands of ./run share (scripts/common.sh)."""
 
 import os
 import subprocess
@@ -37,7 +37,7 @@ class RunScriptTest(hosts.HostTestCase):
         log = subprocess.check_output([sys.executable, os.path.join(HERE, "run_tests.py"),
                                        "some_tests"], cwd=folder, stderr=subprocess.DEVNULL,
                                       env=dict(os.environ, PYTHONPATH=folder))
-        report = hosts.run(["bash", "-c", ". door/common.sh; report_skipped"], cwd=ROOT,
+        report = hosts.run(["bash", "-c", ". scripts/common.sh; report_skipped"], cwd=ROOT,
                            input=log.decode("ascii") + GOOGLETEST)
         self.assertEqual(report, (0, "\nSkipped tests:\n  some_tests.Test.test_one: no server here"
                                      "\n  Suite.Case: no such user\n", ""))

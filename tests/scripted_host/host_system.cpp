@@ -1,5 +1,5 @@
 // The plug-in and its operations object. The order of the releases is recorded too.
-#include "embedded_host/addresses.h"
+#include "embedded_host/text/addresses.h"
 #include "platform/plugin.h"
 #include "tests/scripted_host/script.h"
 

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <thread>
 
-#include "embedded_host/addresses.h"
+#include "embedded_host/text/addresses.h"
 #include "platform/exception.h"
 
 namespace scripted {

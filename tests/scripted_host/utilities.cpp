@@ -2,7 +2,7 @@
 // the script says what to return.
 #include <utility>
 
-#include "embedded_host/addresses.h"
+#include "embedded_host/text/addresses.h"
 #include "platform/config_store.h"
 #include "platform/quelt_util.h"
 #include "tests/scripted_host/script.h"

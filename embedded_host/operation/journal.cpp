@@ -1,0 +1,126 @@
+#include "embedded_host/operation/journal.h"
+
+#include <unistd.h>
+
+#include <exception>
+#include <iomanip>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "embedded_host/operation/switches.h"
+#include "embedded_host/store/store.h"
+
+namespace quelt {
+
+using nlohmann::json;
+using std::chrono::duration_cast;
+using std::chrono::microseconds;
+
+namespace {
+
+/// Whole characters of UTF-8, as far as they fit, and how much there was.
+std::string Cut(std::string_view text) {
+  if (text.size() <= kLongestJournalText) {
+    return std::string(text);
+  }
+  std::size_t end = kLongestJournalText;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+    --end;
+  }
+  return std::string(text.substr(0, end)) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+struct ToJson {
+  json operator()(std::string_view text) const { return Cut(text); }
+  json operator()(std::int64_t number) const { return number; }
+  json operator()(std::uint64_t number) const { return number; }
+  json operator()(bool flag) const { return flag; }
+  json operator()(Secret secret) const { return "(" + std::to_string(secret.bytes) + " bytes)"; }
+};
+
+/// A JSON object, put together here: the library's own objects allocate while they are destroyed,
+/// and end the process when they can't.
+std::string ArgumentsText(std::initializer_list<Argument> arguments) {
+  std::string object;
+  for (const Argument& argument : arguments) {
+    const json value = std::visit(ToJson(), argument.value);
+    object += (object.empty() ? "\"" : ",\"") + std::string(argument.name) + "\":" +
+              // What a script passes need not be UTF-8.
+              value.dump(-1, ' ', false, json::error_handler_t::replace);
+  }
+  return "{" + object + "}";
+}
+
+void Write(const JournalRecord& record) {
+  Store::Instance().Note([&](Connection& db) {
+    db.Execute(
+        "INSERT INTO journal (time, process, operation, arguments, outcome, message, duration) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?)",
+        record.time, record.process, record.operation, record.arguments, record.outcome,
+        record.message, record.duration);
+    db.Execute("DELETE FROM journal WHERE number <= last_insert_rowid() - ?", kMostJournalRecords);
+  });
+}
+
+}  // namespace
+
+JournalEntry::JournalEntry(OperationId operation, std::initializer_list<Argument> arguments)
+    : operation_(operation),
+      arguments_(arguments),
+      time_(std::chrono::system_clock::now()),
+      start_(std::chrono::steady_clock::now()) {}
+
+void JournalEntry::Threw() noexcept {
+  try {
+    throw;
+  } catch (const std::exception& failure) {
+    End("threw", failure.what());
+  } catch (...) {
+    End("threw", "(not a standard exception)");
+  }
+}
+
+std::string JournalEntry::StatusText(std::int64_t status) {
+  std::ostringstream text;
+  text << "status 0x" << std::hex << std::setw(8) << std::setfill('0')
+       << static_cast<std::uint32_t>(status);
+  return text.str();
+}
+
+void JournalEntry::End(const char* outcome, std::string_view message) noexcept {
+  const auto duration = std::chrono::steady_clock::now() - start_;
+  try {
+    Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(),
+           std::string(operation_.name()), ArgumentsText(arguments_), outcome, Cut(message),
+           duration_cast<microseconds>(duration).count()});
+  } catch (...) {
+    // The operation has ended: what is lost is the record.
+  }
+}
+
+void SwitchJournal(bool on) {
+  ChangeSwitches([&](Connection& db) {
+    db.Execute("INSERT OR REPLACE INTO switch (name, is_on) VALUES ('journal', ?)", on);
+  });
+}
+
+void ClearJournal() {
+  Store::Instance().Write([](Connection& db) { db.Execute("DELETE FROM journal"); });
+}
+
+std::vector<JournalRecord> ReadJournal() {
+  return Store::Instance().Read([](Connection& db) {
+    std::vector<JournalRecord> records;
+    Rows rows = db.Query(
+        "SELECT number, time, process, operation, arguments, outcome, message, duration "
+        "FROM journal ORDER BY number");
+    while (rows.Next()) {
+      records.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Text(3),
+                         rows.Text(4), rows.Text(5), rows.Text(6), rows.Integer(7)});
+    }
+    return records;
+  });
+}
+
+}  // namespace quelt

@@ -1,0 +1,44 @@
+#include "embedded_host/operation/operation.h"
+
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "embedded_host/operation/faults.h"
+
+namespace quelt {
+
+namespace {
+
+/// What a fault throws that is no std::exception.
+struct ThrownOnPurpose {};
+
+/// Lets the fault happen; false for a refusal.
+bool Suffer(const Fault& fault) {
+  std::this_thread::sleep_for(fault.delay);
+  switch (fault.kind) {
+    case Fault::Kind::kNone:
+      return true;
+    case Fault::Kind::kRefuse:
+      return false;
+    case Fault::Kind::kThrow:
+      throw HostCtl::Lib::Quelt::QueltCtlException(fault.message);
+    case Fault::Kind::kThrowStandard:
+      throw std::runtime_error(fault.message);
+    case Fault::Kind::kThrowUnknown:
+      throw ThrownOnPurpose();
+  }
+  return true;
+}
+
+}  // namespace
+
+bool Operation::Admit(const Switches& switches) const {
+  if (!switches.HasFault(id_)) {
+    return true;
+  }
+  const std::optional<Fault> fault = StrikingFault(id_);
+  return !fault || Suffer(*fault);
+}
+
+}  // namespace quelt

@@ -1,0 +1,127 @@
+// "agents", "recordedAgents", "cluster".
+#include <limits>
+
+#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/store/settings.h"
+#include "embedded_host/unicast/agents.h"
+
+namespace quelt {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr std::string_view kKeys[] = {"agents", "recordedAgents", "cluster"};
+
+struct AgentSection {
+  const char* key;
+  AgentList list;
+};
+constexpr AgentSection kAgentSections[] = {{"agents", AgentList::kMembership},
+                                           {"recordedAgents", AgentList::kRecorded}};
+
+/// The words for node types, by code.
+constexpr std::string_view kTypes[kNodeTypes] = {"node", "witness", "metadata", "remote"};
+
+std::int64_t ReadType(const Node& node) {
+  const std::string word = node.Text();
+  for (std::size_t code = 0; code < std::size(kTypes); ++code) {
+    if (word == kTypes[code]) {
+      return static_cast<std::int64_t>(code);
+    }
+  }
+  node.Fail("\"node\", \"witness\", \"metadata\" or \"remote\"");
+}
+
+Agent ReadAgent(const Node& node) {
+  node.AllowOnly({"uuid", "type", "isSupportUnicast", "address", "port", "interface", "hostname",
+                  "thumbprint", "subClusterUuid"});
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::optional<Node> interface = node.Find("interface");
+  Agent agent;
+  agent.key.uuid = node.At("uuid").Text();
+  agent.key.address = node.At("address").Address();
+  agent.key.port = node.IntegerOr("port", 12321, Limits::min(), Limits::max());
+  agent.nodeType = ReadType(node.At("type"));
+  agent.isSupportUnicast = node.BooleanOr("isSupportUnicast", false);
+  agent.interfaceGiven = interface.has_value();
+  agent.interface = interface ? interface->Text() : "";
+  agent.hostname = node.TextOr("hostname", "");
+  agent.thumbprint = node.TextOr("thumbprint", "");
+  agent.subClusterUuid = node.TextOr("subClusterUuid", "");
+  return agent;
+}
+
+json ToJson(const Agent& agent) {
+  json record = {{"uuid", agent.key.uuid},
+                 {"type", kTypes[agent.nodeType]},
+                 {"isSupportUnicast", agent.isSupportUnicast},
+                 {"address", agent.key.address},
+                 {"port", agent.key.port},
+                 {"hostname", agent.hostname},
+                 {"thumbprint", agent.thumbprint},
+                 {"subClusterUuid", agent.subClusterUuid}};
+  if (agent.interfaceGiven) {
+    record["interface"] = agent.interface;
+  }
+  return record;
+}
+
+void LoadCluster(Connection& db, const Node& cluster) {
+  cluster.AllowOnly({"id", "enabled", "unicastModes"});
+  PutSetting(db, "clusterId", cluster.At("id").Text());
+  PutSetting(db, "clusterEnabled", cluster.BooleanOr("enabled", true) ? "1" : "0");
+  if (const auto modes = cluster.Find("unicastModes")) {
+    for (const auto& [id, mode] : modes->Members()) {
+      db.Execute("INSERT INTO unicast_mode (cluster, is_on) VALUES (?, ?)", id, mode.Boolean());
+    }
+  }
+}
+
+void Load(Connection& db, const Node& root) {
+  for (const auto& [key, list] : kAgentSections) {
+    if (const auto agents = root.Find(key)) {
+      for (const Node& node : agents->Items()) {
+        const Agent agent = ReadAgent(node);
+        if (!InsertAgent(db, list, agent)) {
+          node.Fail("an agent that is not listed before (" + agent.key.Name() + ")");
+        }
+      }
+    }
+  }
+  if (const auto cluster = root.Find("cluster")) {
+    LoadCluster(db, *cluster);
+  }
+}
+
+void DumpCluster(Connection& db, json& document) {
+  const auto id = FindSetting(db, "clusterId");
+  if (!id) {
+    return;
+  }
+  json modes = json::object();
+  Rows rows = db.Query("SELECT cluster, is_on FROM unicast_mode");
+  while (rows.Next()) {
+    modes[rows.Text(0)] = rows.Boolean(1);
+  }
+  document["cluster"] = {{"id", *id},
+                         {"enabled", FindSetting(db, "clusterEnabled") == "1"},
+                         {"unicastModes", std::move(modes)}};
+}
+
+void Dump(Connection& db, bool, json& document) {
+  for (const auto& [key, list] : kAgentSections) {
+    json agents = json::array();
+    for (const Agent& agent : AllAgents(db, list)) {
+      agents.push_back(ToJson(agent));
+    }
+    document[key] = std::move(agents);
+  }
+  DumpCluster(db, document);
+}
+
+}  // namespace
+
+const Section kUnicastSection = {kKeys, Load, Dump};
+
+}  // namespace quelt

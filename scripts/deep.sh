@@ -1,0 +1,78 @@
+# shellcheck shell=bash
+#: ./run deep      run the long forms of the tests, with their full numbers: hours, in stages
+#:                 (what passed on this commit is not run again; ./run deep STAGE… runs these)
+
+source scripts/fuzz.sh
+
+# The tests with a long form (tests/python/deep.py): with this interpreter, those of the
+# interpreter's shutdown with each, that of leaks with one that counts every reference. The fuzz
+# targets, the sanitizers.
+deep_stages() {
+    local python
+    ctest --test-dir "$BUILD" -N -L '^deep$' | sed -n 's/^ *Test *#[0-9]*: //p'
+    printf 'leaks_debug_interpreter\n'
+    while read -r python; do
+        printf 'exit_%s\n' "$(version_of "$python")"
+    done < <(interpreters)
+    printf 'fuzz_%s\n' "${FUZZ_TARGETS[@]}"
+    printf 'sanitize_%s\n' address thread
+}
+
+deep_test() { # deep_test DIR TEST
+    PYQUELT_DEEP=1 ctest --test-dir "$1" -V --no-tests=error --timeout 36000 -R "^$2\$"
+}
+
+deep_test_for() { # deep_test_for PYTHON TEST
+    build_for "$1"
+    deep_test "$(dir_for "$1")" "$2"
+}
+
+# The test of shutdown with the interpreter of this version.
+deep_exit() {
+    local python
+    while read -r python; do
+        [[ $(version_of "$python") == "$1" ]] || continue
+        deep_test_for "$python" test_scripted_exit
+        return
+    done < <(interpreters)
+    fail "there is no CPython $1 here"
+}
+
+deep_stage() { # deep_stage NAME
+    case $1 in
+        fuzz_*) command_fuzz full "${1#fuzz_}" ;;
+        sanitize_*) command_sanitize "${1#sanitize_}" ;;
+        exit_*) deep_exit "${1#exit_}" ;;
+        leaks_debug_interpreter)
+            ensure_packages python3-dbg
+            deep_test_for /usr/bin/python3-dbg test_scripted_leaks
+            ;;
+        *) deep_test "$BUILD" "$1" ;;
+    esac
+}
+
+command_deep() {
+    build
+    local stage stages commit stamps=$BUILD/deep failed=()
+    commit=$(git describe --always --dirty --abbrev=40)
+    mkdir -p "$stamps"
+    if (($#)); then
+        stages=("$@")
+        rm -f "${stages[@]/#/$stamps/}"
+    else
+        mapfile -t stages < <(deep_stages)
+    fi
+    for stage in "${stages[@]}"; do
+        if [[ $commit != *-dirty && $(cat "$stamps/$stage" 2>/dev/null) == "$commit" ]]; then
+            printf '%-32s passed before\n' "$stage"
+        elif (deep_stage "$stage") </dev/null >"$stamps/$stage.log" 2>&1; then
+            printf '%s\n' "$commit" >"$stamps/$stage"
+            printf '%-32s passed\n' "$stage"
+        else
+            failed+=("$stage")
+            printf '%-32s FAILED, see %s\n' "$stage" "$stamps/$stage.log"
+        fi
+        sed -n 's/^.*figure: /    /p' "$stamps/$stage.log"  # CTest numbers the lines
+    done
+    ((${#failed[@]} == 0)) || fail "failed: ${failed[*]}"
+}
