@@ -2,6 +2,7 @@
 #include "embedded_host/crypto/key_cache.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/settings.h"
+#include "embedded_host/text/hexadecimal.h"
 
 namespace quelt {
 

@@ -1,21 +1,13 @@
 #include "embedded_host/document/node.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "embedded_host/text/addresses.h"
+#include "embedded_host/text/hexadecimal.h"
 
 namespace quelt {
 
 using nlohmann::json;
-
-namespace {
-
-bool IsHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-}  // namespace
 
 std::string EscapedKey(std::string_view key) {
   std::string escaped;
@@ -72,21 +64,14 @@ std::string Node::Address() const {
 std::vector<std::uint8_t> Node::Hex(std::size_t bytes) const { return Hex(bytes, bytes); }
 
 std::vector<std::uint8_t> Node::Hex(std::size_t least, std::size_t most) const {
-  const std::string digits = value_->is_string() ? value_->get<std::string>() : std::string();
-  const bool fits = value_->is_string() && digits.size() % 2 == 0 && digits.size() / 2 >= least &&
-                    digits.size() / 2 <= most &&
-                    std::all_of(digits.begin(), digits.end(), IsHexDigit);
-  if (!fits) {
+  auto bytes = value_->is_string() ? ReadHex(value_->get_ref<const std::string&>()) : std::nullopt;
+  if (!bytes || bytes->size() < least || bytes->size() > most) {
     // The value may be a key: it is not shown.
     Fail(least == most ? std::to_string(2 * least) + " hexadecimal digits"
                        : "an even number of hexadecimal digits, " + std::to_string(2 * least) +
                              " to " + std::to_string(2 * most));
   }
-  std::vector<std::uint8_t> bytes(digits.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    std::from_chars(&digits[2 * i], &digits[2 * i] + 2, bytes[i], 16);
-  }
-  return bytes;
+  return std::move(*bytes);
 }
 
 std::vector<Node> Node::Items() const {
@@ -158,17 +143,6 @@ std::int64_t Node::IntegerOr(const char* key, std::int64_t missing, std::int64_t
                              std::int64_t most) const {
   const std::optional<Node> member = Find(key);
   return member ? member->Integer(least, most) : missing;
-}
-
-std::string HexText(const std::uint8_t* bytes, std::size_t size) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * size);
-  for (std::size_t i = 0; i < size; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
 }
 
 }  // namespace quelt

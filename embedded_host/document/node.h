@@ -69,7 +69,4 @@ class Node {
   std::string place_;
 };
 
-/// Bytes as lower-case hexadecimal digits: what Hex reads.
-std::string HexText(const std::uint8_t* bytes, std::size_t size);
-
 }  // namespace quelt

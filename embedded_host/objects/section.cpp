@@ -4,6 +4,7 @@
 #include "embedded_host/objects/object.h"
 #include "embedded_host/objects/space.h"
 #include "embedded_host/scenario/scenario.h"
+#include "embedded_host/text/hexadecimal.h"
 
 namespace quelt {
 

@@ -24,6 +24,7 @@
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"
+#include "embedded_host/text/hexadecimal.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 #include "platform/object_library.h"

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "embedded_host/document/node.h"  // HexText
 #include "embedded_host/store/pool.h"
+#include "embedded_host/text/hexadecimal.h"
 #include "platform/exception.h"
 
 namespace quelt {
