@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "default_scenario.inc"
+#include "embedded_host/store/creation.h"
 
 namespace quelt {
 
@@ -37,6 +38,10 @@ bool Contains(const json& document, const Node& place) {
     // not a pointer, or to an array's item beyond any size
   }
   place.Fail("a JSON pointer such as \"/keys\"");
+}
+
+[[gnu::constructor]] void SeedNewStates() {
+  SetSeed([](Connection& db) { LoadScenario(db, DefaultScenario()); });
 }
 
 }  // namespace

@@ -9,8 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "embedded_host/scenario/scenario.h"
-#include "embedded_host/store/connection.h"
 #include "embedded_host/store/control_word.h"
 #include "embedded_host/store/descriptor.h"
 #include "embedded_host/store/failure.h"
@@ -22,6 +20,8 @@ namespace quelt {
 namespace {
 
 using std::filesystem::path;
+
+Seed seed_new_state = nullptr;
 
 /// Makes what was written to a folder's list of files survive a power loss.
 void SyncFolder(const path& folder, const std::string& file) {
@@ -79,15 +79,12 @@ void BuildState(const TemporaryFile& temporary, const StorePlace& target) {
   const StorePlace place{temporary.path(), target.wait};
   Connection connection(place);
   try {
-    // Until the file has its name nobody misses it after a crash.
+    // No journal file: a crash before the file is published loses nothing that anybody needs.
     connection.database().exec("PRAGMA journal_mode = MEMORY");
     connection.database().exec("PRAGMA application_id = " + std::to_string(kApplicationId));
     connection.Configure();
-    BringUpToDate(connection);
-    Transaction transaction(connection, Transaction::Kind::kWrite);
-    LoadScenario(connection, DefaultScenario());
-    transaction.Commit();
-    // Those who find the file don't have to switch it, which they could not do all at once.
+    FillNewState(connection);
+    // Set WAL mode before publishing the file: concurrent switches fail with SQLITE_BUSY.
     connection.database().exec("PRAGMA journal_mode = WAL; PRAGMA wal_checkpoint(TRUNCATE)");
   } catch (const SQLite::Exception& failure) {
     ThrowDatabaseFailure(target, connection, failure);
@@ -119,6 +116,17 @@ void RemoveStrayLog(const std::string& file) {
 
 }  // namespace
 
+void SetSeed(Seed seed) { seed_new_state = seed; }
+
+void FillNewState(Connection& db) {
+  BringUpToDate(db);
+  Transaction transaction(db, Transaction::Kind::kWrite);
+  if (seed_new_state != nullptr) {
+    seed_new_state(db);
+  }
+  transaction.Commit();
+}
+
 void CreateState(const StorePlace& place) {
   const std::string& file = place.path;
   const path folder = path(file).parent_path();
@@ -130,7 +138,7 @@ void CreateState(const StorePlace& place) {
   RemoveStrayLog(file);
   const TemporaryFile temporary(file);
   BuildState(temporary, place);
-  // Whoever was quicker, having lost the control file, is right.
+  // Another process may have recreated the control file meanwhile and published a state: use that.
   if (link(temporary.path().c_str(), file.c_str()) != 0 && errno != EEXIST) {
     ThrowSystemFailure(file, errno);
   }

@@ -1,13 +1,29 @@
-// The creation and removal of the host's state file.
+// The creation of the host's state, that is the file, its tables and their first content, and the
+// removal of the file.
+//
+// The first content comes from a layer above the store, which registers a function for it.
 #pragma once
 
+#include "embedded_host/store/connection.h"
 #include "embedded_host/store/environment.h"
 
 namespace quelt {
 
-/// Makes the state from the default scenario, with its folder, readable for its owner alone. The
-/// file is complete from the moment at which it appears. Several processes may do this at once: one
-/// of them makes it, the others find it made. Throws QueltCtlException.
+/// Fills the empty tables of a new state. Called inside a write transaction; throws to cancel the
+/// creation.
+using Seed = void (*)(Connection& db);
+
+/// Sets the seed of every state that this process creates. Called while the library is loaded,
+/// before any other thread exists. Without a seed, a new state is empty.
+void SetSeed(Seed seed);
+
+/// Creates the tables of a new state and seeds them. Throws QueltCtlException, SQLite::Exception or
+/// what the seed throws.
+void FillNewState(Connection& db);
+
+/// Creates the state file, and its folder, with access for the owner only. The file is complete
+/// when it appears. Several processes may call this at the same time: one creates the file, the
+/// others use it. Throws QueltCtlException.
 void CreateState(const StorePlace& place);
 
 /// Removes the state file; the next use creates a new one. Throws QueltCtlException.

@@ -7,14 +7,12 @@
 #include <array>
 #include <cerrno>
 
-#include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/access.h"
 #include "embedded_host/store/coarse_clock.h"
 #include "embedded_host/store/control_word.h"
 #include "embedded_host/store/creation.h"
 #include "embedded_host/store/failure.h"
 #include "embedded_host/store/schema.h"
-#include "embedded_host/store/transaction.h"
 
 namespace quelt {
 
@@ -79,10 +77,7 @@ void RefuseReadingAlone(Connection& connection) {
 std::unique_ptr<Connection> OpenInMemory(const StorePlace& place) {
   auto connection = std::make_unique<Connection>(place);
   connection->Configure();
-  BringUpToDate(*connection);
-  Transaction transaction(*connection, Transaction::Kind::kWrite);
-  LoadScenario(*connection, DefaultScenario());
-  transaction.Commit();
+  FillNewState(*connection);
   return connection;
 }
 

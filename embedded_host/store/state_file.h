@@ -7,8 +7,8 @@
 
 namespace quelt {
 
-/// A connection to the host's state, ready for use; a state that is not there yet is created from
-/// the default scenario. What is not a state of ours, or not one that we understand, is refused and
+/// A connection to the host's state, ready for use; a state that does not exist yet is created
+/// (see creation.h). What is not a state of ours, or not one that we understand, is refused and
 /// left as it is. Throws QueltCtlException. `place` outlives the connection.
 std::unique_ptr<Connection> OpenState(const StorePlace& place);
 
