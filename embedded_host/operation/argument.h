@@ -1,4 +1,4 @@
-// Arguments of an operation by name: what the journal shows of them.
+// Arguments of an operation by name, as the journal shows them.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 namespace quelt {
 
-/// Key material or a password among the arguments: only its length is ever recorded.
+/// Stands for key material or a password: holds only its length.
 struct Secret {
   explicit Secret(std::string_view text) : bytes(text.size()) {}
   explicit Secret(std::size_t length) : bytes(length) {}
   std::size_t bytes;
 };
 
-/// One argument by name. Refers to the caller's value.
+/// One argument by name. Refers to the caller's value: only for passing it on.
 struct Argument {
   std::string_view name;
   std::variant<std::string_view, std::int64_t, std::uint64_t, bool, Secret> value;

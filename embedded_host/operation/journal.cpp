@@ -39,19 +39,6 @@ struct ToJson {
   json operator()(Secret secret) const { return "(" + std::to_string(secret.bytes) + " bytes)"; }
 };
 
-/// A JSON object, put together here: the library's own objects allocate while they are destroyed,
-/// and end the process when they can't.
-std::string ArgumentsText(std::initializer_list<Argument> arguments) {
-  std::string object;
-  for (const Argument& argument : arguments) {
-    const json value = std::visit(ToJson(), argument.value);
-    object += (object.empty() ? "\"" : ",\"") + std::string(argument.name) + "\":" +
-              // What a script passes need not be UTF-8.
-              value.dump(-1, ' ', false, json::error_handler_t::replace);
-  }
-  return "{" + object + "}";
-}
-
 void Write(const JournalRecord& record) {
   Store::Instance().Note([&](Connection& db) {
     db.Execute(
@@ -65,9 +52,26 @@ void Write(const JournalRecord& record) {
 
 }  // namespace
 
-JournalEntry::JournalEntry(OperationId operation, std::initializer_list<Argument> arguments)
+// A JSON object, put together here: the library's own objects allocate while they are destroyed,
+// and end the process when they can't.
+std::optional<std::string> ArgumentsText(std::initializer_list<Argument> arguments) noexcept {
+  try {
+    std::string object;
+    for (const Argument& argument : arguments) {
+      const json value = std::visit(ToJson(), argument.value);
+      object += (object.empty() ? "\"" : ",\"") + std::string(argument.name) + "\":" +
+                // What a script passes need not be UTF-8.
+                value.dump(-1, ' ', false, json::error_handler_t::replace);
+    }
+    return "{" + object + "}";
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+JournalEntry::JournalEntry(OperationId operation, std::string arguments)
     : operation_(operation),
-      arguments_(arguments),
+      arguments_(std::move(arguments)),
       time_(std::chrono::system_clock::now()),
       start_(std::chrono::steady_clock::now()) {}
 
@@ -92,7 +96,7 @@ void JournalEntry::End(const char* outcome, std::string_view message) noexcept {
   const auto duration = std::chrono::steady_clock::now() - start_;
   try {
     Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(),
-           std::string(operation_.name()), ArgumentsText(arguments_), outcome, Cut(message),
+           std::string(operation_.name()), arguments_, outcome, Cut(message),
            duration_cast<microseconds>(duration).count()});
   } catch (...) {
     // The operation has ended: what is lost is the record.

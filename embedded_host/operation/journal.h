@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -35,11 +36,15 @@ struct JournalRecord {
   std::int64_t duration = 0;  ///< microseconds
 };
 
+/// The arguments as a JSON object; nothing when there is no memory for it. An operation without
+/// this text is not recorded.
+std::optional<std::string> ArgumentsText(std::initializer_list<Argument> arguments) noexcept;
+
 /// One operation that is running; written at the one call that says how it ended.
 class JournalEntry {
  public:
-  /// `arguments` outlive the entry.
-  JournalEntry(OperationId operation, std::initializer_list<Argument> arguments);
+  /// `arguments`: from ArgumentsText.
+  JournalEntry(OperationId operation, std::string arguments);
 
   void Answered() noexcept { End("answered"); }
   /// For operations whose answer says whether they went well. `refused`: a fault gave it.
@@ -70,7 +75,7 @@ class JournalEntry {
   void End(const char* outcome, std::string_view message = {}) noexcept;
 
   const OperationId operation_;
-  const std::initializer_list<Argument> arguments_;
+  const std::string arguments_;
   const std::chrono::system_clock::time_point time_;
   const std::chrono::steady_clock::time_point start_;
 };

@@ -33,8 +33,8 @@ bool Suffer(const Fault& fault) {
 
 }  // namespace
 
-bool Operation::Admit(const Switches& switches) const {
-  if (!switches.HasFault(id_)) {
+bool Operation::Admit() const {
+  if (!switches_.HasFault(id_)) {
     return true;
   }
   const std::optional<Fault> fault = StrikingFault(id_);

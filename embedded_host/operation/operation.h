@@ -14,6 +14,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -34,11 +35,14 @@ struct Refused {
   explicit Refused(Answer value) : answer(std::move(value)) {}
 };
 
-/// One running operation. Lives for one full expression.
+/// One call of an operation. Performed once: its arguments move to the journal.
 class Operation {
  public:
+  /// Reads the switches: throws QueltCtlException when the state can't be read.
   explicit Operation(OperationId id, std::initializer_list<Argument> arguments = {})
-      : id_(id), arguments_(arguments) {}
+      : id_(id),
+        switches_(CurrentSwitches()),
+        arguments_(switches_.journal ? ArgumentsText(arguments) : std::nullopt) {}
 
   /// `body` runs one statement that changes nothing, or none at all.
   template <typename Body>
@@ -86,24 +90,23 @@ class Operation {
   /// For an answer at hand that is asked for very often: leaves no trace in the journal.
   template <typename Body, typename Answer>
   Answer RunUnrecorded(Body&& body, Refused<Answer> refused) {
-    return Admit(CurrentSwitches()) ? std::forward<Body>(body)() : std::move(refused.answer);
+    return Admit() ? std::forward<Body>(body)() : std::move(refused.answer);
   }
 
  private:
   template <typename Body>
   auto Perform(Body&& body) {
     using Answer = std::invoke_result_t<Body>;
-    const Switches switches = CurrentSwitches();
     const auto perform = [&]() -> Answer {
-      if (!Admit(switches)) {
+      if (!Admit()) {
         throw HostCtl::Lib::Quelt::QueltCtlException("The host refused " + std::string(id_.name()));
       }
       return std::forward<Body>(body)();
     };
-    if (!switches.journal) {
+    if (!arguments_) {
       return perform();
     }
-    JournalEntry entry(id_, arguments_);
+    JournalEntry entry(id_, std::move(*arguments_));
     try {
       if constexpr (std::is_void_v<Answer>) {
         perform();
@@ -121,16 +124,15 @@ class Operation {
 
   template <typename Answer, typename Body>
   Answer PerformOr(Refused<Answer> refused, Body&& body) {
-    const Switches switches = CurrentSwitches();
     bool admitted = true;
     const auto perform = [&]() -> Answer {
-      admitted = Admit(switches);
+      admitted = Admit();
       return admitted ? std::forward<Body>(body)() : std::move(refused.answer);
     };
-    if (!switches.journal) {
+    if (!arguments_) {
       return perform();
     }
-    JournalEntry entry(id_, arguments_);
+    JournalEntry entry(id_, std::move(*arguments_));
     try {
       Answer answer = perform();
       entry.Answered(answer, !admitted);
@@ -142,10 +144,11 @@ class Operation {
   }
 
   /// Applies the faults set for this operation: waits, throws, or answers false for a refusal.
-  bool Admit(const Switches& switches) const;
+  bool Admit() const;
 
   OperationId id_;
-  std::initializer_list<Argument> arguments_;
+  const Switches switches_;
+  std::optional<std::string> arguments_;  ///< for the journal; nothing when it is off
 };
 
 }  // namespace quelt
