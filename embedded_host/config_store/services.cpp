@@ -1,6 +1,5 @@
-// The configuration-store settings of the embedded host.
+// Settings of the performance service and of the time machine.
 #include "embedded_host/operation/operation.h"
-#include "embedded_host/store/settings.h"
 #include "platform/config_store.h"
 
 namespace HostCtl::Quelt::QueltInfo {
@@ -12,47 +11,9 @@ std::function<void()> syncConfigurationCallback;
 namespace ZelCtl::Quelt {
 
 using quelt::Connection;
-using quelt::FindSetting;
 using quelt::Operation;
-using quelt::PutSetting;
 using quelt::Refused;
 using quelt::Rows;
-using quelt::Secret;
-
-bool QueltConfigStore::GetHardwareSku(std::string& sku) {
-  return Operation("GetHardwareSku")
-      .Read(
-          [&](Connection& db) {
-            std::optional<std::string> value = FindSetting(db, "hardwareSku");
-            if (!value) {
-              return false;
-            }
-            sku = std::move(*value);
-            return true;
-          },
-          Refused(false));
-}
-
-bool QueltConfigStore::GetIloAuth(std::pair<std::string, std::string>& credential) {
-  return Operation("GetIloAuth")
-      .Snapshot(
-          [&](Connection& db) {
-            return FindSetting(db, "iloFirst", credential.first) &&
-                   FindSetting(db, "iloSecond", credential.second);
-          },
-          Refused(false));
-}
-
-bool QueltConfigStore::SetIloAuth(const std::string& first, const std::string& second) {
-  return Operation("SetIloAuth", {{"first", first}, {"second", Secret(second)}})
-      .Write(
-          [&](Connection& db) {
-            PutSetting(db, "iloFirst", first);
-            PutSetting(db, "iloSecond", second);
-            return true;
-          },
-          Refused(false));
-}
 
 namespace {
 
