@@ -1,5 +1,5 @@
 // "hardwareSku", "ilo", "perfsvc", "timeMachine".
-#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/config_store/sections.h"
 #include "embedded_host/store/settings.h"
 
 namespace quelt {

@@ -4,8 +4,8 @@
 
 #include "embedded_host/crypto/disk.h"
 #include "embedded_host/crypto/key_cache.h"
+#include "embedded_host/crypto/sections.h"
 #include "embedded_host/crypto/wrapping.h"
-#include "embedded_host/scenario/scenario.h"
 #include "embedded_host/text/hexadecimal.h"
 #include "embedded_host/text/uuid_text.h"
 

@@ -1,6 +1,6 @@
 // "kekId", "hostKeyId", "keys": key identifiers and the key cache.
 #include "embedded_host/crypto/key_cache.h"
-#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/crypto/sections.h"
 #include "embedded_host/store/settings.h"
 #include "embedded_host/text/hexadecimal.h"
 

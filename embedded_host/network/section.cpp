@@ -1,7 +1,7 @@
 // "interfaces".
 #include <limits>
 
-#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/network/sections.h"
 
 namespace quelt {
 

@@ -1,5 +1,5 @@
 // "t1Disks", "diskGroups", "maxDiskVersion".
-#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/objects/sections.h"
 #include "embedded_host/store/settings.h"
 
 namespace quelt {

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "embedded_host/objects/object.h"
+#include "embedded_host/objects/sections.h"
 #include "embedded_host/objects/space.h"
-#include "embedded_host/scenario/scenario.h"
 #include "embedded_host/text/hexadecimal.h"
 
 namespace quelt {

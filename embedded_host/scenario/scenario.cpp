@@ -3,7 +3,13 @@
 #include <vector>
 
 #include "default_scenario.inc"
+#include "embedded_host/config_store/sections.h"
+#include "embedded_host/crypto/kms/sections.h"
+#include "embedded_host/crypto/sections.h"
+#include "embedded_host/network/sections.h"
+#include "embedded_host/objects/sections.h"
 #include "embedded_host/store/creation.h"
+#include "embedded_host/unicast/sections.h"
 
 namespace quelt {
 
@@ -18,26 +24,13 @@ const Section* const kSections[] = {
     &kNetworkSection,     &kUnicastSection,
 };
 
-constexpr char kOmitted[] = "secretsOmitted";
-
 /// "$schema" is for editors.
 std::vector<std::string_view> AllKeys() {
-  std::vector<std::string_view> keys = {"$schema", kOmitted};
+  std::vector<std::string_view> keys = {"$schema", kSecretsOmitted};
   for (const Section* section : kSections) {
     keys.insert(keys.end(), section->keys.begin(), section->keys.end());
   }
   return keys;
-}
-
-bool Contains(const json& document, const Node& place) {
-  try {
-    if (const json::json_pointer pointer(place.Text()); !pointer.empty()) {
-      return document.contains(pointer);
-    }
-  } catch (const json::exception&) {
-    // not a pointer, or to an array's item beyond any size
-  }
-  place.Fail("a JSON pointer such as \"/keys\"");
 }
 
 [[gnu::constructor]] void SeedNewStates() {
@@ -45,22 +38,6 @@ bool Contains(const json& document, const Node& place) {
 }
 
 }  // namespace
-
-void OmitSecret(json& document, std::string place) {
-  document[kOmitted].push_back(std::move(place));
-}
-
-std::vector<std::string> MissingSecrets(const json& document) {
-  std::vector<std::string> missing;
-  if (const auto omitted = Node(document, "").Find(kOmitted)) {
-    for (const Node& place : omitted->Items()) {
-      if (!Contains(document, place)) {
-        missing.push_back(place.Text());
-      }
-    }
-  }
-  return missing;
-}
 
 const json& DefaultScenario() {
   static const json* const scenario = new json(json::parse(kDefaultScenarioText));

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "embedded_host/document/section.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/store.h"
 #include "embedded_host/tool/commands.h"

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "embedded_host/document/parse.h"
+#include "embedded_host/document/section.h"
 #include "embedded_host/operation/switches.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/failure.h"

@@ -1,5 +1,5 @@
 // "features": which optional features of the cluster are on.
-#include "embedded_host/scenario/scenario.h"
+#include "embedded_host/unicast/sections.h"
 
 namespace quelt {
 

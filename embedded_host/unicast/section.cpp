@@ -1,9 +1,9 @@
 // "agents", "recordedAgents", "cluster".
 #include <limits>
 
-#include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/settings.h"
 #include "embedded_host/unicast/agents.h"
+#include "embedded_host/unicast/sections.h"
 
 namespace quelt {
 

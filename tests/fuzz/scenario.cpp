@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "embedded_host/document/node.h"
 #include "embedded_host/document/parse.h"
 #include "embedded_host/store/schema.h"
 #include "embedded_host/store/state_file.h"

@@ -1,9 +1,9 @@
 // "kms", "cloudKms": key management servers with their keys and passwords, client certificates, the
 // trust store, and the answers of the cloud KMS.
 #include "embedded_host/crypto/kms/client_certificate.h"
+#include "embedded_host/crypto/kms/sections.h"
 #include "embedded_host/crypto/kms/server.h"
 #include "embedded_host/crypto/kms/trust_store.h"
-#include "embedded_host/scenario/scenario.h"
 #include "platform/exception.h"
 
 namespace quelt {
