@@ -164,7 +164,7 @@ run_tests() { # run_tests DIR [ctest option…]
     return "$status"
 }
 
-# The skipped tests in a log of ctest, with their reasons: those of Python (tests/python/run_tests.py)
+# The skipped tests in a log of ctest, with their reasons: those of Python (tests/support/run_tests.py)
 # and of GoogleTest.
 report_skipped() {
     awk '/^SKIPPED / { sub("^SKIPPED ", ""); skipped[++count] = $0 }

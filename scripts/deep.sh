@@ -4,7 +4,7 @@
 
 source scripts/fuzz.sh
 
-# The tests with a long form (tests/python/deep.py): with this interpreter, those of the
+# The tests with a long form (tests/support/deep.py): with this interpreter, those of the
 # interpreter's shutdown with each, that of leaks with one that counts every reference. The fuzz
 # targets, the sanitizers.
 deep_stages() {
@@ -32,7 +32,7 @@ deep_exit() {
     local python
     while read -r python; do
         [[ $(version_of "$python") == "$1" ]] || continue
-        deep_test_for "$python" test_scripted_exit
+        deep_test_for "$python" module.test_exit
         return
     done < <(interpreters)
     fail "there is no CPython $1 here"
@@ -45,7 +45,7 @@ deep_stage() { # deep_stage NAME
         exit_*) deep_exit "${1#exit_}" ;;
         leaks_debug_interpreter)
             ensure_packages python3-dbg
-            deep_test_for /usr/bin/python3-dbg test_scripted_leaks
+            deep_test_for /usr/bin/python3-dbg module.test_leaks
             ;;
         *) deep_test "$BUILD" "$1" ;;
     esac

@@ -25,8 +25,9 @@ try_installed() {
 # Stubs, scripts with and without mistakes, and the plug-in of pytest, with and without its line.
 try_wheel_tools() { # try_wheel_tools VENV
     local folder line
-    "$1/bin/python" -m mypy.stubtest pyquelt --allowlist tests/stubs/allowlist.txt
-    "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" tests/stubs
+    "$1/bin/python" -m mypy.stubtest pyquelt --allowlist tests/packages/stubs/allowlist.txt
+    "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" \
+        tests/packages/stubs
     "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" \
         -p quelt_testing
     folder=$(mktemp -d)

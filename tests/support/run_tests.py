@@ -1,10 +1,12 @@
 """Runs test modules as "python3 -m unittest -q" does, and reports which tests were skipped and why,
 in lines that ./run looks for."""
 
+import os
 import sys
 import unittest
 
 if __name__ == "__main__":
+    sys.path.insert(0, os.getcwd())
     result = unittest.main(module=None, argv=["", "-q"] + sys.argv[1:], exit=False).result
     for test, reason in result.skipped:
         print("SKIPPED {}: {}".format(test.id(), reason))

@@ -79,7 +79,7 @@ class SecretTest(scripted.ScriptedTestCase):
         given = tuple(secret if item is SECRET else item for item in args)
         function, result = getattr(module, name), None
         if ends == "unwound":
-            self.assertEqual(faults.fault_sweep_unwind(function, given, {}), 1)
+            self.assertEqual(faults.fault_injection_unwind(function, given, {}), 1)
         else:
             try:
                 result = function(*given)

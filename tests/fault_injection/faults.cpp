@@ -1,4 +1,4 @@
-#include "tests/fault_sweep/faults.h"
+#include "tests/fault_injection/faults.h"
 
 #include <pthread.h>
 
@@ -12,7 +12,7 @@ void scripted_host_fail_allocation(long good, int stays);
 int scripted_host_heal_allocation();
 }
 
-namespace fault_sweep {
+namespace fault_injection {
 
 namespace {
 
@@ -115,12 +115,12 @@ bool Fails(Kind kind, const char* name) {
   return true;
 }
 
-}  // namespace fault_sweep
+}  // namespace fault_injection
 
 /// What the interpreter does to a daemon thread while it shuts down.
 extern "C" void __wrap_PyEval_RestoreThread(PyThreadState* state) {
-  if (fault_sweep::unwinds) {
-    pthread_exit(&fault_sweep::unwinds);
+  if (fault_injection::unwinds) {
+    pthread_exit(&fault_injection::unwinds);
   }
   __real_PyEval_RestoreThread(state);
 }
@@ -130,38 +130,38 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /// Calls `function` with the failure after `good` of its kind; with `stays`, and all that follow.
-PyObject* fault_sweep_call(int kind, long good, int stays, PyObject* function, PyObject* args,
+PyObject* fault_injection_call(int kind, long good, int stays, PyObject* function, PyObject* args,
                            PyObject* keywords) {
-  fault_sweep::Arm(static_cast<fault_sweep::Kind>(kind), good, stays != 0);
+  fault_injection::Arm(static_cast<fault_injection::Kind>(kind), good, stays != 0);
   PyObject* const result = PyObject_Call(function, args, keywords);
-  fault_sweep::Disarm();
+  fault_injection::Disarm();
   return result;
 }
 
 /// What failed first in the last call of this thread, or null.
-const char* fault_sweep_failed() { return fault_sweep::fault.failed; }
+const char* fault_injection_failed() { return fault_injection::fault.failed; }
 
 /// Whether the thread of a call was ended where the call takes back the lock. References that the
 /// call had are lost then, as they are in an interpreter that shuts down.
-int fault_sweep_unwind(PyObject* function, PyObject* args, PyObject* keywords) {
-  fault_sweep::UnwoundCall call{function, args, keywords};
+int fault_injection_unwind(PyObject* function, PyObject* args, PyObject* keywords) {
+  fault_injection::UnwoundCall call{function, args, keywords};
   pthread_t thread{};
   void* ended = nullptr;
   PyThreadState* const state = PyEval_SaveThread();
-  const bool ran = pthread_create(&thread, nullptr, &fault_sweep::MakeUnwoundCall, &call) == 0 &&
+  const bool ran = pthread_create(&thread, nullptr, &fault_injection::MakeUnwoundCall, &call) == 0 &&
                    pthread_join(thread, &ended) == 0;
   __real_PyEval_RestoreThread(state);
   return ran && ended != nullptr ? 1 : 0;
 }
 
-const char* fault_sweep_set_long(PyObject* dict, const char* key, long value) {
-  return fault_sweep::Set(dict, key, value);
+const char* fault_injection_set_long(PyObject* dict, const char* key, long value) {
+  return fault_injection::Set(dict, key, value);
 }
-const char* fault_sweep_set_bool(PyObject* dict, const char* key, bool value) {
-  return fault_sweep::Set(dict, key, value);
+const char* fault_injection_set_bool(PyObject* dict, const char* key, bool value) {
+  return fault_injection::Set(dict, key, value);
 }
-const char* fault_sweep_set_text(PyObject* dict, const char* key, const char* value) {
-  return fault_sweep::Set(dict, key, value);
+const char* fault_injection_set_text(PyObject* dict, const char* key, const char* value) {
+  return fault_injection::Set(dict, key, value);
 }
 
 #pragma GCC visibility pop

@@ -63,7 +63,7 @@ class ExitTest(scripted.ScriptedTestCase):
                 before = scripted.allocations()
                 sweep.set_answers(way)
                 function = getattr(module, way.function)
-                ended = faults.fault_sweep_unwind(function, way.args, way.kwargs)
+                ended = faults.fault_injection_unwind(function, way.args, way.kwargs)
                 if ends:
                     self.assertEqual(ended, 1)
                 self.assertEqual(scripted.handed_out(), 0)

@@ -1,4 +1,4 @@
-#include "tests/embedded_host/io_faults.h"
+#include "tests/host/io_faults.h"
 
 #include <dlfcn.h>
 #include <sys/mman.h>

@@ -1,7 +1,7 @@
 """The parts of docs/reference.md that are derived, for each function its signature and doc string
 (from the module), its exceptions (from fault_rows/) and its operations (from the tool's table).
 
-`./run python tests/python/reference.py` writes them into the page; test_reference.py compares.
+`./run python tests/support/reference.py` writes them into the page; test_reference.py compares.
 """
 
 import collections

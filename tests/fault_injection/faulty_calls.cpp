@@ -5,7 +5,7 @@
 // so when it is missing.
 #include <cstdarg>
 
-#include "tests/fault_sweep/faults.h"
+#include "tests/fault_injection/faults.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ bool Fails(const char* call) {
   if (PyErr_Occurred() != nullptr) {
     Py_FatalError(call);
   }
-  const bool fails = fault_sweep::Fails(fault_sweep::Kind::kCall, call);
+  const bool fails = fault_injection::Fails(fault_injection::Kind::kCall, call);
   if (fails) {
     PyErr_NoMemory();
   }

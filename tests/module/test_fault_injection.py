@@ -1,6 +1,6 @@
 """Whatever fails below the module - each interpreter call at each place, each allocation of the
 interpreter, each of the module - the script must get the right exception. That nothing leaks then
-is in test_scripted_leaks.
+is in module.test_leaks.
 
 To join, a function adds a row to its subject's file in fault_rows/.
 """
@@ -24,7 +24,7 @@ EXCUSED = (
     (r"PyErr_(Clear|ExceptionMatches|Fetch|NoMemory|Occurred|Restore)$", "cannot fail"),
     (r"PyGC_(Disable|Enable)$", "cannot fail"),
     (r"PyErr_SetObject$", "failing, it leaves MemoryError: the memory sweep sees to that"),
-    (r"PyEval_(Save|Restore)Thread$", "no result; what may end there is in test_scripted_exit"),
+    (r"PyEval_(Save|Restore)Thread$", "no result; what may end there is in module.test_exit"),
     (r"PyExc_\w+$|_Py_\w+Struct$|Py\w+_Type$", "data"),
     (r"_Py_Dealloc$|PyDict_Clear$|PyBuffer_Release$", "no result"),
     (r"PyType_IsSubtype$", "cannot fail"),
@@ -87,13 +87,13 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         for name, native, value, shown in (
                 ("long", ctypes.c_long, -2 ** 63, -2 ** 63), ("bool", ctypes.c_bool, True, True),
                 ("text", ctypes.c_char_p, u"\u20ac".encode("utf-8"), u"\u20ac")):
-            function = getattr(faults, "fault_sweep_set_" + name)
+            function = getattr(faults, "fault_injection_set_" + name)
             function.argtypes = [ctypes.py_object, ctypes.c_char_p, native]
             function.restype = ctypes.c_char_p
             into = {"key": None}
             for good, text in enumerate((b"Failed to allocate python object key",
                                          b"Failed to set python object key", None)):
-                self.assertEqual(text, faults.fault_sweep_call(
+                self.assertEqual(text, faults.fault_injection_call(
                     CALL, good, 0, function, (into, b"key", value), {}))
                 self.assertEqual(into, {"key": None if text else shown})
 
@@ -103,11 +103,11 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         failure = MemoryError if sys.version_info >= (3, 6) else (MemoryError, SystemError)
         for good in itertools.count():
             try:
-                present = set(dir(faults.fault_sweep_call(CALL, good, 0, import_test_build,
-                                                          (), {})))
+                present = set(dir(faults.fault_injection_call(CALL, good, 0, import_test_build,
+                                                              (), {})))
             except failure:
                 present = None
-            failed = faults.fault_sweep_failed()
+            failed = faults.fault_injection_failed()
             if failed is None:
                 break
             if failed == b"PyModule_Create2":
@@ -117,7 +117,7 @@ class FaultSweepTest(scripted.ScriptedTestCase):
         self.assertEqual(good, 21)
 
     def test_interpreter_call_of_the_module_is_never_made_to_fail(self):
-        with open(os.path.join(BUILD, "fault_sweep", "faulty_calls.txt")) as lines:
+        with open(os.path.join(BUILD, "fault_injection", "faulty_calls.txt")) as lines:
             faulty = set(lines.read().split())
         listing = subprocess.check_output(
             ["nm", "-D", "--undefined-only", os.path.join(BUILD, "python", FILE)])

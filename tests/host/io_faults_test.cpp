@@ -1,7 +1,7 @@
 // Each call on the state's files, and each allocation, fails once, in each operation: the error is
 // clear, the state is the one before or the one after, for this process as for others and after a
 // crash, and all goes on.
-#include "tests/embedded_host/io_faults.h"
+#include "tests/host/io_faults.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

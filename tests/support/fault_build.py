@@ -1,4 +1,4 @@
-"""The build of the module in which calls and allocations fail on demand (tests/fault_sweep)."""
+"""The build of the module in which calls and allocations fail on demand (tests/fault_injection)."""
 
 import ctypes
 import importlib.util
@@ -13,7 +13,7 @@ CALL, MEMORY, NATIVE_MEMORY = range(3)  # what fails
 ROWS = fault_rows.all_rows()
 BUILD = os.environ["PYQUELT_BUILD_DIR"]
 FILE = "pyquelt" + sysconfig.get_config_var("EXT_SUFFIX")
-_PATH = os.path.join(BUILD, "fault_sweep", FILE)
+_PATH = os.path.join(BUILD, "fault_injection", FILE)
 
 
 def import_test_build():
@@ -26,11 +26,11 @@ def import_test_build():
 
 module = import_test_build()
 faults = ctypes.PyDLL(_PATH)
-faults.fault_sweep_call.argtypes = [ctypes.c_int, ctypes.c_long, ctypes.c_int] + (
+faults.fault_injection_call.argtypes = [ctypes.c_int, ctypes.c_long, ctypes.c_int] + (
     [ctypes.py_object] * 3)
-faults.fault_sweep_call.restype = ctypes.py_object
-faults.fault_sweep_unwind.argtypes = [ctypes.py_object] * 3
-faults.fault_sweep_failed.restype = ctypes.c_char_p
+faults.fault_injection_call.restype = ctypes.py_object
+faults.fault_injection_unwind.argtypes = [ctypes.py_object] * 3
+faults.fault_injection_failed.restype = ctypes.c_char_p
 
 
 def attempt(kind, good, way, stays=False):
@@ -40,10 +40,10 @@ def attempt(kind, good, way, stays=False):
     function = getattr(module, way.function)
 
     def call(*args, **kwargs):
-        return faults.fault_sweep_call(kind, good, stays, function, args, kwargs)
+        return faults.fault_injection_call(kind, good, stays, function, args, kwargs)
 
     outcome = sweep.outcome(call, way)
-    failed = faults.fault_sweep_failed()
+    failed = faults.fault_injection_failed()
     return (failed.decode() if failed else None), outcome
 
 

@@ -6,8 +6,8 @@ import sys
 
 import hosts
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
+TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+ROOT = os.path.dirname(TESTS)
 
 MODULE = """
 import unittest
@@ -34,9 +34,9 @@ class RunScriptTest(hosts.HostTestCase):
 
     def test_reports_skipped_tests_with_their_reasons(self):
         folder = os.path.dirname(hosts.write("some_tests.py", MODULE))
-        log = subprocess.check_output([sys.executable, os.path.join(HERE, "run_tests.py"),
-                                       "some_tests"], cwd=folder, stderr=subprocess.DEVNULL,
-                                      env=dict(os.environ, PYTHONPATH=folder))
+        log = subprocess.check_output(
+            [sys.executable, os.path.join(TESTS, "support", "run_tests.py"), "some_tests"],
+            cwd=folder, stderr=subprocess.DEVNULL)
         report = hosts.run(["bash", "-c", ". scripts/common.sh; report_skipped"], cwd=ROOT,
                            input=log.decode("ascii") + GOOGLETEST)
         self.assertEqual(report, (0, "\nSkipped tests:\n  some_tests.Test.test_one: no server here"

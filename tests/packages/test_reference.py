@@ -46,7 +46,7 @@ class PageTest(hosts.HostTestCase):
         self.assertEqual({name: ast.literal_eval(value) for name, value in rows}, CONSTANTS)
 
     def test_derived_parts_of_the_page_match_their_sources(self):
-        self.assertEqual(reference.render(_PAGE), _PAGE, "run tests/python/reference.py")
+        self.assertEqual(reference.render(_PAGE), _PAGE, "run tests/support/reference.py")
 
     def test_every_operation_belongs_to_a_function(self):
         listed = self.tool("fail", "--help").split("Operations:")[1].split()

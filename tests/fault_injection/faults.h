@@ -4,7 +4,7 @@
 
 #include "module/interpreter.h"
 
-namespace fault_sweep {
+namespace fault_injection {
 
 enum class Kind : int {
   kCall,         // a call into the interpreter (faulty_calls.cpp)
@@ -15,4 +15,4 @@ enum class Kind : int {
 /// Whether a possible failure of this kind and name happens now.
 bool Fails(Kind kind, const char* name);
 
-}  // namespace fault_sweep
+}  // namespace fault_injection

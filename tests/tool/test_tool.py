@@ -176,7 +176,7 @@ class ShowTest(hosts.HostTestCase):
                      "capacityGiB 1490, formatVersion 12, healthy 0"):
             self.assertIn(part, text)
         self.tool("load", os.path.join(os.path.dirname(os.path.abspath(__file__)),
-                                       "data", "everything.json"))
+                                       "..", "host", "data", "everything.json"))
         text = self.tool("show")
         time = r"  \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"
         for start in r"\nCN=kms.example *", r"\nkmip-a +CN=[^ ]+ *":
