@@ -6,10 +6,10 @@
 namespace ZelCtl::Quelt {
 
 using quelt::Connection;
+using quelt::FailureAnswer;
 using quelt::FindSetting;
 using quelt::Operation;
 using quelt::PutSetting;
-using quelt::Refused;
 using quelt::Secret;
 
 bool QueltConfigStore::GetHardwareSku(std::string& sku) {
@@ -23,7 +23,7 @@ bool QueltConfigStore::GetHardwareSku(std::string& sku) {
             sku = std::move(*value);
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 bool QueltConfigStore::GetIloAuth(std::pair<std::string, std::string>& credential) {
@@ -33,7 +33,7 @@ bool QueltConfigStore::GetIloAuth(std::pair<std::string, std::string>& credentia
             return FindSetting(db, "iloFirst", credential.first) &&
                    FindSetting(db, "iloSecond", credential.second);
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 bool QueltConfigStore::SetIloAuth(const std::string& first, const std::string& second) {
@@ -44,7 +44,7 @@ bool QueltConfigStore::SetIloAuth(const std::string& first, const std::string& s
             PutSetting(db, "iloSecond", second);
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

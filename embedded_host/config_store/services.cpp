@@ -11,8 +11,8 @@ std::function<void()> syncConfigurationCallback;
 namespace ZelCtl::Quelt {
 
 using quelt::Connection;
+using quelt::FailureAnswer;
 using quelt::Operation;
-using quelt::Refused;
 using quelt::Rows;
 
 namespace {
@@ -37,7 +37,7 @@ bool QueltConfigStore::GetPerfsvcHostConfigStore(
             }
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 bool QueltConfigStore::SetPerfsvcHostConfigStore(const std::string& first,
@@ -48,7 +48,7 @@ bool QueltConfigStore::SetPerfsvcHostConfigStore(const std::string& first,
             PutServiceSetting(db, "perfsvc", first, second);
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 bool QueltConfigStore::SetClusterTimeMachineConfigStore(const std::string& first,
@@ -59,7 +59,7 @@ bool QueltConfigStore::SetClusterTimeMachineConfigStore(const std::string& first
             PutServiceSetting(db, "timeMachine", first, second);
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

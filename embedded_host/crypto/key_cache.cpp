@@ -51,8 +51,8 @@ namespace ZelCtl::Quelt {
 using HostCtl::Lib::Quelt::QueltCtlException;
 using quelt::Bytes;
 using quelt::Connection;
+using quelt::FailureAnswer;
 using quelt::Operation;
-using quelt::Refused;
 using quelt::Secret;
 
 void QueltUtil::AddKeyToKeyCache(const char* id, const char* attribute, const char* key,
@@ -99,7 +99,8 @@ void QueltUtil::RetrieveKeyFromKeyCache(const char* id, unsigned char* buffer,
 
 bool QueltUtil::LookupKeyInKeyCache(const char* id) {
   return Operation("LookupKeyInKeyCache", {{"id", id}})
-      .Read([&](Connection& db) { return quelt::UseKey(db, id, [](Bytes) {}); }, Refused(false));
+      .Read([&](Connection& db) { return quelt::UseKey(db, id, [](Bytes) {}); },
+            FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

@@ -14,7 +14,7 @@ void PrepareOpenssl() {
   if (ready.load(std::memory_order_acquire)) {
     return;
   }
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   if (OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) {
     ThrowOpensslFailure("OpenSSL cannot be started");
   }
@@ -33,7 +33,7 @@ void ThrowOpensslFailure(const std::string& what) {
 }
 
 const EVP_CIPHER* Cipher::Fetch() {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   PrepareOpenssl();
   EVP_CIPHER* const fetched = EVP_CIPHER_fetch(nullptr, name_, nullptr);
   if (fetched == nullptr) {

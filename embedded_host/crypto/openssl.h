@@ -61,7 +61,7 @@ template <auto Free>
 struct FreedWhileForksWait {
   template <typename T>
   void operator()(T* object) const {
-    const ForksWait forksWait;
+    const ForkBlocker forkBlocker;
     Free(object);
   }
 };

@@ -75,7 +75,7 @@ namespace ZelCtl::Quelt {
 bool QueltUtil::BuildQueltIPAddress(const std::string& text,
                                     HostCtl::Quelt::QueltIpAddress& address) {
   return quelt::Operation("BuildQueltIPAddress", {{"text", text}})
-      .Run([&] { return quelt::ParseAddress(text, address); }, quelt::Refused(false));
+      .Run([&] { return quelt::ParseAddress(text, address); }, quelt::FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

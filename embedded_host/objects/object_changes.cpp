@@ -154,7 +154,7 @@ std::int32_t ObjUtil_Create(const std::uint8_t* cid, const char* ufn, const char
               [&]() -> std::int32_t {
                 return WriteForStatus([&](Connection& db) { return Create(db, object, size); });
               },
-              Refused<std::int32_t>(kFailure));
+              FailureAnswer<std::int32_t>(kFailure));
   if (status == kOk) {
     std::copy(object.uuid.begin(), object.uuid.end(), uuid);
   }
@@ -171,5 +171,5 @@ std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, b
             return WriteForStatus(
                 [&](Connection& db) { return Delete(db, BytesAt(cid), BytesAt(uuid), force); });
           },
-          Refused<std::int32_t>(kFailure));
+          FailureAnswer<std::int32_t>(kFailure));
 }

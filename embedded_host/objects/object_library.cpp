@@ -78,8 +78,8 @@ const char* FindValue(const ObjDescriptor& descriptor, std::string_view key) {
 }  // namespace quelt
 
 using quelt::Connection;
+using quelt::FailureAnswer;
 using quelt::Operation;
-using quelt::Refused;
 
 bool ObjLib_Init() {
   return Operation("ObjLib_Init")
@@ -88,7 +88,7 @@ bool ObjLib_Init() {
             ++quelt::openSessions;
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 void ObjLib_Exit() noexcept { quelt::EndSession(); }
@@ -100,7 +100,7 @@ char* ObjLib_GetURIPrefix(int selector) {
             const bool known = quelt::openSessions > 0 && selector == quelt::kObjectPaths;
             return known ? strdup(quelt::kObjectPathPrefix.data()) : nullptr;
           },
-          Refused<char*>(nullptr));
+          FailureAnswer<char*>(nullptr));
 }
 
 int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
@@ -117,7 +117,7 @@ int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
             *params = read.release();
             return quelt::kOk;
           },
-          Refused<int>(quelt::kFailure));
+          FailureAnswer<int>(quelt::kFailure));
 }
 
 void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept {
@@ -132,7 +132,7 @@ char* DDBGet(ObjDescriptor* descriptor, const char* key) {
             const char* const value = quelt::FindValue(*descriptor, key);
             return value == nullptr ? nullptr : strdup(value);
           },
-          Refused<char*>(nullptr));
+          FailureAnswer<char*>(nullptr));
 }
 
 namespace ZelCtl::Quelt {
@@ -150,7 +150,7 @@ int QueltUtil::IsObjectAccessible(QUELTUUID cluster, QUELTUUID uuid, char* acces
             *accessible = rows.Boolean(0) ? 1 : 0;
             return quelt::kOk;
           },
-          Refused<int>(quelt::kFailure));
+          FailureAnswer<int>(quelt::kFailure));
 }
 
 }  // namespace ZelCtl::Quelt

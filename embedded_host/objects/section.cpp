@@ -160,10 +160,10 @@ json DumpObject(const Rows& rows) {
                  {"path", rows.Text(3)},
                  {"haMetaData", rows.Text(4)},
                  {"policy", rows.Text(5)},
-                 {"allocType", kAllocTypes[rows.Choice(6, kAllocTypes.size())]},
+                 {"allocType", kAllocTypes[rows.Index(6, kAllocTypes.size())]},
                  {"size", rows.Integer(7)},
                  {"capabilities", rows.Integer(8)},
-                 {"class", kObjectClasses[rows.Choice(9, kObjectClasses.size())]},
+                 {"class", kObjectClasses[rows.Index(9, kObjectClasses.size())]},
                  {"extAttrs", rows.Boolean(11)},
                  {"accessible", rows.Boolean(12)}};
   const Bytes cid = rows.Blob(1);

@@ -112,7 +112,7 @@ std::vector<NamedFault> ListFaults() {
   });
 }
 
-std::optional<Fault> StrikingFault(OperationId operation) {
+std::optional<Fault> NextFault(OperationId operation) {
   const std::string name(operation.name());
   // Most faults last until they are healed: nothing is counted, nothing is written.
   std::optional<Fault> fault =
@@ -122,7 +122,7 @@ std::optional<Fault> StrikingFault(OperationId operation) {
   }
   const Count count = Store::Instance().Write([&](Connection& db) { return CountCall(db, name); });
   if (count.last) {
-    AnnounceSwitches();
+    InvalidateSwitches();
   }
   return count.strikes;
 }

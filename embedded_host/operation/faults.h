@@ -45,6 +45,6 @@ void HealAllFaults();
 std::vector<NamedFault> ListFaults();
 
 /// Counts one call of an operation: the fault that strikes it, if one does.
-std::optional<Fault> StrikingFault(OperationId operation);
+std::optional<Fault> NextFault(OperationId operation);
 
 }  // namespace quelt

@@ -21,10 +21,10 @@ namespace {
 
 /// Whole characters of UTF-8, as far as they fit, and how much there was.
 std::string Cut(std::string_view text) {
-  if (text.size() <= kLongestJournalText) {
+  if (text.size() <= kMaxJournalTextBytes) {
     return std::string(text);
   }
-  std::size_t end = kLongestJournalText;
+  std::size_t end = kMaxJournalTextBytes;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
     --end;
   }
@@ -40,13 +40,13 @@ struct ToJson {
 };
 
 void Write(const JournalRecord& record) {
-  Store::Instance().Note([&](Connection& db) {
+  Store::Instance().WriteRelaxed([&](Connection& db) {
     db.Execute(
         "INSERT INTO journal (time, process, operation, arguments, outcome, message, duration) "
         "VALUES (?, ?, ?, ?, ?, ?, ?)",
         record.time, record.process, record.operation, record.arguments, record.outcome,
         record.message, record.duration);
-    db.Execute("DELETE FROM journal WHERE number <= last_insert_rowid() - ?", kMostJournalRecords);
+    db.Execute("DELETE FROM journal WHERE number <= last_insert_rowid() - ?", kMaxJournalRecords);
   });
 }
 

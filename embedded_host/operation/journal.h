@@ -20,9 +20,9 @@
 
 namespace quelt {
 
-/// The newest records stay; a text longer than kLongestJournalText bytes is cut.
-inline constexpr std::int64_t kMostJournalRecords = 100'000;
-inline constexpr std::size_t kLongestJournalText = 4096;
+/// The newest records stay; a text longer than kMaxJournalTextBytes bytes is cut.
+inline constexpr std::int64_t kMaxJournalRecords = 100'000;
+inline constexpr std::size_t kMaxJournalTextBytes = 4096;
 
 /// One operation that ended.
 struct JournalRecord {

@@ -11,10 +11,10 @@ namespace quelt {
 namespace {
 
 /// What a fault throws that is no std::exception.
-struct ThrownOnPurpose {};
+struct NonStandardException {};
 
 /// Lets the fault happen; false for a refusal.
-bool Suffer(const Fault& fault) {
+bool ApplyFault(const Fault& fault) {
   std::this_thread::sleep_for(fault.delay);
   switch (fault.kind) {
     case Fault::Kind::kNone:
@@ -26,19 +26,19 @@ bool Suffer(const Fault& fault) {
     case Fault::Kind::kThrowStandard:
       throw std::runtime_error(fault.message);
     case Fault::Kind::kThrowUnknown:
-      throw ThrownOnPurpose();
+      throw NonStandardException();
   }
   return true;
 }
 
 }  // namespace
 
-bool Operation::Admit() const {
+bool Operation::ApplyFaults() const {
   if (!switches_.HasFault(id_)) {
     return true;
   }
-  const std::optional<Fault> fault = StrikingFault(id_);
-  return !fault || Suffer(*fault);
+  const std::optional<Fault> fault = NextFault(id_);
+  return !fault || ApplyFault(*fault);
 }
 
 }  // namespace quelt

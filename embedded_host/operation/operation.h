@@ -5,7 +5,7 @@
 //
 //   bool QueltConfigStore::SetIloAuth(const std::string& first, const std::string& second) {
 //     return Operation("SetIloAuth", {{"first", first}, {"second", Secret(second)}})
-//         .Write([&](Connection& db) { ...; return true; }, Refused(false));
+//         .Write([&](Connection& db) { ...; return true; }, FailureAnswer(false));
 //   }
 //
 // Faults and delays are applied before a connection is taken; the journal, when it is on, takes one
@@ -30,9 +30,9 @@ namespace quelt {
 
 /// What an operation answers when a fault refuses it.
 template <typename Answer>
-struct Refused {
+struct FailureAnswer {
   Answer answer;
-  explicit Refused(Answer value) : answer(std::move(value)) {}
+  explicit FailureAnswer(Answer value) : answer(std::move(value)) {}
 };
 
 /// One call of an operation. Performed once: its arguments move to the journal.
@@ -50,7 +50,7 @@ class Operation {
     return Perform([&] { return Store::Instance().Read(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Read(Body&& body, Refused<Answer> refused) {
+  Answer Read(Body&& body, FailureAnswer<Answer> refused) {
     return PerformOr(std::move(refused),
                      [&] { return Store::Instance().Read(std::forward<Body>(body)); });
   }
@@ -61,7 +61,7 @@ class Operation {
     return Perform([&] { return Store::Instance().Snapshot(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Snapshot(Body&& body, Refused<Answer> refused) {
+  Answer Snapshot(Body&& body, FailureAnswer<Answer> refused) {
     return PerformOr(std::move(refused),
                      [&] { return Store::Instance().Snapshot(std::forward<Body>(body)); });
   }
@@ -72,7 +72,7 @@ class Operation {
     return Perform([&] { return Store::Instance().Write(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Write(Body&& body, Refused<Answer> refused) {
+  Answer Write(Body&& body, FailureAnswer<Answer> refused) {
     return PerformOr(std::move(refused),
                      [&] { return Store::Instance().Write(std::forward<Body>(body)); });
   }
@@ -83,14 +83,14 @@ class Operation {
     return Perform(std::forward<Body>(body));
   }
   template <typename Body, typename Answer>
-  Answer Run(Body&& body, Refused<Answer> refused) {
+  Answer Run(Body&& body, FailureAnswer<Answer> refused) {
     return PerformOr(std::move(refused), std::forward<Body>(body));
   }
 
   /// For an answer at hand that is asked for very often: leaves no trace in the journal.
   template <typename Body, typename Answer>
-  Answer RunUnrecorded(Body&& body, Refused<Answer> refused) {
-    return Admit() ? std::forward<Body>(body)() : std::move(refused.answer);
+  Answer RunWithoutJournal(Body&& body, FailureAnswer<Answer> refused) {
+    return ApplyFaults() ? std::forward<Body>(body)() : std::move(refused.answer);
   }
 
  private:
@@ -98,7 +98,7 @@ class Operation {
   auto Perform(Body&& body) {
     using Answer = std::invoke_result_t<Body>;
     const auto perform = [&]() -> Answer {
-      if (!Admit()) {
+      if (!ApplyFaults()) {
         throw HostCtl::Lib::Quelt::QueltCtlException("The host refused " + std::string(id_.name()));
       }
       return std::forward<Body>(body)();
@@ -123,10 +123,10 @@ class Operation {
   }
 
   template <typename Answer, typename Body>
-  Answer PerformOr(Refused<Answer> refused, Body&& body) {
+  Answer PerformOr(FailureAnswer<Answer> refused, Body&& body) {
     bool admitted = true;
     const auto perform = [&]() -> Answer {
-      admitted = Admit();
+      admitted = ApplyFaults();
       return admitted ? std::forward<Body>(body)() : std::move(refused.answer);
     };
     if (!arguments_) {
@@ -144,7 +144,7 @@ class Operation {
   }
 
   /// Applies the faults set for this operation: waits, throws, or answers false for a refusal.
-  bool Admit() const;
+  bool ApplyFaults() const;
 
   OperationId id_;
   const Switches switches_;

@@ -55,7 +55,7 @@ unsigned ReadFlags(Connection& db) {
   return set;
 }
 
-[[gnu::noinline]] Switches LookAgain() {
+[[gnu::noinline]] Switches ReloadSwitches() {
   Store::Instance().Snapshot([](Connection& db) {
     const std::lock_guard lock(changing);
     const ControlWord& word = ControlWord::Ensure(db.place());
@@ -76,13 +76,13 @@ Switches CurrentSwitches() {
   const ControlWord* const word = ControlWord::Present();
   const bool stand = word != nullptr && word == known_word.load(std::memory_order_acquire) &&
                      word->Value() == known_value.load(std::memory_order_acquire);
-  return stand || Pool::InUseHere() ? Known() : LookAgain();
+  return stand || Pool::InUseHere() ? Known() : ReloadSwitches();
 }
 
-void AnnounceSwitches() {
+void InvalidateSwitches() {
   Store::Instance().Read([](Connection& db) {
     const std::lock_guard lock(changing);
-    ControlWord::DropUnlessItStands(db.place());
+    ControlWord::DropIfReplaced(db.place());
     ControlWord::Ensure(db.place()).Bump();
   });
 }

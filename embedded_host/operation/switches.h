@@ -26,14 +26,14 @@ struct Switches {
 Switches CurrentSwitches();
 
 /// Makes every process of this host look again. After a change of the switches was committed.
-void AnnounceSwitches();
+void InvalidateSwitches();
 
 /// Runs `body(Connection&)`, which changes the switches (among other things), in a write
 /// transaction; when this returns, every process of this host goes by the new ones.
 template <typename Body>
 void ChangeSwitches(Body&& body) {
   Store::Instance().Write(std::forward<Body>(body));
-  AnnounceSwitches();
+  InvalidateSwitches();
 }
 
 }  // namespace quelt

@@ -13,7 +13,9 @@ namespace quelt {
 namespace {
 
 /// Root may use what belongs to others: it could read it anyway.
-bool IsAnothers(const struct stat& entry) { return entry.st_uid != geteuid() && geteuid() != 0; }
+bool BelongsToAnotherUser(const struct stat& entry) {
+  return entry.st_uid != geteuid() && geteuid() != 0;
+}
 
 /// In a folder with the sticky bit, like /tmp, others may add files, but not replace ours.
 void RequireSafeFolder(const std::string& path) {
@@ -23,7 +25,7 @@ void RequireSafeFolder(const std::string& path) {
     return;  // it is made, or whoever opens the file says why it can't be
   }
   const bool sticky = (entry.st_mode & S_ISVTX) != 0;
-  if (IsAnothers(entry) && entry.st_uid != 0 && !sticky) {
+  if (BelongsToAnotherUser(entry) && entry.st_uid != 0 && !sticky) {
     ThrowStoreFailure(path, "its folder belongs to another user");
   }
   if ((entry.st_mode & S_IWOTH) != 0 && !sticky) {
@@ -46,7 +48,7 @@ bool SecureFile(const std::string& path) {
   if (!S_ISREG(entry.st_mode)) {
     ThrowStoreFailure(path, S_ISLNK(entry.st_mode) ? "a symbolic link" : "not a regular file");
   }
-  if (IsAnothers(entry)) {
+  if (BelongsToAnotherUser(entry)) {
     ThrowStoreFailure(path, "belongs to another user");
   }
   if ((entry.st_mode & (S_IRWXG | S_IRWXO)) != 0 && chmod(path.c_str(), 0600) != 0) {

@@ -14,7 +14,7 @@ namespace quelt {
 
 using std::chrono::steady_clock;
 
-std::size_t Rows::Choice(int column, std::size_t choices) const {
+std::size_t Rows::Index(int column, std::size_t choices) const {
   const auto value = static_cast<std::uint64_t>(Integer(column));
   if (value >= choices) {
     throw HostCtl::Lib::Quelt::QueltCtlException("The host's state holds a number out of range");
@@ -49,7 +49,7 @@ SQLite::Database Open(const StorePlace& place) {
 Connection::Connection(const StorePlace& place) : place_(place), database_(Open(place)) {
   sqlite3* const handle = database_.getHandle();
   sqlite3_extended_result_codes(handle, 1);
-  WaitForWriters(true);
+  EnableBusyHandler(true);
   // The log stays when the last connection closes. Closing happens before every fork and must be
   // quick, and a file that turns out not to be ours must not be touched.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
@@ -65,7 +65,7 @@ bool Connection::InTransaction() const {
   return sqlite3_get_autocommit(database_.getHandle()) == 0;
 }
 
-void Connection::WaitForWriters(bool wait) {
+void Connection::EnableBusyHandler(bool wait) {
   sqlite3_busy_handler(database_.getHandle(), wait ? &Connection::WaitForWriter : nullptr, this);
 }
 

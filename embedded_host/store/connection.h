@@ -41,7 +41,7 @@ class Rows {
   std::int64_t Integer(int column) const { return statement_.getColumn(column).getInt64(); }
   /// The place of one of so many choices: a state from elsewhere may hold another number. Throws
   /// QueltCtlException.
-  std::size_t Choice(int column, std::size_t choices) const;
+  std::size_t Index(int column, std::size_t choices) const;
   bool Boolean(int column) const { return Integer(column) != 0; }
   bool IsNull(int column) const { return statement_.isColumnNull(column); }
   /// A blob of exactly this size: a state from elsewhere may hold another. Throws
@@ -71,7 +71,7 @@ class Connection {
 
   /// Whether a statement that finds another writer at work waits for it, which is so at first, or
   /// fails.
-  void WaitForWriters(bool wait);
+  void EnableBusyHandler(bool wait);
 
   /// Until when statements wait for other writers; with nothing, for place().wait.
   void WaitUntil(std::optional<std::chrono::steady_clock::time_point> end) { wait_ends_ = end; }
@@ -108,7 +108,7 @@ class Connection {
   const StorePlace& place() const { return place_; }
 
   /// When to look again whether the file still stands (coarse clock); the store's own.
-  std::int64_t lookAgainAt = 0;
+  std::int64_t nextFileCheck = 0;
 
  private:
   static int WaitForWriter(void* connection, int retries);

@@ -54,7 +54,7 @@ const ControlWord& ControlWord::Ensure(const StorePlace& place) {
   return *present;
 }
 
-void ControlWord::DropUnlessItStands(const StorePlace& place) {
+void ControlWord::DropIfReplaced(const StorePlace& place) {
   const ControlWord* present = Present();
   if (present == nullptr || place.in_memory()) {
     return;

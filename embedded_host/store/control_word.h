@@ -27,7 +27,7 @@ class ControlWord {
   /// memory. Called by one thread at a time. Throws QueltCtlException.
   static const ControlWord& Ensure(const StorePlace& place);
   /// Gives the mapping up when its file was removed or replaced: others then look at another one.
-  static void DropUnlessItStands(const StorePlace& place);
+  static void DropIfReplaced(const StorePlace& place);
 
   std::uint64_t Value() const { return counter_->load(std::memory_order_acquire); }
   void Bump() const { counter_->fetch_add(1, std::memory_order_acq_rel); }

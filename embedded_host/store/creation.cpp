@@ -119,7 +119,7 @@ void RemoveStrayLog(const std::string& file) {
 void SetSeed(Seed seed) { seed_new_state = seed; }
 
 void FillNewState(Connection& db) {
-  BringUpToDate(db);
+  UpgradeSchema(db);
   Transaction transaction(db, Transaction::Kind::kWrite);
   if (seed_new_state != nullptr) {
     seed_new_state(db);

@@ -43,7 +43,7 @@ void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                           const SQLite::Exception& failure) {
   const int code = failure.getErrorCode() & 0xff;  // without SQLite's finer distinctions
   if (code == SQLITE_BUSY) {
-    ThrowWaitedTooLong(place, kForWriter);
+    ThrowTimeout(place, kOtherWriter);
   }
   if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB) {
     throw DamagedState(place.path, failure.what());
@@ -59,7 +59,7 @@ void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
   ThrowStoreFailure(place.path, reason);
 }
 
-void ThrowWaitedTooLong(const StorePlace& place, std::string_view what) {
+void ThrowTimeout(const StorePlace& place, std::string_view what) {
   ThrowStoreFailure(place.path,
                     "waited " + std::to_string(place.wait.count()) + " s for " + std::string(what));
 }

@@ -33,8 +33,8 @@ class DamagedState final : public HostCtl::Lib::Quelt::QueltCtlException {
                                        const SQLite::Exception& failure);
 
 // What was waited for in vain.
-inline constexpr std::string_view kForWriter = "another writer to finish";
-inline constexpr std::string_view kForConnection = "a connection";
-[[noreturn]] void ThrowWaitedTooLong(const StorePlace& place, std::string_view what);
+inline constexpr std::string_view kOtherWriter = "another writer to finish";
+inline constexpr std::string_view kFreeConnection = "a connection";
+[[noreturn]] void ThrowTimeout(const StorePlace& place, std::string_view what);
 
 }  // namespace quelt

@@ -50,7 +50,7 @@ const StorePlace& Pool::PlaceLocked() {
   return *place_;
 }
 
-std::unique_ptr<Connection> Pool::Take(Use use) {
+std::unique_ptr<Connection> Pool::Acquire(Use use) {
   if (in_use_here) {
     throw std::logic_error("An operation of the embedded host was started inside another");
   }
@@ -66,21 +66,21 @@ std::unique_ptr<Connection> Pool::Take(Use use) {
   }
   in_use_here = true;
   try {
-    if (connection != nullptr && !StillStands(*connection, use == Use::kWrite)) {
+    if (connection != nullptr && !IsSameFile(*connection, use == Use::kWrite)) {
       connection = nullptr;
     }
     if (connection == nullptr) {
       connection = OpenState(*place_);
     }
   } catch (...) {
-    GiveBack(nullptr, use);
+    Release(nullptr, use);
     throw;
   }
   connection->WaitUntil(waitEnds);
   return connection;
 }
 
-void Pool::GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept {
+void Pool::Release(std::unique_ptr<Connection> connection, Use use) noexcept {
   in_use_here = false;
   const std::lock_guard lock(mutex_);
   --in_use_;
@@ -106,7 +106,7 @@ std::optional<steady_clock::time_point> Pool::Wait(std::unique_lock<std::mutex>&
   const bool freed = changed_.wait_until(lock, end, free);
   --waiting_;
   if (!freed) {
-    ThrowWaitedTooLong(*place_, use == Use::kWrite ? kForWriter : kForConnection);
+    ThrowTimeout(*place_, use == Use::kWrite ? kOtherWriter : kFreeConnection);
   }
   return end;
 }
@@ -120,19 +120,19 @@ std::unique_ptr<Connection> Pool::PopIdle() {
   return connection;
 }
 
-void Pool::HoldForks() {
+void Pool::BlockForks() {
   std::unique_lock lock(mutex_);
   ++waiting_;
   changed_.wait(lock, [&] { return forks_ == 0; });
   --waiting_;
-  ++holding_forks_;
+  ++fork_blockers_;
   in_use_here = true;
 }
 
-void Pool::LetForksGo() noexcept {
+void Pool::AllowForks() noexcept {
   in_use_here = false;
   const std::lock_guard lock(mutex_);
-  --holding_forks_;
+  --fork_blockers_;
   if (waiting_ > 0) {
     changed_.notify_all();
   }
@@ -142,7 +142,7 @@ void Pool::BeforeFork() {
   std::unique_lock lock(mutex_);
   ++forks_;
   ++waiting_;
-  changed_.wait(lock, [&] { return in_use_ == 0 && holding_forks_ == 0; });
+  changed_.wait(lock, [&] { return in_use_ == 0 && fork_blockers_ == 0; });
   --waiting_;
   if (place_ && !place_->in_memory()) {
     idle_.clear();

@@ -36,16 +36,16 @@ class Pool {
   /// A connection for the calling thread. Writers of one process get theirs one after another, so
   /// that a fork never waits for more than one of them. Throws QueltCtlException, also when the
   /// wait took too long.
-  std::unique_ptr<Connection> Take(Use use);
+  std::unique_ptr<Connection> Acquire(Use use);
   /// `connection` may be null, or one that must not be used again.
-  void GiveBack(std::unique_ptr<Connection> connection, Use use) noexcept;
+  void Release(std::unique_ptr<Connection> connection, Use use) noexcept;
 
   /// True while the calling thread holds a connection, or holds forks off.
   static bool InUseHere();
 
-  /// Until LetForksGo, no thread of this process forks. See ForksWait.
-  void HoldForks();
-  void LetForksGo() noexcept;
+  /// Until AllowForks, no thread of this process forks. See ForkBlocker.
+  void BlockForks();
+  void AllowForks() noexcept;
 
   // Called around each fork of the process.
   void BeforeFork();
@@ -65,7 +65,7 @@ class Pool {
   std::vector<std::unique_ptr<Connection>> idle_;
   std::size_t most_in_use_ = 0;
   std::size_t in_use_ = 0;
-  std::size_t holding_forks_ = 0;
+  std::size_t fork_blockers_ = 0;
   std::size_t waiting_ = 0;
   unsigned forks_ = 0;  // threads that are about to fork
   bool writing_ = false;
@@ -78,18 +78,18 @@ Pool& ConnectionPool();
 /// While one of these lives no thread of this process forks: for work with a library whose own
 /// locks a child would find taken for good. Be quick, and take no connection meanwhile. Where the
 /// thread holds one, forks wait already.
-class ForksWait {
+class ForkBlocker {
  public:
-  ForksWait() : holds_(!Pool::InUseHere()) {
+  ForkBlocker() : holds_(!Pool::InUseHere()) {
     if (holds_) {
-      ConnectionPool().HoldForks();
+      ConnectionPool().BlockForks();
     }
   }
-  ForksWait(const ForksWait&) = delete;
-  ForksWait& operator=(const ForksWait&) = delete;
-  ~ForksWait() {
+  ForkBlocker(const ForkBlocker&) = delete;
+  ForkBlocker& operator=(const ForkBlocker&) = delete;
+  ~ForkBlocker() {
     if (holds_) {
-      ConnectionPool().LetForksGo();
+      ConnectionPool().AllowForks();
     }
   }
 

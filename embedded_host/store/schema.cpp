@@ -255,7 +255,7 @@ void RequireDefinitions(Connection& db, SchemaSteps steps) {
 
 SchemaSteps AllSteps() { return kSteps; }
 
-void BringUpToDate(Connection& db, SchemaSteps steps) {
+void UpgradeSchema(Connection& db, SchemaSteps steps) {
   const int newest = static_cast<int>(steps.size());
   if (Version(db) == newest) {
     RequireDefinitions(db, steps);

@@ -17,7 +17,7 @@ SchemaSteps AllSteps();
 /// Runs the missing steps, all or none of them. A file that is newer than the last step, or whose
 /// tables, triggers and views are not exactly those of its version, is refused (QueltCtlException):
 /// what another one has put there would run with our statements.
-void BringUpToDate(Connection& db, SchemaSteps steps = AllSteps());
+void UpgradeSchema(Connection& db, SchemaSteps steps = AllSteps());
 
 /// Empties all tables. Inside a transaction.
 void ClearTables(Connection& db);

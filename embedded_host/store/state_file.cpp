@@ -23,7 +23,7 @@ constexpr std::size_t kApplicationIdAt = 68;  // big-endian; SQLite's file forma
 constexpr std::size_t kHeaderSize = 100;
 
 /// SQLite takes shorter paths than the system, and the file's companions have longer ones.
-void RefuseLongPath(const std::string& path) {
+void RejectLongPath(const std::string& path) {
   constexpr std::size_t kLongestSuffix = sizeof("-XXXXXX-journal") - 1;
   const auto most = static_cast<std::size_t>(sqlite3_vfs_find(nullptr)->mxPathname);
   if (path.size() + kLongestSuffix > most) {
@@ -34,7 +34,7 @@ void RefuseLongPath(const std::string& path) {
 
 /// Looks at the file's first bytes through the connection's own file handle: no lock, no log and no
 /// other file is touched, and no second handle is closed, which would drop SQLite's locks.
-void RefuseForeignFile(Connection& connection) {
+void RejectForeignFile(Connection& connection) {
   sqlite3_file* file = nullptr;
   sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
   std::array<unsigned char, kHeaderSize> header{};
@@ -59,16 +59,16 @@ void RefuseForeignFile(Connection& connection) {
 /// SQLite takes a file that it can't write for one to read alone, also when the reason is gone in a
 /// moment (too many open files), and goes on so for as long as the connection lives. A lock on the
 /// log that is there for writing is given or denied for another writer; nobody waits.
-void RefuseReadingAlone(Connection& connection) {
+void RejectReadOnlyFile(Connection& connection) {
   sqlite3* const handle = connection.database().getHandle();
   const std::string& path = connection.place().path;
   if (sqlite3_db_readonly(handle, "main") != 0) {
     access(path.c_str(), W_OK) != 0 ? ThrowSystemFailure(path, errno)
                                     : ThrowStoreFailure(path, "cannot be opened for writing");
   }
-  connection.WaitForWriters(false);
+  connection.EnableBusyHandler(false);
   const int status = sqlite3_exec(handle, "BEGIN IMMEDIATE; ROLLBACK", nullptr, nullptr, nullptr);
-  connection.WaitForWriters(true);
+  connection.EnableBusyHandler(true);
   if ((status & 0xff) == SQLITE_READONLY) {
     ThrowStoreFailure(path, "its log cannot be opened for writing");
   }
@@ -88,29 +88,29 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
     return OpenInMemory(place);
   }
   const bool isThere = SecureState(place.path);
-  RefuseLongPath(place.path);
+  RejectLongPath(place.path);
   if (!isThere) {
     CreateState(place);
   }
   auto connection = std::make_unique<Connection>(place);
-  RefuseForeignFile(*connection);
+  RejectForeignFile(*connection);
   try {
     connection->Configure();
-    BringUpToDate(*connection);
-    RefuseReadingAlone(*connection);
+    UpgradeSchema(*connection);
+    RejectReadOnlyFile(*connection);
   } catch (const SQLite::Exception& failure) {
     ThrowDatabaseFailure(place, *connection, failure);
   }
   return connection;
 }
 
-bool StillStands(Connection& connection, bool writing) {
+bool IsSameFile(Connection& connection, bool writing) {
   const std::int64_t now = CoarseNow();
-  if (!writing && now < connection.lookAgainAt) {
+  if (!writing && now < connection.nextFileCheck) {
     return true;
   }
-  connection.lookAgainAt = now + kLookAgainAfter;
-  ControlWord::DropUnlessItStands(connection.place());
+  connection.nextFileCheck = now + kLookAgainAfter;
+  ControlWord::DropIfReplaced(connection.place());
   int moved = 0;
   sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
   return moved == 0;

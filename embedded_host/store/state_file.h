@@ -14,7 +14,7 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place);
 
 /// False when the file that this connection has open was removed or replaced at its path. Looked at
 /// now and then when reading, always before writing, and the control file with it.
-bool StillStands(Connection& connection, bool writing);
+bool IsSameFile(Connection& connection, bool writing);
 
 /// Empties the log, where what was deleted from the state could still be read. Outside any
 /// transaction; where another process is in the way, that is left to a later time.

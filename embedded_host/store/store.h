@@ -43,7 +43,7 @@ class Store {
   /// The same for notes about operations: what the body changed survives the end of the process,
   /// but not, for some time, that of the machine; so it costs no wait for the disk.
   template <typename Body>
-  void Note(Body&& body) {
+  void WriteRelaxed(Body&& body) {
     WithConnection(Pool::Use::kWrite, [&](Connection& connection) {
       const RelaxedDurability relaxed(connection);
       Transaction transaction(connection, Transaction::Kind::kWrite);
@@ -58,10 +58,10 @@ class Store {
   /// A connection out of the pool, given back at the end.
   class Lease {
    public:
-    Lease(Pool& pool, Pool::Use use) : pool_(pool), use_(use), connection_(pool.Take(use)) {}
+    Lease(Pool& pool, Pool::Use use) : pool_(pool), use_(use), connection_(pool.Acquire(use)) {}
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
-    ~Lease() { pool_.GiveBack(std::move(connection_), use_); }
+    ~Lease() { pool_.Release(std::move(connection_), use_); }
     Connection& connection() const { return *connection_; }
 
    private:

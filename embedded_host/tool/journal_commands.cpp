@@ -49,8 +49,8 @@ void AddJournalCommands(CLI::App& app) {
       "A record holds number, time, process, operation, arguments, outcome and duration "
       "(seconds).\n"
       "Keys, DEKs and passwords appear as their length. The newest " +
-      std::to_string(kMostJournalRecords) + " records are kept; texts are\ncut at " +
-      std::to_string(kLongestJournalText) +
+      std::to_string(kMaxJournalRecords) + " records are kept; texts are\ncut at " +
+      std::to_string(kMaxJournalTextBytes) +
       " bytes. Feature flags are not recorded: a listing asks for them twice an agent.\n\n"
       "Example:\n  quelt-host journal start && python3 script.py; quelt-host journal show");
   journal.add_subcommand("start", "Record from now on, in all processes of the host")

@@ -85,7 +85,7 @@ std::vector<Agent> AllAgents(Connection& db, AgentList list) {
   Rows rows = db.Query(list == AgentList::kMembership ? kAllOfMembership : kAllRecorded);
   while (rows.Next()) {
     agents.push_back({{rows.Text(0), rows.Text(3), rows.Integer(4)},
-                      static_cast<std::int64_t>(rows.Choice(1, kNodeTypes)),
+                      static_cast<std::int64_t>(rows.Index(1, kNodeTypes)),
                       rows.Boolean(2),
                       rows.Boolean(9),
                       rows.Text(5),

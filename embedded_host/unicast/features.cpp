@@ -7,17 +7,17 @@
 namespace ZelCtl::Quelt {
 
 using quelt::CurrentSwitches;
+using quelt::FailureAnswer;
 using quelt::Operation;
-using quelt::Refused;
 
 bool QueltUtil::IsQueltCSDFeatureEnabled() {
   return Operation("IsQueltCSDFeatureEnabled")
-      .RunUnrecorded([] { return CurrentSwitches().csd; }, Refused(false));
+      .RunWithoutJournal([] { return CurrentSwitches().csd; }, FailureAnswer(false));
 }
 
 bool QueltUtil::IsQueltMetadataNodeFeatureEnabled() {
   return Operation("IsQueltMetadataNodeFeatureEnabled")
-      .RunUnrecorded([] { return CurrentSwitches().metadataNode; }, Refused(false));
+      .RunWithoutJournal([] { return CurrentSwitches().metadataNode; }, FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

@@ -27,7 +27,7 @@ class SchemaTest : public testing::Test {
 
 TEST_F(SchemaTest, StepIsLeftOutOrRepeated) {
   for (const std::size_t version : {1, 3, 3}) {
-    BringUpToDate(db_, kAll.first(version));
+    UpgradeSchema(db_, kAll.first(version));
     EXPECT_EQ(Version(), version);
   }
   EXPECT_EQ(Number("SELECT port FROM agent WHERE id = 'a'"), 12321);
@@ -35,8 +35,8 @@ TEST_F(SchemaTest, StepIsLeftOutOrRepeated) {
 }
 
 TEST_F(SchemaTest, FailedStepLeavesHalfOfTheWay) {
-  BringUpToDate(db_, kAll.first(1));
-  EXPECT_THROW(BringUpToDate(db_, kAll), SQLite::Exception);
+  UpgradeSchema(db_, kAll.first(1));
+  EXPECT_THROW(UpgradeSchema(db_, kAll), SQLite::Exception);
   EXPECT_EQ(Version(), 1);
   EXPECT_EQ(Number("SELECT count(*) FROM pragma_table_info('agent')"), 1);
   EXPECT_EQ(Number("SELECT count(*) FROM sqlite_schema"), 1);

@@ -92,7 +92,7 @@ Certificate Parsed(const std::string& base64) {
 }  // namespace
 
 std::vector<Certificate> ReadCertificates(const std::string& text) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   PrepareOpenssl();
   std::vector<Certificate> certificates;
   for (const std::string& body : Base64Bodies(text)) {
@@ -105,7 +105,7 @@ std::vector<Certificate> ReadCertificates(const std::string& text) {
 }
 
 std::string PemText(const X509& certificate) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   const std::unique_ptr<BIO, FreedBy<BIO_free_all>> memory(BIO_new(BIO_s_mem()));
   if (memory == nullptr || PEM_write_bio_X509(memory.get(), &certificate) != 1) {
     ThrowOpensslFailure("The certificate cannot be written");
@@ -124,7 +124,7 @@ std::string PemText(const std::vector<Certificate>& certificates) {
 }
 
 std::string Fingerprint(const X509& certificate) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   std::array<unsigned char, 32> digest{};
   if (X509_digest(&certificate, EVP_sha256(), digest.data(), nullptr) != 1) {
     ThrowOpensslFailure("The certificate has no fingerprint");

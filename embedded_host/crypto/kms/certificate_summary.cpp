@@ -38,7 +38,7 @@ std::string TimeText(const ASN1_TIME* time) {
 CertificateSummary Summarize(const X509& certificate) {
   CertificateSummary summary;
   summary.fingerprint = Fingerprint(certificate);
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   summary.subject = SubjectText(certificate);
   summary.validFrom = TimeText(X509_get0_notBefore(&certificate));
   summary.validUntil = TimeText(X509_get0_notAfter(&certificate));

@@ -46,7 +46,7 @@ ClientCertificate Read(const std::string& chain, Bytes key) {
 
 void AddClientCertificate(Connection& db, const std::string& kmipClusterId,
                           const std::string& chain, const std::string& key) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   const ClientCertificate client =
       Read(chain, Bytes(reinterpret_cast<const std::uint8_t*>(key.data()), key.size()));
   db.Execute("INSERT INTO kms_client (kmip_cluster_id, certificates, key) VALUES (?, ?, ?)",

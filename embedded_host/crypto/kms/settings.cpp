@@ -56,8 +56,8 @@ namespace ZelCtl::Quelt {
 
 using quelt::Bytes;
 using quelt::Connection;
+using quelt::FailureAnswer;
 using quelt::Operation;
-using quelt::Refused;
 using quelt::Rows;
 
 std::string QueltUtil::KeyIdForKek(const std::string& first, const std::string& second) {
@@ -78,7 +78,7 @@ bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string& keyId, std::str
             password.assign(text.begin(), text.end());  // it passes through no other place
             return true;
           },
-          Refused(false));
+          FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

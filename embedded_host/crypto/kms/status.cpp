@@ -129,7 +129,7 @@ bool EmbeddedHostSystem::QueryKmsStatus(const std::string& kmipClusterId, const 
   return Operation("QueryKmsStatus", {{"kmipClusterId", kmipClusterId},
                                       {"keyId", keyId},
                                       {"seconds", std::int64_t{timeLimit}}})
-      .Run(check, Refused(false));
+      .Run(check, FailureAnswer(false));
 }
 
 }  // namespace quelt
@@ -146,5 +146,5 @@ bool ZelCtl::Quelt::QueltUtil::CheckCloudKmsStatus(const std::string& text, std:
             error = rows.Text(1);
             return rows.Boolean(0);
           },
-          quelt::Refused(false));
+          quelt::FailureAnswer(false));
 }

@@ -71,7 +71,7 @@ bool ConcernsCertificate(int alert) {
 }  // namespace
 
 TlsContext::TlsContext(const std::vector<std::string>& trusted, const ClientCertificate& client) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   PrepareOpenssl();
   context_.reset(SSL_CTX_new(TLS_client_method()));
   if (context_ == nullptr || SSL_CTX_set_min_proto_version(get(), TLS1_2_VERSION) != 1 ||
@@ -90,7 +90,7 @@ TlsContext::TlsContext(const std::vector<std::string>& trusted, const ClientCert
 
 TlsConnection::TlsConnection(const TlsContext& context, const std::string& host)
     : context_(context) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   tls_.reset(SSL_new(context.get()));
   BIO* const incoming = BIO_new(BIO_s_mem());
   BIO* const outgoing = BIO_new(BIO_s_mem());
@@ -149,7 +149,7 @@ void TlsConnection::RequireTls(std::span<const char> bytes) {
 }
 
 bool TlsConnection::Connect() {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   ERR_clear_error();
   const int error = SSL_get_error(tls_.get(), SSL_connect(tls_.get()));
   if (error != SSL_ERROR_NONE && error != SSL_ERROR_WANT_READ) {
@@ -159,7 +159,7 @@ bool TlsConnection::Connect() {
 }
 
 void TlsConnection::Write(std::string_view text) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   ERR_clear_error();
   if (SSL_write(tls_.get(), text.data(), static_cast<int>(text.size())) <= 0) {
     ThrowFailure();
@@ -167,7 +167,7 @@ void TlsConnection::Write(std::string_view text) {
 }
 
 bool TlsConnection::Read(std::string& text) {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   for (;;) {
     std::array<char, 4096> buffer;
     ERR_clear_error();
@@ -184,7 +184,7 @@ bool TlsConnection::Read(std::string& text) {
 }
 
 void TlsConnection::Close() {
-  const ForksWait forksWait;
+  const ForkBlocker forkBlocker;
   SSL_shutdown(tls_.get());
   ERR_clear_error();
 }
