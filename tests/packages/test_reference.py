@@ -4,6 +4,7 @@ raises the exceptions and performs the operations of the page is in the tests on
 
 import ast
 import doctest
+import html
 import re
 import sys
 import unittest
@@ -47,6 +48,17 @@ class PageTest(hosts.HostTestCase):
 
     def test_derived_parts_of_the_page_match_their_sources(self):
         self.assertEqual(reference.render(_PAGE), _PAGE, "run tests/support/reference.py")
+
+    def test_diagram_shows_the_words_and_arrows_of_its_source(self):
+        source = reference.read("docs", "architecture.dot")
+        labels = " ".join(re.findall(r'label="((?:\\.|[^"])*)"', source))
+        words = labels.replace("\\n", " ").replace('\\"', '"').split()
+        drawn = html.unescape(reference.read("docs", "architecture.svg"))
+        shown = " ".join(re.findall("<text.*?>(.*?)</text>", drawn)).split()
+        self.assertEqual(sorted(shown), sorted(words), "docs/architecture.dot says how to draw it")
+        self.assertEqual(sorted(re.findall(r"<title>(\w+->\w+)</title>", drawn)),
+                         sorted(re.sub(" ", "", arrow) for arrow in
+                                re.findall(r"\w+ -> \w+", source)))
 
     def test_every_operation_belongs_to_a_function(self):
         listed = self.tool("fail", "--help").split("Operations:")[1].split()
