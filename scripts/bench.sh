@@ -1,11 +1,11 @@
 # shellcheck shell=bash
-#: ./run bench     measure the module beside its peers; writes docs/performance.md and its chart
-#:                 (./run bench --counts compares its instructions per call with bench/counts.json,
-#:                 ./run bench --counts --update writes that file)
+#: ./run bench     compare the module with other binding tools; write docs/performance.md and its chart
+#:                 (./run bench --counts compares the instructions per call with bench/counts.json,
+#:                 ./run bench --counts --update updates that file)
 
 readonly BENCH_PACKAGES=(valgrind openssl)
-readonly PEER_PACKAGES=(pybind11 nanobind Cython cffi) # as the index and as Python call them
-readonly COUNTED_PYTHON=/usr/bin/python3 # the interpreter that bench/counts.json is for
+readonly PEER_PACKAGES=(pybind11 nanobind Cython cffi) # names in the index and for import
+readonly COUNTED_PYTHON=/usr/bin/python3 # the interpreter of the counts in bench/counts.json
 
 configure_bench() { # configure_bench DIR PYTHON [cmake option…]
     local dir=$1 python=$2
@@ -16,28 +16,29 @@ configure_bench() { # configure_bench DIR PYTHON [cmake option…]
 
 bench_counts() { # bench_counts check | update
     [[ -x $COUNTED_PYTHON ]] || {
-        say "No $COUNTED_PYTHON: instructions are not counted"
+        say "Not counting instructions: $COUNTED_PYTHON does not exist"
         return
     }
-    # The same code as the product's, without debug information: quicker to compile.
+    # The product's optimisation level; without debug information it compiles faster.
     configure_bench "$BUILD/counts" "$COUNTED_PYTHON" \
         -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG"
     cmake --build "$BUILD/counts" --target pyquelt memory_host counter >"$BUILD/counts/compile.log"
     "$COUNTED_PYTHON" bench/counts.py "$1" "$BUILD/counts"
 }
 
-# The peers whose packages can be had, in the environment of the bench.
+# Installs the peers into build/venv/bench and prints the names of those that can be imported,
+# separated by semicolons.
 bench_peers() {
     local package dir=$BUILD/venv/bench peers=()
     ensure_venv bench "${PEER_PACKAGES[@]}" >&2 ||
-        for package in "${PEER_PACKAGES[@]}"; do # one by one, then
+        for package in "${PEER_PACKAGES[@]}"; do # not all are available: install the others
             "$dir/bin/pip" install -q "$package" >/dev/null 2>&1 || true
         done
     for package in "${PEER_PACKAGES[@]}"; do
         if [[ -x $dir/bin/python ]] && "$dir/bin/python" -c "import $package" 2>/dev/null; then
             peers+=("${package,,}")
         else
-            say "Left out, for want of its package: $package" >&2
+            say "Skipping $package: its package cannot be installed" >&2
         fi
     done
     (IFS=';' && printf '%s' "${peers[*]}")
@@ -57,16 +58,16 @@ command_bench() { # bench [--counts [--update]]
             return
             ;;
         "") ;;
-        *) fail "bench takes nothing, --counts or --counts --update" ;;
+        *) fail "usage: ./run bench [--counts [--update]]" ;;
     esac
     peers=$(bench_peers)
     # shellcheck disable=SC2153
     python=$PYTHON
     [[ -z $peers ]] || python=$PWD/$BUILD/venv/bench/bin/python
-    say "Building the bench with these peers: plain ctypes ${peers//;/ }"
+    say "Building the benchmarks with these peers: plain ctypes ${peers//;/ }"
     configure_bench "$BUILD/bench" "$PYTHON" "-DPYQUELT_BENCH_PEERS=$peers" \
         "-DPYQUELT_BENCH_VENV=$PWD/$BUILD/venv/bench"
     compile "$BUILD/bench"
-    say "Measuring; some minutes"
+    say "Measuring; this takes some minutes"
     "$python" bench/bench.py "$BUILD/bench" "$BUILD/lib" docs
 }

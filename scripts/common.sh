@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the commands of ./run share: the machine's packages, the interpreter, building, running.
+# Functions that the commands of ./run share: packages, interpreters, building and running.
 
 readonly BUILD=build
 readonly BUILD_PACKAGES=(g++ cmake ninja-build python3 python3-dev libsqlitecpp-dev libsqlite3-dev
@@ -11,12 +11,12 @@ fail() {
     exit 1
 }
 
-# --- what the machine needs ---------------------------------------------------------------------
+# --- packages and interpreters ------------------------------------------------------------------
 
 ensure_packages() {
     local package missing=()
     if ! command -v apt-get >/dev/null; then
-        say "This system has no apt-get. Its own packages for these are needed: $*"
+        say "This system has no apt-get. Install its equivalents of these Debian packages: $*"
         return
     fi
     for package in "$@"; do
@@ -27,7 +27,7 @@ ensure_packages() {
     say "Installing Debian packages: ${missing[*]}"
     local as_root=()
     if [[ $(id -u) != 0 ]]; then
-        command -v sudo >/dev/null || fail "neither root nor sudo: install ${missing[*]} first"
+        command -v sudo >/dev/null || fail "installing packages needs root or sudo; missing: ${missing[*]}"
         as_root=(sudo)
     fi
     "${as_root[@]}" apt-get update -qq
@@ -35,8 +35,8 @@ ensure_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# ensure_optional_packages PACKAGE…: installs those that this release has. Tests that need one of the
-# others are skipped.
+# ensure_optional_packages PACKAGE…: installs the packages that this Debian release provides. Tests
+# that need another one are skipped.
 ensure_optional_packages() {
     local package
     command -v apt-get >/dev/null || return 0
@@ -45,7 +45,7 @@ ensure_optional_packages() {
     done
 }
 
-# The absolute path of the interpreter to build for.
+# Prints the absolute path of the interpreter to build for.
 interpreter() {
     local python=${PYTHON:-python3}
     "$python" -c 'import sys; sys.exit(sys.version_info < (3, 5)); ' ||
@@ -53,10 +53,10 @@ interpreter() {
     "$python" -c 'import sys; print(sys.executable)'
 }
 
-# version_of PYTHON: 3.11.2, for example.
+# version_of PYTHON: prints its version, for example 3.11.2.
 version_of() { "$1" -c 'import sys; print("%d.%d.%d" % sys.version_info[:3])'; }
 
-# Every CPython from 3.5 on, one path a line: pyenv's, the system's, and PYTHON.
+# Prints the path of each CPython 3.5 or newer that has headers: pyenv's, the system's, and PYTHON.
 interpreters() {
     local candidate
     {
@@ -74,8 +74,8 @@ if platform.python_implementation() == "CPython" and sys.version_info >= (3, 5):
     } | sort -u | cut -f2
 }
 
-# ensure_venv NAME PACKAGE…: a virtual environment build/venv/NAME of $PYTHON with these packages of
-# the Python package index; status 1, and a word, when the index cannot be reached.
+# ensure_venv NAME PACKAGE…: creates the virtual environment build/venv/NAME of $PYTHON with these
+# packages from the Python package index. If they cannot be installed, prints why and returns 1.
 ensure_venv() {
     local dir=$BUILD/venv/$1 log
     shift
@@ -96,13 +96,13 @@ ensure_venv() {
 
 # --- building -----------------------------------------------------------------------------------
 
-# configure DIR PYTHON [cmake option…]: quietly, unless it fails.
+# configure DIR PYTHON [cmake option…]: prints CMake's output only if it fails.
 configure() {
     local dir=$1 python=$2 log
     shift 2
     mkdir -p "$dir"
     log=$dir/configure.log
-    # Another interpreter than the last time: what CMake found out is void, what is built is not.
+    # After a change of the interpreter, keep the objects but not what CMake detected.
     if [[ -f $dir/CMakeCache.txt && $(cat "$dir/interpreter" 2>/dev/null) != "$python" ]]; then
         rm -rf "$dir/CMakeCache.txt" "$dir/CMakeFiles" "$dir/python"
     fi
@@ -117,7 +117,7 @@ compile() { # compile DIR [TARGET…]
     local log=$1/compile.log
     cmake --build "$1" ${2:+--target "${@:2}"} >"$log" 2>&1 || {
         tail -n 60 "$log" >&2
-        fail "building failed; all of it is in $log"
+        fail "building failed; the complete log is $log"
     }
 }
 
@@ -129,7 +129,7 @@ build() {
     compile "$BUILD"
 }
 
-# dir_for PYTHON: where the module is built for it, beside that of build/.
+# dir_for PYTHON: prints the build folder of the module for that interpreter.
 dir_for() {
     local kind=
     [[ $1 == /usr/* ]] && kind=-system
@@ -137,8 +137,8 @@ dir_for() {
     printf '%s/matrix/%s%s\n' "$BUILD" "$(version_of "$1")" "$kind"
 }
 
-# build_for PYTHON: the module and its tests. The host libraries do not depend on the interpreter:
-# they are those of build/.
+# build_for PYTHON: builds the module and its tests with the host libraries of build/, which do not
+# depend on the interpreter.
 build_for() {
     local dir
     dir=$(dir_for "$1")
@@ -150,7 +150,7 @@ build_for() {
 
 # --- running ------------------------------------------------------------------------------------
 
-# Runs a command with the built module importable.
+# Runs a command that can import the built module and find quelt-host.
 with_module() {
     PYTHONPATH=$PWD/$BUILD/python:$PWD/python${PYTHONPATH:+:$PYTHONPATH} \
         PATH=$PWD/$BUILD/bin:$PATH PYTHONDONTWRITEBYTECODE=1 "$@"
@@ -164,8 +164,8 @@ run_tests() { # run_tests DIR [ctest option…]
     return "$status"
 }
 
-# The skipped tests in a log of ctest, with their reasons: those of Python (tests/support/run_tests.py)
-# and of GoogleTest.
+# Reads a log of ctest and prints the skipped tests of Python (tests/support/run_tests.py) and of
+# GoogleTest, with their reasons.
 report_skipped() {
     awk '/^SKIPPED / { sub("^SKIPPED ", ""); skipped[++count] = $0 }
         /: Skipped$/ { getline reason }

@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-#: ./run coverage  build with gcov, run all tests, and print the line coverage; fails below 100 % of
-#:                 the module, or 95 % of the embedded host (a line left out says why: GCOVR_EXCL)
+#: ./run coverage  run all tests with gcov and print the line coverage; fails below 100 % of the
+#:                 module or 95 % of the embedded host (excluded lines are marked GCOVR_EXCL)
 
-readonly MODULE_ROOMS='(module|config_store|crypto|unicast|network|objects)/'
+readonly MODULE_FOLDERS='(module|config_store|crypto|unicast|network|objects)/'
 
-# lines_covered TITLE LEAST FILTER: prints the figure with the lines that were not reached.
-lines_covered() {
-    say "$1: lines reached"
+# report_coverage TITLE MINIMUM FILTER: prints the line coverage and the uncovered lines.
+report_coverage() {
+    say "$1: line coverage"
     gcovr --root . --object-directory "$BUILD/coverage" --filter "$3" --exclude-throw-branches \
         --fail-under-line "$2" --sort-uncovered
 }
@@ -21,7 +21,7 @@ command_coverage() {
     find "$dir" -name '*.gcda' -delete
     say "Testing"
     run_tests "$dir" || fail "the tests fail"
-    lines_covered "Module" 100 "$MODULE_ROOMS" || status=1
-    lines_covered "Embedded host" 95 embedded_host/ || status=1
-    ((status == 0)) || fail "fewer lines were reached than promised"
+    report_coverage "Module" 100 "$MODULE_FOLDERS" || status=1
+    report_coverage "Embedded host" 95 embedded_host/ || status=1
+    ((status == 0)) || fail "the line coverage is below its minimum"
 }

@@ -1,12 +1,11 @@
 # shellcheck shell=bash
-#: ./run deep      run the long forms of the tests, with their full numbers: hours, in stages
-#:                 (what passed on this commit is not run again; ./run deep STAGE… runs these)
+#: ./run deep      run the tests with their full numbers of repetitions, in stages; takes hours
+#:                 (skips stages that passed on this commit; ./run deep STAGE… repeats these)
 
 source scripts/fuzz.sh
 
-# The tests with a long form (tests/support/deep.py): with this interpreter, those of the
-# interpreter's shutdown with each, that of leaks with one that counts every reference. The fuzz
-# targets, the sanitizers.
+# Prints the names of the stages: the tests that use tests/support/deep.py, the test of leaks with a
+# debug interpreter, the test of shutdown with each interpreter, the fuzz targets, the sanitizers.
 deep_stages() {
     local python
     ctest --test-dir "$BUILD" -N -L '^deep$' | sed -n 's/^ *Test *#[0-9]*: //p'
@@ -27,15 +26,14 @@ deep_test_for() { # deep_test_for PYTHON TEST
     deep_test "$(dir_for "$1")" "$2"
 }
 
-# The test of shutdown with the interpreter of this version.
-deep_exit() {
+deep_exit() { # deep_exit VERSION
     local python
     while read -r python; do
         [[ $(version_of "$python") == "$1" ]] || continue
         deep_test_for "$python" module.test_exit
         return
     done < <(interpreters)
-    fail "there is no CPython $1 here"
+    fail "CPython $1 is not installed"
 }
 
 deep_stage() { # deep_stage NAME
@@ -72,7 +70,7 @@ command_deep() {
             failed+=("$stage")
             printf '%-32s FAILED, see %s\n' "$stage" "$stamps/$stage.log"
         fi
-        sed -n 's/^.*figure: /    /p' "$stamps/$stage.log"  # CTest numbers the lines
+        sed -n 's/^.*figure: /    /p' "$stamps/$stage.log"  # without CTest's line prefix
     done
     ((${#failed[@]} == 0)) || fail "failed: ${failed[*]}"
 }

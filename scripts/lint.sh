@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-#: ./run lint      check format and code: clang-format, clang-tidy, shellcheck, flake8, and part of
-#:                 what CPython 3.5 does not know: the newer syntax that ast finds, and f-strings
-#:                 (./run lint quick leaves out clang-tidy, which takes minutes)
+#: ./run lint      check format and code: clang-format, clang-tidy, shellcheck, flake8, and syntax
+#:                 that CPython 3.5 does not support, as far as the module ast detects it
+#:                 (./run lint quick skips clang-tidy, which takes minutes)
 
-# Versions of clang-format differ in what they accept. Debian 12, 13 and sid all have this one.
+# Versions of clang-format format differently. Debian 12, 13 and sid all provide this one.
 readonly CLANG_FORMAT=clang-format-19
 readonly LINT_PACKAGES=("$CLANG_FORMAT" git shellcheck flake8)
 
@@ -13,7 +13,7 @@ tidy() {
     python3 - "$BUILD/compile_commands.json" "$BUILD/lint/compile_commands.json" <<'PY' |
 import json, sys
 commands = json.load(open(sys.argv[1]))
-for entry in commands:  # without what only g++ knows
+for entry in commands:  # clang-tidy does not know this option of g++
     entry["command"] = entry["command"].replace(" -fno-canonical-system-headers", "")
 json.dump(commands, open(sys.argv[2], "w"))
 for file in sorted({entry["file"] for entry in commands}):
@@ -24,7 +24,7 @@ PY
 }
 
 command_lint() { # lint [quick]
-    [[ ${1:-} == "" || ${1:-} == quick ]] || fail "lint takes nothing or: quick"
+    [[ ${1:-} == "" || ${1:-} == quick ]] || fail "usage: ./run lint [quick]"
     build
     ensure_packages "${LINT_PACKAGES[@]}"
     local sources pythons
@@ -37,13 +37,13 @@ command_lint() { # lint [quick]
     shellcheck -x run .ci/run scripts/*.sh
     say "flake8"
     flake8 "${pythons[@]}"
-    say "Python 3.5 syntax (part of it)"
+    say "Python 3.5 syntax"
     python3 - "${pythons[@]}" <<'PY'
 import ast, sys
 for name in sys.argv[1:]:
     if name.endswith(".py"):
         tree = ast.parse(open(name).read(), name, feature_version=(3, 5))
-        for node in ast.walk(tree):  # from 3.12 on the parser lets f-strings through
+        for node in ast.walk(tree):  # feature_version permits f-strings from 3.12 on
             if isinstance(node, ast.JoinedStr):
                 sys.exit("%s:%d: f-string" % (name, node.lineno))
 PY
@@ -51,5 +51,5 @@ PY
         ensure_packages clang-tidy
         tidy
     fi
-    say "Nothing to complain about"
+    say "No problems found"
 }

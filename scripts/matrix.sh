@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-#: ./run matrix    build and test for every CPython from 3.5 on that this machine has
+#: ./run matrix    build and test for each CPython 3.5 or newer on this machine
 
 command_matrix() {
     build

@@ -1,14 +1,15 @@
 # shellcheck shell=bash
-#: ./run package   build the wheel and the Debian package into build/dist and try each in a clean
-#:                 environment: a virtual one (needs the Python package index), an empty Debian
+#: ./run package   build the wheel and the Debian package into build/dist and test each of them in
+#:                 a virtual environment (needs the Python package index) or in a minimal Debian
 #:                 (needs root and a Debian mirror; otherwise the package is only unpacked)
 
 readonly DIST=$PWD/$BUILD/dist PACKAGE=$PWD/$BUILD/package
 
-# try_installed COMMAND…: what holds for an installed pyquelt from any folder. The command runs its
-# words in the place where it is installed; python3 and quelt-host are on that place's PATH.
-try_installed() {
-    local version state=/tmp/quelt-package-trial.$$
+# test_installed COMMAND…: tests an installed pyquelt from a folder other than the source folder.
+# COMMAND is the prefix that runs a program where pyquelt is installed, with python3 and quelt-host
+# on its PATH.
+test_installed() {
+    local version state=/tmp/quelt-package-test.$$
     version=$(sed -n 's/^project(pyquelt VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
     # shellcheck disable=SC2016 # for the inner shell
     "$@" sh -euc 'cd / && export PYTHONDONTWRITEBYTECODE=1 QUELT_HOST_STATE="$1/host.db"
@@ -17,13 +18,14 @@ try_installed() {
         python3 -c "import pyquelt; assert pyquelt.GetHardwareSku() == \"QS-2240-AF\""
         python3 -c "import quelt_testing; quelt_testing.Host().__enter__()"
         test -f "$3/docs/scenario.schema.json"
-        rm -r "$1"' sh "$state" "$version" "$TRIAL_DOCS"
+        rm -r "$1"' sh "$state" "$version" "$INSTALLED_DOCS"
 }
 
 # --- the wheel ----------------------------------------------------------------------------------
 
-# Stubs, scripts with and without mistakes, and the plug-in of pytest, with and without its line.
-try_wheel_tools() { # try_wheel_tools VENV
+# Tests the stubs, also with scripts that contain mistakes, and the pytest plug-in, which scripts
+# may or may not name in conftest.py.
+test_wheel_tools() { # test_wheel_tools VENV
     local folder line
     "$1/bin/python" -m mypy.stubtest pyquelt --allowlist tests/packages/stubs/allowlist.txt
     "$1/bin/mypy" --strict --python-executable "$1/bin/python" --cache-dir "$PACKAGE/mypy" \
@@ -43,28 +45,29 @@ try_wheel_tools() { # try_wheel_tools VENV
 files_of() { find "$1" -not -path '*/__pycache__*' | LC_ALL=C sort; }
 
 package_wheel() {
-    local venv=$PWD/$BUILD/venv/wheel-trial before wheel
+    local venv=$PWD/$BUILD/venv/wheel-test before wheel
     ensure_venv wheel-build scikit-build-core || return 3
     say "Building the wheel"
-    # c++ is the compiler of every other build here; the interpreter's own may have another name.
+    # The interpreter may record another compiler; use that of the other builds.
     CXX=${CXX:-c++} "$BUILD/venv/wheel-build/bin/pip" wheel -q . --no-build-isolation --no-deps \
         -w "$DIST" -C build-dir="$PACKAGE/wheel"
     wheel=$(echo "$DIST"/*.whl)
-    ensure_venv wheel-trial mypy pytest || return 3
-    say "Trying the wheel in a virtual environment"
-    "$venv/bin/pip" uninstall -q -y pyquelt 2>/dev/null  # what a trial that failed left
+    ensure_venv wheel-test mypy pytest || return 3
+    say "Testing the wheel in a virtual environment"
+    "$venv/bin/pip" uninstall -q -y pyquelt 2>/dev/null  # left by a failed run
     before=$(files_of "$venv")
     "$venv/bin/pip" install -q --no-index "$wheel"
-    TRIAL_DOCS=$PWD try_installed env -u PYTHONPATH PATH="$venv/bin:$PATH"
-    try_wheel_tools "$venv"
+    INSTALLED_DOCS=$PWD test_installed env -u PYTHONPATH PATH="$venv/bin:$PATH"
+    test_wheel_tools "$venv"
     "$venv/bin/pip" uninstall -q -y pyquelt
     diff <(echo "$before") <(files_of "$venv") || fail "uninstalling the wheel leaves files"
 }
 
 # --- the Debian package -------------------------------------------------------------------------
 
-# The archive of an empty Debian of this release with nothing but Python; made once.
-empty_debian() {
+# Creates the archive of a minimal Debian of this release with Python, unless it exists, and prints
+# its path.
+minimal_debian() {
     local codename mirror archive root=$PACKAGE/bootstrap
     codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
     archive=$PACKAGE/debian-$codename.tar
@@ -82,27 +85,27 @@ empty_debian() {
     echo "$archive"
 }
 
-try_deb_unpacked() { # try_deb_unpacked DEB
+test_deb_unpacked() { # test_deb_unpacked DEB
     local root=$PACKAGE/unpacked
-    say "$2: trying the Debian package unpacked"
+    say "$2: testing the Debian package unpacked"
     rm -rf "$root"
     dpkg-deb -x "$1" "$root"
-    TRIAL_DOCS=$root/usr/share/doc/pyquelt try_installed env \
+    INSTALLED_DOCS=$root/usr/share/doc/pyquelt test_installed env \
         PYTHONPATH="$root/usr/lib/python3/dist-packages" PATH="$root/usr/bin:/usr/bin:/bin"
     rm -rf "$root"
 }
 
-try_deb() { # try_deb DEB
-    local archive="" root=$PACKAGE/root before why="Not root"
+test_deb() { # test_deb DEB
+    local archive="" root=$PACKAGE/root before reason="Not root"
     if [[ $(id -u) == 0 ]]; then
-        why="No empty Debian can be made here (see $PACKAGE/debootstrap.log)"
-        archive=$( (ensure_packages debootstrap >&2) && empty_debian) || archive=""
+        reason="Cannot create a minimal Debian (see $PACKAGE/debootstrap.log)"
+        archive=$( (ensure_packages debootstrap >&2) && minimal_debian) || archive=""
     fi
     if [[ ! $archive ]]; then
-        try_deb_unpacked "$1" "$why"
+        test_deb_unpacked "$1" "$reason"
         return
     fi
-    say "Trying the Debian package in an empty Debian"
+    say "Testing the Debian package in a minimal Debian"
     rm -rf --one-file-system "$root"
     mkdir -p "$root"
     tar -C "$root" -xf "$archive"
@@ -113,7 +116,7 @@ try_deb() { # try_deb DEB
         fail "the Debian package cannot be installed"
     }
     rm "$root/tmp/${1##*/}"
-    TRIAL_DOCS=/usr/share/doc/pyquelt try_installed chroot "$root" env -i PATH=/usr/sbin:/usr/bin
+    INSTALLED_DOCS=/usr/share/doc/pyquelt test_installed chroot "$root" env -i PATH=/usr/sbin:/usr/bin
     chroot "$root" dpkg --purge pyquelt >>"$PACKAGE/dpkg.log" 2>&1
     diff <(echo "$before") <(files_of "$root" | grep -v /var/) ||
         fail "removing the Debian package leaves files"
@@ -122,7 +125,7 @@ try_deb() { # try_deb DEB
 
 package_deb() {
     local triplet
-    command -v dpkg-deb >/dev/null || fail "Debian packages are made on Debian: there is no dpkg-deb"
+    command -v dpkg-deb >/dev/null || fail "building a Debian package needs dpkg-deb"
     ensure_packages dpkg-dev file
     triplet=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
     say "Building the Debian package for $(/usr/bin/python3 --version)"
@@ -133,7 +136,7 @@ package_deb() {
     (cd "$PACKAGE/deb" && cpack -B "$DIST") >"$PACKAGE/cpack.log" 2>&1 ||
         fail "packaging failed, see $PACKAGE/cpack.log"
     rm -rf "$DIST/_CPack_Packages"
-    try_deb "$(echo "$DIST"/*.deb)"
+    test_deb "$(echo "$DIST"/*.deb)"
 }
 
 command_package() {
@@ -144,14 +147,14 @@ command_package() {
     rm -rf "$DIST"
     mkdir -p "$DIST" "$PACKAGE"
     package_deb
-    set +e  # an "||" here would take -e from the function, too
+    set +e  # instead of "||", which would disable -e inside the subshell
     (
         set -e
         package_wheel
     )
     status=$?
     set -e
-    ((status != 3)) || fail "the wheel was not built or not tried; the Debian package is fine"
-    ((status == 0)) || fail "the wheel fails; the Debian package is fine"
-    say "Built and tried: $(cd "$DIST" && echo *)"
+    ((status != 3)) || fail "the Python package index cannot be used: the wheel is not tested; the Debian package works"
+    ((status == 0)) || fail "the wheel fails; the Debian package works"
+    say "Built and tested: $(cd "$DIST" && echo *)"
 }

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-#: ./run python …  build, then run Python with the module, e.g. ./run python examples/tour.py
-#:                 (in the folder where you are)
+#: ./run python …  build, then run Python with the module in the current folder, for example
+#:                 ./run python examples/tour.py
 
 command_python() {
     build >&2

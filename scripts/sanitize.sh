@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-#: ./run sanitize  run all tests under the sanitizers: addresses and undefined behaviour, then threads
-#:                 (./run sanitize address | thread: one of them; ./run sanitize quick: both, but with
-#:                 the tool quelt-host of build/, which would take longest to build)
+#: ./run sanitize  run all tests with the sanitizers of addresses and undefined behaviour, then with
+#:                 the one for threads (./run sanitize address | thread: only these; ./run sanitize
+#:                 quick: both, with the uninstrumented quelt-host of build/ to save time)
 
-# sanitizer_configure address|thread [cmake option…]: build/sanitize-…
+# sanitizer_configure address|thread [cmake option…]: configures build/sanitize-…
 sanitizer_configure() {
     local dir=$BUILD/sanitize-$1 compiler=g++
     ensure_packages "${BUILD_PACKAGES[@]}"
@@ -16,8 +16,8 @@ sanitizer_configure() {
     configure "$dir" "$PYTHON" -DCMAKE_CXX_COMPILER=$compiler -DPYQUELT_SANITIZE="$1" "${@:2}"
 }
 
-# sanitize address|thread [TOOL]. Also what was reported in a process of which no test saw the
-# status fails the run.
+# sanitize address|thread [TOOL]: also fails for reports of processes whose exit status no test
+# checks.
 sanitize() {
     local dir=$BUILD/sanitize-$1 status=0
     sanitizer_configure "$1" -DPYQUELT_TOOL="${2:-}"
@@ -26,10 +26,10 @@ sanitize() {
     run_tests "$dir" --timeout 1500 || status=1
     if compgen -G "$dir/reports/*" >/dev/null; then
         head -n 60 "$dir"/reports/* >&2
-        fail "the $1 sanitizer has something to report: $dir/reports/"
+        fail "the $1 sanitizer reported errors, see $dir/reports/"
     fi
     ((status == 0)) || fail "the tests fail under the $1 sanitizer"
-    printf 'figure: all tests under the %s sanitizer: nothing reported\n' "$1"
+    printf 'figure: all tests under the %s sanitizer: no reports\n' "$1"
 }
 
 command_sanitize() { # sanitize [address | thread | quick]
@@ -44,6 +44,6 @@ command_sanitize() { # sanitize [address | thread | quick]
             sanitize address "$PWD/$BUILD/bin/quelt-host"
             sanitize thread "$PWD/$BUILD/bin/quelt-host"
             ;;
-        *) fail "sanitize takes nothing or: address, thread, quick" ;;
+        *) fail "usage: ./run sanitize [address | thread | quick]" ;;
     esac
 }

@@ -3,7 +3,7 @@
 
 command_test() {
     build
-    # A KMIP server, which runs on Python before 3.12.
+    # Contains a KMIP server for the tests, which does not run on Python 3.12 or newer.
     ! /usr/bin/python3 -c 'import sys; sys.exit(sys.version_info >= (3, 12))' 2>/dev/null ||
         ensure_optional_packages python3-pykmip
     say "Testing"
