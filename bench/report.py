@@ -1,10 +1,10 @@
-"""docs/performance.md and docs/performance.svg out of one run's figures."""
+"""Makes docs/performance.md and docs/performance.svg from the figures of one run."""
 
 import math
 
 import goals
 
-# Readable on light and on dark ground. The module is a ring, so that it hides nothing.
+# Readable on a light and a dark background. The module is a ring, so that it hides no dot.
 DOT, RING = "r='6' fill", "r='8' fill='none' stroke-width='4' stroke"
 COLOURS = {"pyquelt": "#d9480f", "plain": "#868e96", "pybind11": "#1c7ed6", "nanobind": "#7048e8",
            "cython": "#2f9e44", "cffi": "#e8a400", "ctypes": "#c2255c"}
@@ -60,7 +60,7 @@ def table(heads, rows):
 
 
 def half_width(ratio):
-    """Half the width of the middle half of the rounds' ratios."""
+    """Half the interquartile range of the ratios of all rounds."""
     return ratio["spread"] / 2 * ratio["median"]
 
 
@@ -95,24 +95,28 @@ def page(figures):
     blocks, store, imports = figures["blocks"], figures["store"], figures["import"]
     lines = [
         "# Performance", "",
-        "Written by `./run bench` on %s; %s; %s." % (
+        "This page compares what a call of the module costs with the same function bound in other "
+        "ways. All bindings call the same native operations of a host library that answers from "
+        "memory. They run interleaved in one process, on a machine with other load: only ratios "
+        "are meaningful. `plain` is hand-written extension code with argument tuples and "
+        "dictionary items set by C string. A ratio below 1 is faster than `plain`.", "",
+        "For example, 0.80 in the column `pyquelt` means that the module takes 80 % of the time of "
+        "`plain`.", "",
+        "`./run bench` wrote this page on %s; %s; %s." % (
             figures["date"], figures["processor"], ", ".join(figures["versions"])), "",
-        "The module's functions beside the same ones bound in the other usual ways, over the same "
-        "native operations of a host library that answers from memory, all in one process and one "
-        "interleaved run on a machine that does other things too: only ratios mean anything. "
-        "`plain` is careful extension code by hand: argument tuples, dictionary "
-        "items by C string. Below 1 is faster than that.", "",
         "![Time per call, relative to plain extension code](performance.svg)", "",
         "## Time, relative to plain extension code", "",
-        "Medians of the rounds' ratios, and half the middle half's width. `floor` is called, "
-        "parsed and answered as the module's functions have to be, and does nothing else; "
-        "`raw C++` is the native operation alone.", ""]
+        "Medians of the ratios of all rounds, ± half the interquartile range. `floor` is the "
+        "calling convention alone: it parses the arguments, releases and acquires the GIL, and "
+        "creates a result as the module's functions must. `raw C++` is the native operation "
+        "alone.", ""]
     lines += bindings_table(figures)
-    lines += ["## Instructions per call", "", "By callgrind, of the same interpreter.", ""]
+    lines += ["## Instructions per call", "",
+              "Counted by callgrind, with the same interpreter.", ""]
     lines += counts_table(figures)
     lines += ["## Goals", ""] + goal_table(figures)
     lines += ["## GetUnicastAgents by the number of agents", "",
-              "Its peak memory at 100,000 agents: %.1f MiB, plain code %.1f MiB." % (
+              "Peak memory with 100,000 agents: %.1f MiB; `plain`: %.1f MiB." % (
                   figures["memory"]["pyquelt"], figures["memory"]["plain_peer"]), ""]
     lines += table(["agents", "module", "per agent", "plain", "ratio", "native part"], [
         ["{:,}".format(point["agents"]), time_text(point["seconds"]["pyquelt"]),
@@ -120,20 +124,21 @@ def page(figures):
          time_text(point["seconds"]["plain"]), "%.2f" % point["ratio"]["median"],
          time_text(point["seconds"]["raw C++"])] for point in figures["growth"]])
     lines += ["## Decrypt2kBlock with real cryptography", "",
-              "On the embedded host. `plain` is extension code over OpenSSL that sets the key and "
-              "clears it for each block. The floor: %s." % figures["openssl"], ""]
+              "On the embedded host. `plain` is extension code that calls OpenSSL, and sets and "
+              "clears the key for each block. The lower bound: %s." % figures["openssl"], ""]
     lines += table(["", "a block takes"], [
         [name, time_text(figure["median"])] for name, figure in blocks["calls"].items()] + [
             ["%s thread%s, wall time" % (name, "s" * name.endswith("2")),
              time_text(figure["median"])] for name, figure in sorted(blocks["threads"].items())])
     lines += ["## The embedded host", "",
-              "Each operation beside the same statement, prepared, on a bare connection to the "
-              "same file; asking for a feature beside a clock that is read from memory.", ""]
-    lines += table(["", "host", "bare", "ratio"], [
+              "Each operation compared with the same prepared statement on a plain SQLite "
+              "connection to the same file; a feature query compared with a clock that is read "
+              "from memory.", ""]
+    lines += table(["", "host", "plain SQLite", "ratio"], [
         [name, time_text(store[part]["host"]), time_text(store[part]["bare"]),
          "%.2f" % store[part]["ratio"]] for part, name in (
              ("read", "a setting read"), ("write", "a setting written"),
-             ("list", "100,000 agents listed"), ("switch", "a feature asked for"))])
+             ("list", "100,000 agents listed"), ("switch", "a feature query"))])
     lines += ["Importing the module takes {:,} instructions, an empty extension with the same "
               "libraries {:,}.".format(imports["pyquelt"], imports["empty"]), ""]
     return "\n".join(lines)
