@@ -33,13 +33,13 @@ ROWS = [
 
 FAILURES = [(name, None, {name: {"returns": False}}, value(message, when))
             for name, message, when in (
-    ("GetHardwareSku", "Failed to get hardware sku from config store", "the store refuses"),
-    ("SetIloAuth", "Failed to set iLO credential.", "the store refuses"),
-    ("GetIloAuth", "Failed to get iLO credential", "the store refuses, or none was set"),
-    ("SetPerfsvcHostConfigStore", "Failed to set perfsvc host config", "the store refuses"),
-    ("GetPerfsvcHostConfigStore", "Failed to get perfsvc host config", "the store refuses"),
+    ("GetHardwareSku", "Failed to get hardware sku from config store", "the store returns false"),
+    ("SetIloAuth", "Failed to set iLO credential.", "the store returns false"),
+    ("GetIloAuth", "Failed to get iLO credential", "the store returns false, or none was set"),
+    ("SetPerfsvcHostConfigStore", "Failed to set perfsvc host config", "the store returns false"),
+    ("GetPerfsvcHostConfigStore", "Failed to get perfsvc host config", "the store returns false"),
     ("SetClusterTimeMachineConfigStore", "Failed to set norim time machine configurations",
-     "the store refuses"))]
+     "the store returns false"))]
 
 HOST = {row[0]: answers_all() for row in ROWS}
 HOST["SetPerfsvcHostConfigStore"] = answers_all(
