@@ -8,8 +8,8 @@
 
 extern "C" {
 void __real_PyEval_RestoreThread(PyThreadState* state);
-void scripted_host_fail_allocation(long good, int stays);
-int scripted_host_heal_allocation();
+void scripted_host_fail_allocation(long skip, int persistent);
+int scripted_host_clear_allocation_fault();
 }
 
 namespace fault_injection {
@@ -19,14 +19,14 @@ namespace {
 struct Fault {
   bool armed = false;
   Kind kind{};
-  long good = 0;
-  bool stays = false;
+  long skip = 0;
+  bool persistent = false;
   const char* failed = nullptr;
 };
 thread_local Fault fault;
-thread_local bool unwinds = false;
+thread_local bool unwindsThread = false;
 
-/// The interpreter's allocators, each with one that may fail before it.
+/// The interpreter's allocators, each replaced by one that can fail.
 struct Domain {
   PyMemAllocatorDomain which;
   PyMemAllocatorEx real;
@@ -46,19 +46,19 @@ void Free(void* domain, void* memory) {
   real.free(real.ctx, memory);
 }
 
-void Arm(Kind kind, long good, bool stays) {
-  fault = {true, kind, good, stays, nullptr};
+void Arm(Kind kind, long skip, bool persistent) {
+  fault = {true, kind, skip, persistent, nullptr};
   if (kind == Kind::kMemory) {
     for (Domain& domain : domains) {
       PyMem_GetAllocator(domain.which, &domain.real);
-      using Its = PyMemAllocatorEx;
-      Its failing = {&domain, &Allocate<&Its::malloc>, &Allocate<&Its::calloc>,
-                     &Allocate<&Its::realloc>, &Free};
+      using Allocator = PyMemAllocatorEx;
+      Allocator failing = {&domain, &Allocate<&Allocator::malloc>, &Allocate<&Allocator::calloc>,
+                           &Allocate<&Allocator::realloc>, &Free};
       PyMem_SetAllocator(domain.which, &failing);
     }
   }
   if (kind == Kind::kNativeMemory) {
-    scripted_host_fail_allocation(good, stays ? 1 : 0);
+    scripted_host_fail_allocation(skip, persistent ? 1 : 0);
   }
 }
 
@@ -69,30 +69,30 @@ void Disarm() {
       PyMem_SetAllocator(domain.which, &domain.real);
     }
   }
-  if (fault.kind == Kind::kNativeMemory && scripted_host_heal_allocation() != 0) {
+  if (fault.kind == Kind::kNativeMemory && scripted_host_clear_allocation_fault() != 0) {
     fault.failed = "operator new";
   }
 }
 
-/// A call in a thread of its own that the retaking of the lock ends.
+/// A call in a thread of its own that ends where it reacquires the GIL.
 struct UnwoundCall {
   PyObject* function;
   PyObject* args;
   PyObject* keywords;
 };
 
-void* MakeUnwoundCall(void* data) {
+void* RunUnwoundCall(void* data) {
   const auto& call = *static_cast<UnwoundCall*>(data);
   const PyGILState_STATE state = PyGILState_Ensure();
-  unwinds = true;
+  unwindsThread = true;
   Py_XDECREF(PyObject_Call(call.function, call.args, call.keywords));
-  unwinds = false;
+  unwindsThread = false;
   PyErr_Clear();
   PyGILState_Release(state);
   return nullptr;
 }
 
-/// Sets one value as native code does: null, or the text of the failure.
+/// Sets one value as native code does. Returns null, or the text of the failure.
 template <typename T>
 const char* Set(PyObject* dict, const char* key, T value) {
   static std::string error;
@@ -104,11 +104,11 @@ const char* Set(PyObject* dict, const char* key, T value) {
 }  // namespace
 
 bool Fails(Kind kind, const char* name) {
-  if (!fault.armed || fault.kind != kind || fault.good-- > 0) {
+  if (!fault.armed || fault.kind != kind || fault.skip-- > 0) {
     return false;
   }
-  fault.good = 0;
-  fault.armed = fault.stays;
+  fault.skip = 0;
+  fault.armed = fault.persistent;
   if (fault.failed == nullptr) {
     fault.failed = name;
   }
@@ -117,38 +117,39 @@ bool Fails(Kind kind, const char* name) {
 
 }  // namespace fault_injection
 
-/// What the interpreter does to a daemon thread while it shuts down.
+/// Ends the thread, as an interpreter that shuts down ends a daemon thread.
 extern "C" void __wrap_PyEval_RestoreThread(PyThreadState* state) {
-  if (fault_injection::unwinds) {
-    pthread_exit(&fault_injection::unwinds);
+  if (fault_injection::unwindsThread) {
+    pthread_exit(&fault_injection::unwindsThread);
   }
   __real_PyEval_RestoreThread(state);
 }
 
-// What the tests call, through ctypes, with the lock held.
+// Interface for the tests, through ctypes. The caller holds the GIL.
 extern "C" {
 #pragma GCC visibility push(default)
 
-/// Calls `function` with the failure after `good` of its kind; with `stays`, and all that follow.
-PyObject* fault_injection_call(int kind, long good, int stays, PyObject* function, PyObject* args,
-                           PyObject* keywords) {
-  fault_injection::Arm(static_cast<fault_injection::Kind>(kind), good, stays != 0);
+/// Calls `function`; fails after `skip` successes of `kind`. With `persistent`, all later ones
+/// fail.
+PyObject* fault_injection_call(int kind, long skip, int persistent, PyObject* function,
+                               PyObject* args, PyObject* keywords) {
+  fault_injection::Arm(static_cast<fault_injection::Kind>(kind), skip, persistent != 0);
   PyObject* const result = PyObject_Call(function, args, keywords);
   fault_injection::Disarm();
   return result;
 }
 
-/// What failed first in the last call of this thread, or null.
+/// The first failure in the last call of this thread, or null.
 const char* fault_injection_failed() { return fault_injection::fault.failed; }
 
-/// Whether the thread of a call was ended where the call takes back the lock. References that the
-/// call had are lost then, as they are in an interpreter that shuts down.
+/// Whether the thread of a call ended where the call reacquires the GIL. The references of the call
+/// are then lost, as in an interpreter that shuts down.
 int fault_injection_unwind(PyObject* function, PyObject* args, PyObject* keywords) {
   fault_injection::UnwoundCall call{function, args, keywords};
   pthread_t thread{};
   void* ended = nullptr;
   PyThreadState* const state = PyEval_SaveThread();
-  const bool ran = pthread_create(&thread, nullptr, &fault_injection::MakeUnwoundCall, &call) == 0 &&
+  const bool ran = pthread_create(&thread, nullptr, &fault_injection::RunUnwoundCall, &call) == 0 &&
                    pthread_join(thread, &ended) == 0;
   __real_PyEval_RestoreThread(state);
   return ran && ended != nullptr ? 1 : 0;

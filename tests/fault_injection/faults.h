@@ -1,5 +1,4 @@
-// What is to fail during one call into the module. All state belongs to the thread that makes the
-// call.
+// Faults during one call into the module. All state is local to the calling thread.
 #pragma once
 
 #include "module/interpreter.h"
@@ -8,11 +7,11 @@ namespace fault_injection {
 
 enum class Kind : int {
   kCall,         // a call into the interpreter (faulty_calls.cpp)
-  kMemory,       // an allocation by the interpreter, whatever the domain
+  kMemory,       // an allocation by the interpreter, of any domain
   kNativeMemory  // an allocation by the module itself
 };
 
-/// Whether a possible failure of this kind and name happens now.
+/// Whether this call or allocation fails; counts it.
 bool Fails(Kind kind, const char* name);
 
 }  // namespace fault_injection

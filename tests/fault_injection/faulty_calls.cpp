@@ -1,16 +1,16 @@
 // Interpreter calls that fail on demand. The module's objects are linked with each call listed here
-// replaced (--wrap), so that a test can make the n-th of them fail and see what the script gets.
+// replaced (--wrap), so that a test can make the n-th call fail.
 //
-// A new interpreter call in the module needs a row here, which the build reads, too; the test says
-// so when it is missing.
+// A new interpreter call in the module needs a row here, which the build also reads; a test fails
+// when it is missing.
 #include <cstdarg>
 
 #include "tests/fault_injection/faults.h"
 
 namespace {
 
-/// Whether this call is to fail; the interpreter's error is then set. No call may be made while one
-/// is set already.
+/// Whether this call fails; sets the interpreter's error then. The module must make no call while
+/// an error is set.
 bool Fails(const char* call) {
   if (PyErr_Occurred() != nullptr) {
     Py_FatalError(call);
@@ -29,7 +29,7 @@ bool Fails(const char* call) {
 #define WRAPPED(call) JOINED(__wrap_, call)
 #define REAL(call) JOINED(__real_, call)
 
-// NOLINTBEGIN(bugprone-macro-parentheses): types and lists are no expressions
+// NOLINTBEGIN(bugprone-macro-parentheses): types and lists are not expressions
 #define FAULTY(call, result, failure, parameters, arguments) \
   extern "C" result REAL(call) parameters;                   \
   extern "C" result WRAPPED(call) parameters {               \
@@ -38,8 +38,8 @@ bool Fails(const char* call) {
 #define FAULTY_OBJECT(call, parameters, arguments) \
   FAULTY(call, PyObject*, nullptr, parameters, arguments)
 #define FAULTY_STATUS(call, parameters, arguments) FAULTY(call, int, -1, parameters, arguments)
-// Takes over the reference to the item, also when it fails.
-#define FAULTY_TAKER(call)                                                                \
+// Steals the reference to the item, also on failure.
+#define FAULTY_STEALING(call)                                                             \
   extern "C" int REAL(call)(PyObject * container, Py_ssize_t index, PyObject * item);     \
   extern "C" int WRAPPED(call)(PyObject * container, Py_ssize_t index, PyObject * item) { \
     if (Fails(#call)) {                                                                   \
@@ -48,17 +48,17 @@ bool Fails(const char* call) {
     }                                                                                     \
     return REAL(call)(container, index, item);                                            \
   }
-// The call has an open list of arguments behind `last` and goes on to its closed form.
-#define FAULTY_OPEN(call, result, failure, closed, parameters, last, ...) \
-  extern "C" result WRAPPED(call) parameters {                            \
-    if (Fails(#call)) {                                                   \
-      return failure;                                                     \
-    }                                                                     \
-    va_list list;                                                         \
-    va_start(list, last);                                                 \
-    result const made = closed(__VA_ARGS__, list);                        \
-    va_end(list);                                                         \
-    return made;                                                          \
+// The call has variable arguments after `last` and forwards to its va_list form.
+#define FAULTY_VARIADIC(call, result, failure, forward, parameters, last, ...) \
+  extern "C" result WRAPPED(call) parameters {                                 \
+    if (Fails(#call)) {                                                        \
+      return failure;                                                          \
+    }                                                                          \
+    va_list list;                                                              \
+    va_start(list, last);                                                      \
+    result const made = forward(__VA_ARGS__, list);                            \
+    va_end(list);                                                              \
+    return made;                                                               \
   }
 
 // clang-format off
@@ -95,17 +95,17 @@ FAULTY_OBJECT(PyUnicode_DecodeUTF8, (const char* text, Py_ssize_t size, const ch
 FAULTY_OBJECT(PyUnicode_FromString, (const char* text), (text))
 FAULTY_OBJECT(PyUnicode_FromStringAndSize, (const char* text, Py_ssize_t size), (text, size))
 FAULTY_OBJECT(PyUnicode_InternFromString, (const char* text), (text))
-FAULTY_TAKER(PyList_SetItem)
-FAULTY_TAKER(PyTuple_SetItem)
-FAULTY_OPEN(PyArg_ParseTuple, int, 0, PyArg_VaParse, (PyObject* args, const char* format, ...),
+FAULTY_STEALING(PyList_SetItem)
+FAULTY_STEALING(PyTuple_SetItem)
+FAULTY_VARIADIC(PyArg_ParseTuple, int, 0, PyArg_VaParse, (PyObject* args, const char* format, ...),
             format, args, format)
-// The list of names has another constness on each version; the C symbol does not.
-FAULTY_OPEN(PyArg_ParseTupleAndKeywords, int, 0, PyArg_VaParseTupleAndKeywords,
+// The constness of `names` differs between versions; the C symbol is the same.
+FAULTY_VARIADIC(PyArg_ParseTupleAndKeywords, int, 0, PyArg_VaParseTupleAndKeywords,
             (PyObject* args, PyObject* keywords, const char* format, char** names, ...),
             names, args, keywords, format, names)
-FAULTY_OPEN(Py_BuildValue, PyObject*, nullptr, Py_VaBuildValue, (const char* format, ...),
+FAULTY_VARIADIC(Py_BuildValue, PyObject*, nullptr, Py_VaBuildValue, (const char* format, ...),
             format, format)
-FAULTY_OPEN(PyUnicode_FromFormat, PyObject*, nullptr, PyUnicode_FromFormatV,
+FAULTY_VARIADIC(PyUnicode_FromFormat, PyObject*, nullptr, PyUnicode_FromFormatV,
             (const char* format, ...), format, format)
 // clang-format on
 // NOLINTEND(bugprone-macro-parentheses)

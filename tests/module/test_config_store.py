@@ -1,4 +1,4 @@
-"""Configuration-store settings against a host that answers from a script."""
+"""Configuration-store settings, on the scripted host."""
 
 import unittest
 
@@ -14,7 +14,7 @@ CONFIG = call.GetPerfsvcHostConfigStore()
 
 class SettingsTest(RowTestCase):
 
-    def test_setting_is_changed_on_its_way_to_the_script(self):
+    def test_settings_are_returned_as_stored(self):
         self.check_rows(
             text_rows(SKU, lambda text: {"GetHardwareSku": out(sku=text)}, lambda text: text) +
             text_rows(CREDENTIAL, lambda text: {"GetIloAuth": out(first=text, second="b")},
@@ -28,13 +28,13 @@ class SettingsTest(RowTestCase):
                       lambda text: {text: "v", "k": "w"}, NOT_SET) +
             [(CONFIG, {}, {}, [op.GetPerfsvcHostConfigStore()])])
 
-    def test_setting_is_changed_on_its_way_to_the_host_or_told_at_the_wrong_time(self):
+    def test_settings_reach_the_host_before_the_sync_callback(self):
         for is_set in (False, True):
             scripted.set_sync_callback(is_set)
             self.check_rows(
                 (getattr(call, name)(u"\u00fc", ""), {}, None,
-                 [getattr(op, name)(b"\xc3\xbc", b"")] + told)
-                for name, told in (
+                 [getattr(op, name)(b"\xc3\xbc", b"")] + later)
+                for name, later in (
                     ("SetIloAuth", []), ("SetClusterTimeMachineConfigStore", []),
                     ("SetPerfsvcHostConfigStore", [op.syncConfigurationCallback()] * is_set)))
 

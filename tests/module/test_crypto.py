@@ -1,4 +1,4 @@
-"""Encryption functions against a host that answers from a script."""
+"""Encryption functions, on the scripted host."""
 
 import struct
 import unittest
@@ -30,7 +30,7 @@ def disk(flags=0, wrapped=b"w" * 64, kek_id=b"kek\0", cluster_id=b"cluster\0", g
 
 class KeyTest(RowTestCase):
 
-    def test_key_identifier_is_changed_on_its_way(self):
+    def test_key_identifiers_are_read_and_stored_unchanged(self):
         for reader, read, writer, written in (
                 ("GetKekId", "GetConfiguredKekId", "SetKekId", "PersistKekId"),
                 ("GetHostKeyId", "GetConfiguredHostKeyId", "SetHostKeyId", "PersistHostKeyId")):
@@ -39,7 +39,7 @@ class KeyTest(RowTestCase):
             self.check_rows((getattr(call, writer)(text), {}, None, [getattr(op, written)(stored)])
                             for text, stored in (("", b""), (u"\u00fc", b"\xc3\xbc")))
 
-    def test_key_is_changed_on_its_way_to_the_cache(self):
+    def test_keys_reach_the_cache_unchanged(self):
         self.check_rows([
             (call.CacheKey(u"\u00fc", "", key), {}, None,
              [op.AddKeyToKeyCache(b"\xc3\xbc", b"", sent)])
@@ -47,7 +47,7 @@ class KeyTest(RowTestCase):
                               (b"\0", b"\0"), (u"\u20ac\0", b"\xe2\x82\xac\0"))] + [
             (call.RemoveKey(""), {}, None, [op.RemoveKeyFromKeyCache(b"")])])
 
-    def test_key_is_changed_on_its_way_from_the_cache(self):
+    def test_keys_of_up_to_4096_bytes_are_read_from_the_cache(self):
         asked = [op.RetrieveKeyFromKeyCache(b"id", 4096)]
         self.check_rows([
             (call.GetKeyFromKeyCache("id"),
@@ -56,29 +56,29 @@ class KeyTest(RowTestCase):
             (call.GetKeyFromKeyCache("id"), {"RetrieveKeyFromKeyCache": out(length=length)},
              table.LONG_KEY, asked)
             for length in (4097, 2 ** 31, 2 ** 32 - 1)] + [
-            (call.GetKeyFromKeyCache("id"), {}, b"", asked)])  # nothing written, no length either
+            (call.GetKeyFromKeyCache("id"), {}, b"", asked)])  # no output written
 
 
 class KmsTest(RowTestCase):
 
-    def test_status_is_changed_on_its_way(self):
+    def test_kms_status_is_returned_as_reported(self):
         for made, key, asked in (
                 (call.CheckKmsStatus("c", u"\u00fc", -5), "reason",
                  op.QueryKmsStatus(b"c", b"\xc3\xbc", -5)),
                 (call.CheckCloudKmsStatus(u"\u00fc"), "error",
                  op.CheckCloudKmsStatus(b"\xc3\xbc"))):
-            for good in (True, False):
+            for available in (True, False):
                 self.check_rows([row[:3] + ([asked],) for row in text_rows(
-                    made, lambda text: {asked[0]: returns(good, **{key: text})},
-                    lambda text: OrderedDict([("good", good), (key, text)]),
+                    made, lambda text: {asked[0]: returns(available, **{key: text})},
+                    lambda text: OrderedDict([("good", available), (key, text)]),
                     table.NOT_BUILT)])
 
-    def test_certificate_is_trusted_in_another_form_or_before_it_is_checked(self):
+    def test_certificate_is_validated_and_then_trusted_as_given(self):
         self.check_rows([(
             call.AddKmsTrustedCert(" text\n"), {}, None,
             [op.FormatCertString(b" text\n"), op.AddKmsCertToTrustStore(b" text\n", False)])])
 
-    def test_password_is_changed_or_read_under_another_id(self):
+    def test_password_is_read_under_the_key_id_of_the_kek(self):
         def answers(answer):
             return {"KeyIdForKek": returns(b"id\0\xff"), "GetKmsPasswordFromConfigStore": answer}
 
@@ -89,7 +89,7 @@ class KmsTest(RowTestCase):
               [op.KeyIdForKek(b"kek", b"cluster"),
                op.GetKmsPasswordFromConfigStore(b"id\0\xff")])])
 
-    def test_server_is_listed_wrongly(self):
+    def test_server_is_listed_without_its_password(self):
         full = [("kmipClusterId", "c"), ("address", "192.0.2.1"), ("proxyAddress", "p"),
                 ("protocol", "KMIP"), ("userName", u"\u00fc"), ("name", "n"),
                 ("password", "(not shown)"), ("proxyPort", 0), ("port", -2),
@@ -110,7 +110,7 @@ class KmsTest(RowTestCase):
 
 class DiskTest(RowTestCase):
 
-    def test_encryption_information_is_changed_on_its_way(self):
+    def test_encryption_information_comes_from_the_fields_of_the_records(self):
         keys = ["encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId", "dekGenerationId"]
         asked = [op.GetEncMetadataForDisk(b"d\xc3\xbc"), op.QueltUuidToString(UUID),
                  op.LookupKeyInKeyCache(b"uuid text")]
@@ -125,7 +125,7 @@ class DiskTest(RowTestCase):
                 (disk(flags=0xFE), (False, True, False, "kek", "cluster", 1)),
                 (disk(flags=3, generation=2 ** 32 - 1),
                  (True, True, True, "kek", "cluster", 2 ** 32 - 1)),
-                # No NUL in a field: the text ends where the field does.
+                # A field without a zero byte: the text has the length of the field.
                 (disk(kek_id=b"k" * 80, cluster_id=b"c" * 256, generation=0),
                  (False, False, False, "k" * 80, "c" * 256, 0)),
                 (disk(kek_id=b"\0", cluster_id=b"\xc3\xbc\0x", generation=0),
@@ -134,11 +134,11 @@ class DiskTest(RowTestCase):
              fault_rows.ITEM(key=key), None)
             for key, records in (("kekId", disk(kek_id=b"\xff\0")),
                                  ("clusterId", disk(cluster_id=b"\xff\0")))] + [
-            # A record that was not written reads as zeros.
+            # A record that the host did not write is zero.
             (call.GetEncInfoForDisk("d"), {},
              OrderedDict(zip(keys, (False, False, False, "", "", 0))), None)])
 
-    def test_dek_is_read_from_the_wrong_place_or_length(self):
+    def test_dek_comes_from_the_record_that_the_flags_select(self):
         key = bytes(bytearray(i % 251 for i in range(300)))
         self.check_rows((call.GetWrappedDekFromDisk(DISK), records, dek,
                          [op.GetEncMetadataForDisk(b"d\xc3\xbc")]) for records, dek in [
@@ -151,7 +151,7 @@ class DiskTest(RowTestCase):
         self.check_rows([(call.GetDekFromDisk(DISK), {"GetUnwrappedDekForDisk": out(dek=DEK)}, DEK,
                           [op.GetUnwrappedDekForDisk(b"d\xc3\xbc")])])
 
-    def test_block_is_changed_on_its_way(self):
+    def test_block_is_decrypted_from_any_buffer_at_any_position(self):
         self.check_rows(
             (call.Decrypt2kBlock(kind(DEK), position, kind(BLOCK)),
              {"Decrypt2kBlock": out(output=BLOCK[::-1])}, BLOCK[::-1],
@@ -160,7 +160,7 @@ class DiskTest(RowTestCase):
                                      (-1, 2 ** 64 - 1), (2 ** 64 + 5, 5), (True, 1))
             for kind in (bytes, bytearray, memoryview))
 
-    def test_buffer_of_wrong_length_is_taken_or_checked_in_the_wrong_order(self):
+    def test_rejects_buffers_of_another_length(self):
         self.check_rows(
             (call.Decrypt2kBlock(b"d" * dek_size, 0, b"b" * block_size), {},
              outcome, [])
@@ -169,8 +169,8 @@ class DiskTest(RowTestCase):
                 (table.DEK_LENGTH, ((63, 2048), (65, 2048), (32, 2048), (0, 2048))))
             for dek_size, block_size in sizes)
 
-    def test_buffer_is_not_released(self):
-        # A bytearray can be resized only when no view of it is left.
+    def test_buffers_are_released_on_success_and_failure(self):
+        # A bytearray can be resized only when no view of it exists.
         for dek_size, block, answer in (
                 (64, bytearray(2048), {}), (64, bytearray(2047), {}), (63, bytearray(2048), {}),
                 (64, "no buffer", {}), (64, bytearray(2048), throws("no")),
@@ -188,13 +188,13 @@ class DiskTest(RowTestCase):
 
 class StateTest(RowTestCase):
 
-    def test_enable_state_is_changed_on_its_way(self):
+    def test_enable_state_reaches_the_host_as_a_flag(self):
         self.check_rows((call.SetEncryptionEnabled(enabled), {}, None,
                          [op.SetHostEncryptionEnabled(passed, False)])
                         for enabled, passed in ((True, True), (1, True), (-7, True), (0, False),
                                                 (2 ** 31 - 1, True), (False, False)))
 
-    def test_disk_names_are_changed_on_their_way(self):
+    def test_disk_names_reach_the_host_in_order(self):
         class Names(list):
             pass
 

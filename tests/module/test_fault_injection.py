@@ -1,8 +1,7 @@
-"""Whatever fails below the module - each interpreter call at each place, each allocation of the
-interpreter, each of the module - the script must get the right exception. That nothing leaks then
-is in module.test_leaks.
+"""Each interpreter call at each place, each allocation of the interpreter and each of the module
+fails in turn: the script gets the documented exception. module.test_leaks checks for leaks.
 
-To join, a function adds a row to its subject's file in fault_rows/.
+A function is included by a row in its subject's file in fault_rows/.
 """
 
 import ctypes
@@ -15,39 +14,39 @@ import unittest
 
 import fault_rows
 import scripted
-import sweep
-from fault_build import (BUILD, CALL, FILE, MEMORY, NATIVE_MEMORY, ROWS, attempt, attempts, faults,
-                         import_test_build, module, ways)
+import cases
+from fault_build import (BUILD, CALL, FILE, MEMORY, NATIVE_MEMORY, ROWS, all_cases, attempt,
+                         attempts, faults, import_test_build, module)
 
 # Interpreter symbols of the module that are not made to fail, with the reason.
 EXCUSED = (
     (r"PyErr_(Clear|ExceptionMatches|Fetch|NoMemory|Occurred|Restore)$", "cannot fail"),
     (r"PyGC_(Disable|Enable)$", "cannot fail"),
-    (r"PyErr_SetObject$", "failing, it leaves MemoryError: the memory sweep sees to that"),
-    (r"PyEval_(Save|Restore)Thread$", "no result; what may end there is in module.test_exit"),
+    (r"PyErr_SetObject$", "its failure is MemoryError: covered by the failing allocations"),
+    (r"PyEval_(Save|Restore)Thread$", "no result; the end of the thread is in module.test_exit"),
     (r"PyExc_\w+$|_Py_\w+Struct$|Py\w+_Type$", "data"),
     (r"_Py_Dealloc$|PyDict_Clear$|PyBuffer_Release$", "no result"),
     (r"PyType_IsSubtype$", "cannot fail"),
 )
 
 
-def fewer(way):
-    """The way with each keyword argument left out."""
-    for name in way.kwargs:
-        yield way._replace(kwargs={key: way.kwargs[key] for key in way.kwargs if key != name})
+def fewer(case):
+    """The case with each keyword argument left out."""
+    for name in case.kwargs:
+        yield case._replace(kwargs={key: case.kwargs[key] for key in case.kwargs if key != name})
 
 
-class FaultSweepTest(scripted.ScriptedTestCase):
+class FaultInjectionTest(scripted.ScriptedTestCase):
 
-    def test_function_is_not_swept(self):
+    def test_every_function_has_a_row(self):
         functions = {name for name in dir(module) if callable(getattr(module, name))}
-        self.assertEqual(set(sweep.WAYS) ^ functions, {"__loader__"} & functions)
+        self.assertEqual(set(cases.SUCCESS) ^ functions, {"__loader__"} & functions)
 
-    def test_failed_interpreter_call_gets_the_wrong_exception(self):
+    def test_failed_interpreter_call_raises_the_documented_exception(self):
         for row in ROWS:
             seen = {}
-            for good, failed, outcome in attempts(CALL, sweep.Way(*row[:4])):
-                with self.subTest(row[0], failed=failed, good=good):
+            for skip, failed, outcome in attempts(CALL, cases.Case(*row[:4])):
+                with self.subTest(row[0], failed=failed, skip=skip):
                     expected = row[4].get(failed, "no such call is expected")
                     if isinstance(expected, list):
                         expected = expected[seen.get(failed, 0)]
@@ -57,33 +56,32 @@ class FaultSweepTest(scripted.ScriptedTestCase):
                         for call, outcomes in row[4].items()}
             self.assertEqual(seen, expected, row[0])
 
-    def test_want_of_memory_gets_lost_or_gets_another_exception(self):
-        for kind, stays in itertools.product((CALL, MEMORY, NATIVE_MEMORY), (False, True)):
-            for way, known in ways():
-                clean = attempt(kind, 2 ** 40, way)[1]
+    def test_allocation_failure_raises_an_allowed_exception(self):
+        for kind, persistent in itertools.product((CALL, MEMORY, NATIVE_MEMORY), (False, True)):
+            for case, known in all_cases():
+                clean = attempt(kind, 2 ** 40, case)[1]
                 allowed = known + [fault_rows.MEMORY, clean]
                 if sys.version_info < (3, 8) and kind == MEMORY:
-                    # These treat what they can't look up as missing: a keyword when they parse, the
-                    # error handler of a text that is not UTF-8.
-                    allowed += [attempt(kind, 2 ** 40, without)[1] for without in fewer(way)]
+                    # These versions treat a failed lookup as a missing item: a keyword of the
+                    # call, the error handler of a text that is not UTF-8.
+                    allowed += [attempt(kind, 2 ** 40, without)[1] for without in fewer(case)]
                     if isinstance(clean, tuple) and clean[0] is UnicodeDecodeError:
                         allowed += [(LookupError, "unknown error handler name 'strict'"),
                                     (LookupError, "")]
                 if kind == NATIVE_MEMORY:
-                    allowed += [sweep.failure(way, operation, "std::bad_alloc", "std::bad_alloc")
-                                for operation in [None] + list(way.answers)]
-                for good, failed, outcome in attempts(kind, way, stays):
-                    with self.subTest(way.function, failed=failed, good=good, stays=stays,
-                                      answers=way.answers):
+                    allowed += [cases.failure(case, operation, "std::bad_alloc", "std::bad_alloc")
+                                for operation in [None] + list(case.answers)]
+                for skip, failed, outcome in attempts(kind, case, persistent):
+                    with self.subTest(case, failed=failed, skip=skip, persistent=persistent):
                         self.assertIn(outcome, allowed)
 
-    def test_want_of_memory_is_the_hosts_failure_before_the_host_is_asked(self):
-        names = sweep.WAYS["ShallowRekey"]
-        for good, _, outcome in attempts(NATIVE_MEMORY, names):
+    def test_allocation_failure_before_the_first_operation_raises_memory_error(self):
+        names = cases.SUCCESS["ShallowRekey"]
+        for skip, _, outcome in attempts(NATIVE_MEMORY, names):
             if not scripted.calls():
-                self.assertEqual(outcome, fault_rows.MEMORY, good)
+                self.assertEqual(outcome, fault_rows.MEMORY, skip)
 
-    def test_value_set_by_native_code_is_another_or_its_failure_has_another_text(self):
+    def test_native_code_sets_dictionary_values_or_gets_the_failure_text(self):
         for name, native, value, shown in (
                 ("long", ctypes.c_long, -2 ** 63, -2 ** 63), ("bool", ctypes.c_bool, True, True),
                 ("text", ctypes.c_char_p, u"\u20ac".encode("utf-8"), u"\u20ac")):
@@ -91,19 +89,19 @@ class FaultSweepTest(scripted.ScriptedTestCase):
             function.argtypes = [ctypes.py_object, ctypes.c_char_p, native]
             function.restype = ctypes.c_char_p
             into = {"key": None}
-            for good, text in enumerate((b"Failed to allocate python object key",
+            for skip, text in enumerate((b"Failed to allocate python object key",
                                          b"Failed to set python object key", None)):
                 self.assertEqual(text, faults.fault_injection_call(
-                    CALL, good, 0, function, (into, b"key", value), {}))
+                    CALL, skip, 0, function, (into, b"key", value), {}))
                 self.assertEqual(into, {"key": None if text else shown})
 
-    def test_failed_constant_spoils_the_import(self):
+    def test_module_without_a_failed_constant_can_be_imported(self):
         names = set(dir(module))
         # On 3.5, a second import of a module whose initialisation failed raises SystemError.
         failure = MemoryError if sys.version_info >= (3, 6) else (MemoryError, SystemError)
-        for good in itertools.count():
+        for skip in itertools.count():
             try:
-                present = set(dir(faults.fault_injection_call(CALL, good, 0, import_test_build,
+                present = set(dir(faults.fault_injection_call(CALL, skip, 0, import_test_build,
                                                               (), {})))
             except failure:
                 present = None
@@ -114,9 +112,9 @@ class FaultSweepTest(scripted.ScriptedTestCase):
                 self.assertIsNone(present)
             else:
                 self.assertEqual(len(names - present), 1, failed)
-        self.assertEqual(good, 21)
+        self.assertEqual(skip, 21)
 
-    def test_interpreter_call_of_the_module_is_never_made_to_fail(self):
+    def test_every_interpreter_call_of_the_module_can_be_made_to_fail(self):
         with open(os.path.join(BUILD, "fault_injection", "faulty_calls.txt")) as lines:
             faulty = set(lines.read().split())
         listing = subprocess.check_output(

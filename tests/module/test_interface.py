@@ -1,5 +1,5 @@
-"""The module as an import shows it: names, doc strings, constants, signatures; and as native code
-outside it does: its exports, conversions of values, status texts."""
+"""The interface of the module in Python: names, doc strings, constants, signatures; and for native
+code: exports, conversions of values, status texts."""
 
 import ctypes
 import inspect
@@ -63,8 +63,8 @@ CONSTANTS = dict(
     PLOG_SOURCE_NUM_BITS=3, PLOG_CALLER_MAX=10, PLOG_SOURCE_MAX=5,
     INVALID_UNICAST_ADDRESS="0.0.0.0")
 
-# Exported conversions, _PyObject_FromValue<T>(dict, key, T): symbol, native type, values (a tuple:
-# as native code gives it, as Python shows it).
+# Exported conversions, _PyObject_FromValue<T>(dict, key, T): symbol, native type, pairs of a native
+# value and its Python value.
 _TEXT, _BOOL, _LONG = ("_Z19_PyObject_FromValueIPKcEP7_objectS3_S1_T_",
                        "_Z19_PyObject_FromValueIbEP7_objectS1_PKcT_",
                        "_Z19_PyObject_FromValueIlEP7_objectS1_PKcT_")
@@ -75,7 +75,7 @@ CONVERSIONS = (
     (_LONG, ctypes.c_long, [(value, value) for value in (0, -1, 2 ** 63 - 1, -2 ** 63)]))
 EXPORTS = {"PyInit_pyquelt", "ZEL_ReturnStatusToString", "returnStatusStrs", _TEXT, _BOOL, _LONG}
 
-# Kernel status codes around the borders of the table, and what is told of them.
+# Texts of kernel status codes, at the limits of the table.
 STATUS_ROWS = 361
 STATUS_TEXTS = {
     b"Success": (0,), b"Already exists": (5, 0x0BAD0005), b"Failure": (0x0BAD0001,),
@@ -93,7 +93,7 @@ def conversion(symbol, native):
 
 class ModuleTest(unittest.TestCase):
 
-    def test_name_is_missing_extra_or_has_another_value(self):
+    def test_module_has_exactly_the_documented_names_and_values(self):
         self.assertEqual(pyquelt.__doc__, "python quelt bindings")
         shown = {name: getattr(pyquelt, name) for name in dir(pyquelt)
                  if not name.startswith("__")}
@@ -102,7 +102,7 @@ class ModuleTest(unittest.TestCase):
         constants = {name: value for name, value in shown.items() if not callable(value)}
         self.assertEqual(constants, CONSTANTS)
 
-    def test_function_takes_keywords_wrongly_or_shows_no_signature(self):
+    def test_signatures_show_which_functions_take_keywords(self):
         for name in POSITIONAL:
             self.assertRaises(TypeError, getattr(pyquelt, name), keyword=1)
         for name in list(POSITIONAL) + list(KEYWORDS):
@@ -112,14 +112,14 @@ class ModuleTest(unittest.TestCase):
                              for parameter in parameters)
             self.assertEqual(by_keyword, name in KEYWORDS, name)
 
-    def test_symbol_is_exported_that_should_not_be_or_the_reverse(self):
+    def test_library_exports_only_its_interface(self):
         listing = subprocess.check_output(["nm", "-D", "--defined-only", pyquelt.__file__])
         self.assertEqual({line.split()[-1].decode() for line in listing.splitlines()}, EXPORTS)
 
 
 class NativeCallerTest(unittest.TestCase):
 
-    def test_value_is_converted_wrongly_or_sets_no_error(self):
+    def test_native_values_become_python_values_of_the_same_type(self):
         for symbol, native, values in CONVERSIONS:
             for value, expected in values:
                 result = conversion(symbol, native)(None, b"ignored", value)
@@ -127,7 +127,7 @@ class NativeCallerTest(unittest.TestCase):
         self.assertRaises(UnicodeDecodeError, conversion(_TEXT, ctypes.c_char_p), None, None,
                           b"\xff")
 
-    def test_result_is_no_new_reference(self):
+    def test_conversion_returns_a_new_reference(self):
         function = conversion(_BOOL, ctypes.c_bool)
         before = sys.getrefcount(True)
         results = [function(None, None, True) for _ in range(1000)]
@@ -136,7 +136,7 @@ class NativeCallerTest(unittest.TestCase):
         del results
         self.assertLess(abs(sys.getrefcount(True) - before), 100)
 
-    def test_status_gives_wrong_text_or_its_table_is_untidy(self):
+    def test_each_status_code_has_its_own_text(self):
         library = ctypes.CDLL(pyquelt.__file__)
         library.ZEL_ReturnStatusToString.argtypes = [ctypes.c_int]
         library.ZEL_ReturnStatusToString.restype = ctypes.c_char_p

@@ -1,5 +1,5 @@
 """A script changes the dictionary of keyword arguments during the call. Up to CPython 3.8, `f(**d)`
-passes the script's own dictionary; on every version, some callers of C functions do."""
+passes the script's own dictionary; on every version, some C functions that call others do."""
 
 import contextlib
 import ctypes
@@ -9,14 +9,14 @@ import unittest
 
 import pyquelt
 import scripted
-import sweep
+import cases
 
 _AGENT = {"addr": "192.0.2.7", "uuid": "uuid of a node", "type": "metadata", "port": 1000,
           "isSupportUnicast": True, "interface": "interface", "hostname": "hostname",
           "thumbprint": "thumbprint", "subclusterUuid": "uuid of a sub-cluster"}
 _UUID, _CID = "00112233-4455-6677-8899-aabbccddeeff", "0011223344556677-8899aabbccddeeff"
-# Each function with keywords: the arguments, the first operation without the GIL, and the one that
-# gets the arguments.
+# Each function with keywords: its arguments, the first operation without the GIL, the operation
+# that receives the arguments.
 CALLS = (
     ("GetUnicastAgents", {"includeExtra": True}, "GetQueltPlugin", "GetUnicastAgentList"),
     ("AddUnicastAgent", _AGENT, "GetQueltPlugin", "AddUnicastAgentEntry"),
@@ -31,12 +31,12 @@ CALLS = (
     ("DeleteObject", {"uuid": _UUID, "force": True, "cid": _CID}, "ObjUtil_Delete",
      "ObjUtil_Delete"))
 FLAGS = ("includeExtra", "ignoreExtAttr", "force")
-# Passes on the dictionary that it is given.
+# PyObject_Call passes the dictionary itself, not a copy.
 _pyobject_call = ctypes.PYFUNCTYPE(*[ctypes.py_object] * 4)(("PyObject_Call", ctypes.pythonapi))
 
 
 class Changes(object):
-    """A dictionary of keyword arguments that alone refers to its values."""
+    """A dictionary of keyword arguments that has the only references to its values."""
 
     def __init__(self, keywords):
         self.keywords = {name: "".join(list(value)) if isinstance(value, str) else value
@@ -52,7 +52,7 @@ class Changes(object):
 
 
 class ChangingKeyword(str):
-    """Makes the changes when the parser looks it up."""
+    """Changes the dictionary when the parser looks the keyword up."""
 
     __hash__ = str.__hash__
 
@@ -111,15 +111,15 @@ def by_thread(changes, waiting):
 class KeywordChangesTest(scripted.ScriptedTestCase):
 
     def outcome(self, function, keywords, answers):
-        """What the call gives, and what reaches the host."""
-        way = sweep.Way(function, (getattr(pyquelt, function), (), keywords), {}, answers)
-        sweep.set_answers(way)
-        outcome = sweep.outcome(_pyobject_call, way)
+        """The result or exception of the call, and the calls of the host."""
+        case = cases.Case(function, (getattr(pyquelt, function), (), keywords), {}, answers)
+        cases.set_answers(case)
+        outcome = cases.outcome(_pyobject_call, case)
         self.assertEqual(scripted.record("changed"), [])
         return outcome, scripted.calls()
 
     def check(self, call, change, *details):
-        """The call gives the same with the change as without."""
+        """The call has the same outcome with the change as without."""
         function, keywords, waiting, operation = call
         for answers in {}, {operation: scripted.throws("no")}:
             with self.subTest(function, change=change.__name__, details=details, answers=answers):

@@ -1,5 +1,5 @@
-"""Thousands of calls of each function, on its way to success and on each of its failures, hold
-nothing that one call does not; nor do calls in which an interpreter call or an allocation fails."""
+"""Repeated calls of each function leak nothing: on its success path, on each of its failure paths,
+and with each interpreter call or allocation failing."""
 
 import array
 import ctypes
@@ -12,11 +12,11 @@ import unittest
 import deep
 import pyquelt
 import scripted
-import sweep
-from fault_build import CALL, MEMORY, NATIVE_MEMORY, attempts, ways
+import cases
+from fault_build import CALL, MEMORY, NATIVE_MEMORY, all_cases, attempts
 
 CALLS = deep.full(10000, otherwise=60)
-# What one leaking allocation takes at least, in bytes.
+# The least size of an allocation, in bytes.
 SMALLEST = 24
 NUMBERS = itertools.count()
 
@@ -33,16 +33,16 @@ if _mallinfo is not None:
 
 
 def heap():
-    """Bytes that the C library has handed out; 0 where it does not say."""
+    """Bytes in use of the C library's allocator; 0 where it has no mallinfo2."""
     info = _mallinfo() if _mallinfo is not None else _Mallinfo()
     return info.uordblks + info.hblkhd
 
 
 def measure(into, watched):
-    """Fills `into`, which takes no memory itself."""
+    """Fills `into`, without allocating."""
     scripted.reset()
     gc.collect()  # empties the interpreter's free lists too
-    into[0] = scripted.handed_out()
+    into[0] = scripted.live_objects()
     into[1] = scripted.allocations()
     into[2] = len(os.listdir("/proc/self/fd"))
     into[3] = len(os.listdir("/proc/self/task"))
@@ -55,46 +55,46 @@ def measure(into, watched):
 
 class LeakTest(scripted.ScriptedTestCase):
 
-    made_with_lock = None
+    called_with_gil = None
 
-    def growth(self, way, run, limit, first):
-        """None if running leaves nothing of the host, and less than `limit` of what `measure` looks
-        at from `first` on. Otherwise what it leaves."""
-        watched = list(way.args) + list(way.kwargs.values()) + [None, True, False]
-        for _ in range(4):  # what is made once does not come again; a leak does
+    def growth(self, case, run, limit, first):
+        """None if running leaves no object, memory, file or thread of the host, and the values of
+        `measure` from `first` on change by less than `limit`. Otherwise the growth."""
+        watched = list(case.args) + list(case.kwargs.values()) + [None, True, False]
+        for _ in range(4):  # objects made once are not made again; a leak repeats
             before, after = [array.array("q", [0] * (len(watched) + 7)) for _ in range(2)]
             measure(before, watched)
-            run(way)
+            run(case)
             measure(after, watched)
             grown = [now - then for then, now in zip(before, after)]
             if grown[:4] == [0] * 4 and max(map(abs, grown[first:])) < limit:
                 return None
-        return way.function, way.answers, grown
+        return case.function, case.answers, grown
 
-    def test_call_holds_something_when_it_is_over(self):
-        def run(way):
-            function = getattr(pyquelt, way.function)
+    def test_calls_leak_nothing(self):
+        def run(case):
+            function = getattr(pyquelt, case.function)
             for i in range(CALLS):
-                fresh = sweep.renewed(way, next(NUMBERS))
-                if i % 50 == 0 or fresh.answers != way.answers:
-                    sweep.set_answers(fresh)
-                sweep.outcome(function, fresh)
+                fresh = cases.renewed(case, next(NUMBERS))
+                if i % 50 == 0 or fresh.answers != case.answers:
+                    cases.set_answers(fresh)
+                cases.outcome(function, fresh)
 
-        tried = [way for way, _ in ways()]
+        tried = [case for case, _ in all_cases()]
         self.assertEqual([grown for grown in (
-            self.growth(way, run, CALLS // 2, 4) for way in tried) if grown], [])
-        deep.figure("{} ways, {} calls of each: nothing is held", len(tried), CALLS)
+            self.growth(case, run, CALLS // 2, 4) for case in tried) if grown], [])
+        deep.figure("{} code paths, {} calls of each: no leak", len(tried), CALLS)
 
-    def test_call_in_which_something_fails_holds_something(self):
+    def test_calls_with_an_injected_fault_leak_nothing(self):
         rounds = 3
         for kind in (CALL, MEMORY, NATIVE_MEMORY):
-            def run(way):
+            def run(case):
                 for _ in range(rounds):
-                    for _ in attempts(kind, way):
-                        self.assertEqual(scripted.handed_out(), 0)
+                    for _ in attempts(kind, case):
+                        self.assertEqual(scripted.live_objects(), 0)
 
             self.assertEqual([grown for grown in (
-                self.growth(way, run, rounds, 5) for way, _ in ways()) if grown], [], kind)
+                self.growth(case, run, rounds, 5) for case, _ in all_cases()) if grown], [], kind)
 
 
 if __name__ == "__main__":

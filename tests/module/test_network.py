@@ -1,4 +1,4 @@
-"""Storage network interfaces against a host that answers from a script."""
+"""Storage network interfaces, on the scripted host."""
 
 import unittest
 from collections import OrderedDict
@@ -8,7 +8,7 @@ from fault_rows import network as table
 from rows import RowTestCase, call, text_rows
 from scripted import out
 
-# Keys in the dictionary's order, the getter behind each, its value.
+# Keys in the order of the dictionary, with the getter of each and its value.
 ITEMS = (
     ("ZelNic Name", "GetZelnicName", "z"),
     ("IP Protocol", None, "IP"),
@@ -53,10 +53,10 @@ class NetworkTest(RowTestCase):
 
 class NetworkInfoTest(NetworkTest):
 
-    made_with_lock = scripted.MADE_WITH_LOCK | set(GETTERS) | {"~QueltZelNicConfig"}
+    called_with_gil = scripted.CALLED_WITH_GIL | set(GETTERS) | {"~QueltZelNicConfig"}
 
-    def test_item_is_missing_or_changed(self):
-        # The text goes with the flag of the address, not with the key.
+    def test_interfaces_are_listed_with_all_items(self):
+        # The form of the address decides its text, not the key.
         swapped = dict(GetAgentMulticastGroup="ff15::9", GetMasterV6MulticastGroup="239.0.0.9",
                        GetMulticastTTL=0, GetAgentMulticastPort=-1)
         rows = [(call.GetQueltNetworkInfo(), listed(), [], None),
@@ -70,14 +70,14 @@ class NetworkInfoTest(NetworkTest):
                 table.NULL)
         self.check_rows(rows)
 
-    def test_getters_run_in_another_order_or_before_the_releases(self):
+    def test_getters_run_in_order_after_the_plugin_is_released(self):
         self.check_order((call.GetQueltNetworkInfo(), [shown()] * 2), [interface()] * 2,
                          BEFORE + RELEASES + GETTERS * 2 + ["~QueltZelNicConfig"] * 2)
 
 
 class ZelnicNamesTest(NetworkTest):
 
-    def test_interface_is_selected_or_named_wrongly(self):
+    def test_names_are_those_of_storage_interfaces(self):
         interfaces = [interface(GetZelnicName=name, GetTrafficType=traffic) for name, traffic in (
             ("a", "quelt"), ("b", "all"), ("c", "Quelt"), ("d", "ALL"), ("e", "quelt "), ("f", ""),
             ("g", b"all\0"), ("a", "all"), (b"h\0\xc3\xbc", "quelt"))]
@@ -89,7 +89,7 @@ class ZelnicNamesTest(NetworkTest):
             (names, listed(interface(GetZelnicName=b"\xff")),
              table.NAME, None)))
 
-    def test_list_is_released_late_or_a_name_is_asked_for_in_vain(self):
+    def test_interfaces_are_released_before_the_plugin_and_only_needed_names_are_read(self):
         self.check_order((call.GetQueltZelnicNames(), ["z"]),
                          [interface(), interface(GetTrafficType="x")],
                          BEFORE + ["GetTrafficType", "GetZelnicName", "GetTrafficType"] +

@@ -1,4 +1,4 @@
-"""Objects, disks and host facts against a host that answers from a script."""
+"""Objects, disks and host facts, on the scripted host."""
 
 import ctypes
 import random
@@ -23,7 +23,7 @@ TEXT = u"gr\u00fc\u00df"
 
 class ChangesTest(RowTestCase):
 
-    def test_change_reaches_the_library_with_other_values(self):
+    def test_object_changes_reach_the_library_unchanged(self):
         self.check_rows([
             (call.CreateObject(**keywords), {}, NO_UUID, [op.ObjUtil_Create(*arguments)])
             for keywords, arguments in (
@@ -41,12 +41,12 @@ class ChangesTest(RowTestCase):
             (call.DeleteObject(uuid=UUID, force="yes", cid=CID), {}, None,
              [op.ObjUtil_Delete(CID_BYTES, UUID_BYTES, True, True, True)])])
 
-    def test_bad_identifier_reaches_the_library_or_is_told_otherwise(self):
-        bad = "x" * 100000
+    def test_rejects_invalid_identifiers_in_order(self):
+        long = "x" * 100000
         self.check_rows((made, {}, outcome, []) for made, outcome in (
             (call.CreateObject(groupUuid="", cid=""), table.GROUP),
             (call.CreateObject(cid=UUID), table.NEW_CID),
-            (call.DeleteObject(bad, cid="y"), table.UUID(uuid=bad)),
+            (call.DeleteObject(long, cid="y"), table.UUID(uuid=long)),
             (call.DeleteObject(UUID, cid=u"%s\u20ac"), table.CID(cid=u"%s\u20ac"))))
 
 
@@ -56,7 +56,7 @@ class IdentifierTextTest(scripted.ScriptedTestCase):
     CID_FORMAT = b"-".join(b"%2hhx" * count for count in (8, 8))
 
     def read(self, form, text):
-        """What formatted input makes of a text: 16 bytes, or None."""
+        """The 16 bytes that sscanf reads from a text, or None."""
         area = ctypes.create_string_buffer(16)
         places = [ctypes.byref(area, i) for i in range(16)]
         return area.raw if ctypes.CDLL(None).sscanf(text.encode(), form, *places) == 16 else None
@@ -69,7 +69,7 @@ class IdentifierTextTest(scripted.ScriptedTestCase):
                 ("", "-", " ", "\n", "+", "-f", "0x", "G", "A", "77", u"\u00e9", "%n", "0" * 40))
         return "".join(text)
 
-    def test_random_text_is_accepted_or_refused_against_the_rule(self):
+    def test_accepts_the_identifiers_that_sscanf_accepts(self):
         source = random.Random(20240229)
         expected = []
         for _ in range(10000):
@@ -86,14 +86,14 @@ class IdentifierTextTest(scripted.ScriptedTestCase):
         self.assertEqual(scripted.calls(), expected)
         self.assertTrue(2000 < len(expected) < 8000, len(expected))
 
-    def test_odd_text_reads_as_other_bytes(self):
+    def test_identifier_may_begin_with_blanks_or_a_sign(self):
         for start, first in ((" 00", 0), ("\t\n +f", 15), ("-1", 255)):
             pyquelt.DeleteObject(start + UUID[2:])
             self.assertEqual(scripted.calls()[-1][1][1], bytes(bytearray([first])) + UUID_BYTES[1:])
 
 
 def library(classes=(1, 2, 3), **more):
-    """Answers of a library in which the objects asked for have these classes, one by one."""
+    """Answers of a library whose objects have these classes, in the order of the calls."""
     return dict({"ObjLib_GetURIPrefix": out(prefix="q://"),
                  "ObjLib_GetExtParams": [out(objClass=number) for number in classes]}, **more)
 
@@ -107,7 +107,7 @@ OPENED = [op.ObjLib_Init(), op.ObjLib_GetURIPrefix(3)]
 
 class ExtAttrsTest(RowTestCase):
 
-    def test_library_is_called_in_another_order_or_with_other_values(self):
+    def test_attributes_are_read_object_by_object(self):
         upper = UUID.upper() + " and more"
         texts = [{"out": {"quelt.FriendlyName": u"\u20ac"}}, {"out": {"quelt.objPath": "/p"}}, {}]
         high, low = 2 ** 31 - 1, -2 ** 31
@@ -122,7 +122,7 @@ class ExtAttrsTest(RowTestCase):
             (call.GetObjectExtAttrs([UUID, UUID + "+", UUID]), library([low, high, 7]),
              OrderedDict([(UUID, attributes(7)), (UUID + "+", attributes(high))]), None)))
 
-    def test_object_that_does_not_qualify_is_listed_or_fails_the_call(self):
+    def test_inaccessible_objects_and_invalid_uuids_are_left_out(self):
         asked = OPENED + [op.IsObjectAccessible(ZEROS, UUID_BYTES)]
         read = asked + [op.ObjLib_GetExtParams(b"q://" + UUID.encode(), 0)]
         self.check_rows([
@@ -137,8 +137,8 @@ class ExtAttrsTest(RowTestCase):
             (call.GetObjectExtAttrs(names), library(), {}, OPENED + [op.ObjLib_Exit()])
             for names in (["", "nothing", CID, UUID[:34] + "-"], type("Texts", (list,), {})([""]))])
 
-    def test_bad_list_or_text_gets_another_message(self):
-        given = dict(throws("no"), **out(objClass=1))  # a handle comes all the same
+    def test_failing_object_fails_the_call_and_is_released(self):
+        given = dict(throws("no"), **out(objClass=1))  # the handle is set nevertheless
         self.check_rows([
             (call.GetObjectExtAttrs([]), {},
              table.NO_TEXTS, []),
@@ -154,7 +154,7 @@ class ExtAttrsTest(RowTestCase):
 
 class FactsTest(RowTestCase):
 
-    def test_disk_version_is_not_capped_at_13_or_group_is_another(self):
+    def test_disk_version_is_capped_at_13(self):
         self.check_rows([
             (call.GetOqtaCappedMaxDiskVersion(), {"GetOqtaMaxDiskVersion": returns(reported)},
              version, [op.GetOqtaMaxDiskVersion()])
@@ -162,7 +162,7 @@ class FactsTest(RowTestCase):
             (call.UpgradeFormatVersionForDiskGroup(TEXT), {}, None,
              [op.UpgradeDiskGroupFormatVersion(TEXT.encode("utf-8"))])])
 
-    def test_disk_facts_are_changed_on_their_way(self):
+    def test_disk_facts_are_returned_as_reported(self):
         facts = call.GetT1DiskInfo()
         self.check_rows([(facts, {}, {}, [op.GetT1DiskInfoMap()]), (
             facts, {"GetT1DiskInfoMap": out(disks=[
@@ -174,11 +174,11 @@ class FactsTest(RowTestCase):
                 lambda text: {"d": {text: 1}},
                 table.FACT) + text_rows(
                     facts, lambda text: {"GetT1DiskInfoMap": out(
-                        disks=[[text, [["f", 1]]], ["good", []]])},
-                    lambda text: {text: {"f": 1}, "good": {}},
+                        disks=[[text, [["f", 1]]], ["other", []]])},
+                    lambda text: {text: {"f": 1}, "other": {}},
                     table.DISK))
 
-    def test_host_figures_are_swapped_or_turn_negative(self):
+    def test_host_figures_are_returned_unsigned_under_their_names(self):
         figures = dict(physicalCapacity=2 ** 63, physicalUsed=1, logicalCapacity=2, logicalUsed=3,
                        dedupMetadataSize=4, logicalFSOverhead=5, blkAttrOverhead=2 ** 64 - 1,
                        transientSpace=6, physicalTransientSpace=7)

@@ -1,5 +1,5 @@
-"""Every operation of the host on the way of every function fails in every manner, gives no object,
-and is slow: one sweep over the ways of sweep.py."""
+"""Every operation of the host fails with every kind of exception, returns no object, or is slow, in
+each function: for all cases of cases.py."""
 
 import ctypes
 import re
@@ -10,9 +10,9 @@ import fault_rows
 import pyquelt
 import reference
 import scripted
-import sweep
+import cases
 
-# Exceptions of the host: kind, text, the text as a script reads it.
+# Exceptions of the host: type, text, the text as a script reads it.
 KINDS = (
     ("QueltCtlException", b"a \xff", u"a \ufffd"),
     ("QueltCtlException", None, ""),
@@ -22,7 +22,7 @@ KINDS = (
     ("int", b"", ""),
     ("foreign", b"", ""),
 )
-# More messages, at the last operation of each way.
+# More texts, at the last operation of each case.
 MESSAGES = tuple(("QueltCtlException", text, shown) for text, shown in (
     (b"", ""), (u"gr\u00fc\u00df %s".encode("utf-8"), u"gr\u00fc\u00df %s"), (b"cut\0here", "cut"),
     (b"\xc3", u"\ufffd"), (b"x" * 100000, "x" * 100000)))
@@ -30,58 +30,58 @@ MESSAGES = tuple(("QueltCtlException", text, shown) for text, shown in (
 
 class PlatformTest(scripted.ScriptedTestCase):
 
-    made_with_lock = None  # looked at for each way
+    called_with_gil = None  # checked for each case
 
-    def assert_fails(self, way, operation, good, expected):
-        """The way ends with `expected` at this call of `operation` (None: before any that works
-        with the GIL released), and all is released."""
-        sweep.set_answers(way)
-        self.assertEqual(sweep.outcome(getattr(pyquelt, way.function), way), expected)
-        self.assertEqual(scripted.handed_out(), 0)
+    def assert_fails(self, case, operation, skip, expected):
+        """The case fails with `expected` at this call of `operation` (None: before any operation
+        without the GIL), and every object of the host is released."""
+        cases.set_answers(case)
+        self.assertEqual(cases.outcome(getattr(pyquelt, case.function), case), expected)
+        self.assertEqual(scripted.live_objects(), 0)
         made = [name for name, _ in scripted.calls()]
         if operation is None:
-            self.assertEqual(set(made) - scripted.MADE_WITH_LOCK, set())
+            self.assertEqual(set(made) - scripted.CALLED_WITH_GIL, set())
             return
-        self.assertEqual(made.count(operation), good + 1)
+        self.assertEqual(made.count(operation), skip + 1)
         after = made[len(made) - made[::-1].index(operation):]
         self.assertEqual([name for name in after
-                          if name[0] != "~" and name not in sweep.SILENT], [])
-        # The operations object goes before the plug-in.
+                          if name[0] != "~" and name not in cases.SILENT], [])
+        # The operations object is released before the plug-in.
         self.assertEqual([name for name in made if name in ("~HostSystem", "~QueltPlugin")],
                          sorted(name for name in made if name in ("~HostSystem", "~QueltPlugin")))
 
-    def test_exception_of_the_host_or_its_message_gets_lost_or_changed(self):
-        for way in sweep.WAYS.values():
-            operations = sweep.operations(pyquelt, way)
-            for operation, good in operations:
-                for kind, text, shown in KINDS + MESSAGES * ((operation, good) == operations[-1]):
-                    with self.subTest(way.function, operation=operation, good=good, text=shown[:9]):
-                        failing = sweep.failing(way, operation, good, scripted.throws(text, kind))
-                        self.assert_fails(failing, operation, good,
-                                          sweep.failure(way, operation, kind, shown))
+    def test_exception_of_the_host_raises_the_documented_exception_with_its_text(self):
+        for case in cases.SUCCESS.values():
+            operations = cases.operations(pyquelt, case)
+            for operation, skip in operations:
+                for kind, text, shown in KINDS + MESSAGES * ((operation, skip) == operations[-1]):
+                    with self.subTest(case.function, operation=operation, skip=skip, text=text):
+                        failing = cases.failing(case, operation, skip, scripted.throws(text, kind))
+                        self.assert_fails(failing, operation, skip,
+                                          cases.failure(case, operation, kind, shown))
 
-    def test_rejected_argument_or_answer_raises_what_the_table_says(self):
+    def test_rejected_argument_or_answer_raises_the_documented_exception(self):
         for function, given, answers, outcome in fault_rows.FAILURES:
             with self.subTest(function, given=given, answers=answers):
-                usual = sweep.WAYS[function]
+                usual = cases.SUCCESS[function]
                 args = given if isinstance(given, tuple) else usual.args
                 kwargs = given if isinstance(given, dict) else usual.kwargs
-                way = usual._replace(args=args, kwargs=kwargs,
-                                     answers=dict(usual.answers, **answers))
+                case = usual._replace(args=args, kwargs=kwargs,
+                                      answers=dict(usual.answers, **answers))
                 for operation in answers or [None]:
-                    self.assert_fails(way, operation, 0, outcome)
+                    self.assert_fails(case, operation, 0, outcome)
 
     def test_reference_lists_the_operations_and_the_queries_with_the_gil_held(self):
-        other = sweep.GETTERS | {"syncConfigurationCallback"}  # not operations of quelt-host fail
-        for way in sweep.WAYS.values():
-            made = [name for name, good in sweep.operations(pyquelt, way)
-                    if good == 0 and name not in other]
-            self.assertEqual(reference.OPERATIONS[way.function], made)
+        other = cases.GETTERS | {"syncConfigurationCallback"}  # not operations of quelt-host fail
+        for case in cases.SUCCESS.values():
+            made = [name for name, skip in cases.operations(pyquelt, case)
+                    if skip == 0 and name not in other]
+            self.assertEqual(reference.OPERATIONS[case.function], made)
         threads = reference.read(reference.PAGE).split("**Threads.**")[1].split("\n\n")[0]
         self.assertEqual(set(re.findall("`([A-Z]\\w+)`", threads)),
-                         scripted.MADE_WITH_LOCK | {"GetQueltNetworkInfo"})
+                         scripted.CALLED_WITH_GIL | {"GetQueltNetworkInfo"})
 
-    def test_other_threads_stand_still_during_an_operation_or_run_with_the_lock_held(self):
+    def test_other_threads_run_exactly_during_operations_without_the_gil(self):
         counter = ctypes.c_long(0)
         ended = []
 
@@ -94,17 +94,17 @@ class PlatformTest(scripted.ScriptedTestCase):
         thread.start()
         self.addCleanup(thread.join)
         self.addCleanup(ended.append, True)
-        for way in sweep.WAYS.values():
-            with self.subTest(way.function):
-                operations = {operation for operation, _ in sweep.operations(pyquelt, way)}
-                quick = operations & sweep.held(way)
-                sweep.set_answers(way._replace(answers={
-                    operation: dict(way.answers.get(operation, {}),
-                                    watch=0.02 if operation in quick else 60)
+        for case in cases.SUCCESS.values():
+            with self.subTest(case.function):
+                operations = {operation for operation, _ in cases.operations(pyquelt, case)}
+                with_gil = operations & cases.held(case)
+                cases.set_answers(case._replace(answers={
+                    operation: dict(case.answers.get(operation, {}),
+                                    watch=0.02 if operation in with_gil else 60)
                     for operation in operations}))
-                getattr(pyquelt, way.function)(*way.args, **way.kwargs)
-                self.assertEqual(set(scripted.record("held")) - {"~QueltZelNicConfig"}, quick)
-                self.assertEqual(set(scripted.record("moved")), operations - quick)
+                getattr(pyquelt, case.function)(*case.args, **case.kwargs)
+                self.assertEqual(set(scripted.record("held")) - {"~QueltZelNicConfig"}, with_gil)
+                self.assertEqual(set(scripted.record("moved")), operations - with_gil)
 
 
 if __name__ == "__main__":

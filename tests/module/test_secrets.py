@@ -1,7 +1,7 @@
-"""Keys and passwords that passed through the module: once the arguments and results are gone, no
-copy is left in the process, whatever way the call ended.
+"""Keys and passwords that passed through the module: once the arguments and results are freed, no
+copy is left in the process, on success and on failure.
 
-A secret exists in its objects only, and elsewhere with every bit turned round.
+The test itself stores a secret only with every bit inverted.
 """
 
 import random
@@ -17,18 +17,18 @@ _LETTERS = bytearray(b"abcdefghijklmnopqrstuvwxyz0123456789")
 
 
 def inverted(size, is_text):
-    """A new secret, turned round."""
+    """A new secret, inverted."""
     return bytes(bytearray(255 - (random.choice(_LETTERS) if is_text else random.randrange(256))
                            for _ in range(size)))
 
 
-def found(turned):
-    """How many pieces of the secret the process's memory holds."""
-    return sum(occurrences(*{turned[i:i + 16] for i in range(0, min(len(turned), 64), 16)}))
+def found(hidden):
+    """How many pieces of the secret are in the memory of the process."""
+    return sum(occurrences(*{hidden[i:i + 16] for i in range(0, min(len(hidden), 64), 16)}))
 
 
-# Function, size and kind of the secret, arguments (SECRET is its place), the answer's operation
-# and outputs with it. What comes in and what goes out are searched for in turn.
+# Function, size of the secret, whether it is a text, arguments (SECRET stands for it), operation of
+# the host, its outputs with the secret.
 SECRET = object()
 _PASSWORD = "GetKmsPasswordFromConfigStore"
 CASES = (
@@ -42,7 +42,7 @@ CASES = (
     ("Decrypt2kBlock", 2048, False, (bytes(64), 0, bytes(2048)), "Decrypt2kBlock", ("output",)),
     ("SetIloAuth", 40, True, ("user", SECRET), "SetIloAuth", ()),
     ("SetIloAuth", 40, True, (SECRET, "word"), "SetIloAuth", ()),
-    # Texts of 15 letters lie in the std::string itself.
+    # A std::string stores texts of 15 characters in the object itself.
     ("SetIloAuth", 15, True, (SECRET, "word"), "SetIloAuth", ()),
     ("GetIloAuth", 40, True, (), "GetIloAuth", ("first", "second")),
     ("GetIloAuth", 15, True, (), "GetIloAuth", ("first", "second")),
@@ -54,24 +54,24 @@ CASES = (
 @unittest.skipUnless(memory_search.POSSIBLE, "cannot read its own memory")
 class SecretTest(scripted.ScriptedTestCase):
 
-    made_with_lock = None
+    called_with_gil = None
 
     def setUp(self):
         scripted.ScriptedTestCase.setUp(self)
-        scripted.keep_secrets(True)
-        self.addCleanup(scripted.keep_secrets, False)
+        scripted.set_secret_mode(True)
+        self.addCleanup(scripted.set_secret_mode, False)
 
-    def call(self, case, turned, ends):
+    def call(self, case, hidden, ends):
         """One call with the secret; afterwards its objects are wiped."""
         name, _, is_text, args, operation, outputs = case
-        out = dict({output: turned for output in outputs}, length=len(turned))
+        out = dict({output: hidden for output in outputs}, length=len(hidden))
         answer = scripted.out(**out) if outputs else {}
-        if ends == "refused":
+        if ends == "rejected":
             answer = scripted.returns(False, **dict(out, length=5000))
-        if ends == "failed":  # where something is handed out, after that
+        if ends == "failed":  # after any outputs are written
             answer.update(scripted.throws("no"))
         scripted.answer(operation, answer)
-        secret = turned.translate(INVERT)
+        secret = hidden.translate(INVERT)
         if is_text:
             text = secret.decode("ascii")
             wipe(secret)
@@ -89,22 +89,22 @@ class SecretTest(scripted.ScriptedTestCase):
         wipe(result)
         return result
 
-    def test_secret_stays_in_memory(self):
+    def test_no_copy_of_a_secret_is_left_in_memory(self):
         for case in CASES:
-            for ends in ("well", "refused", "failed", "unwound"):
-                self.call(case, inverted(case[1], case[2]), ends)  # all symbols bound
-                turned = inverted(case[1], case[2])
+            for ends in ("success", "rejected", "failed", "unwound"):
+                self.call(case, inverted(case[1], case[2]), ends)  # binds all symbols
+                hidden = inverted(case[1], case[2])
                 with self.subTest(case[0], outputs=case[5], ends=ends):
-                    # On a stack of its own, where nothing comes after the call.
-                    thread = threading.Thread(target=self.call, args=(case, turned, ends))
+                    # In a thread of its own: no later call overwrites its stack.
+                    thread = threading.Thread(target=self.call, args=(case, hidden, ends))
                     thread.start()
                     thread.join()
-                    self.assertEqual(found(turned), 0)
+                    self.assertEqual(found(hidden), 0)
 
-    def test_search_finds_nothing_at_all(self):
-        turned = inverted(64, False)
-        secret = turned.translate(INVERT)
-        self.assertGreaterEqual(found(turned), 4)
+    def test_search_finds_a_secret_that_exists(self):
+        hidden = inverted(64, False)
+        secret = hidden.translate(INVERT)
+        self.assertGreaterEqual(found(hidden), 4)
         self.assertEqual(len(secret), 64)
 
 

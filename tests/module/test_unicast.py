@@ -1,4 +1,4 @@
-"""Unicast membership against a host that answers from a script."""
+"""Unicast membership, on the scripted host."""
 
 import gc
 import sys
@@ -24,7 +24,7 @@ LIST = call.GetUnicastAgents()
 
 
 def record(**fields):
-    """A witness as the host knows it."""
+    """A witness, as the host returns it."""
     return dict(dict(RECORD, uuid="u", nodeType=1), **fields)
 
 
@@ -34,7 +34,7 @@ def listed(*records, **options):
 
 
 def shown(**fields):
-    """An agent as a script sees it: with isWitness, or with the nodeType given."""
+    """An agent, as the module returns it: with isWitness, or with the nodeType given."""
     first = "nodeType" if "nodeType" in fields else "isWitness"
     return OrderedDict([(first, fields.get(first, True))] +
                        [(name, fields.get(name, value)) for name, value in RECORD.items()])
@@ -42,7 +42,7 @@ def shown(**fields):
 
 class AgentListTest(RowTestCase):
 
-    def test_agent_has_missing_or_changed_items(self):
+    def test_agents_are_listed_with_all_items(self):
         rows = [
             (LIST, listed(), {}, None),
             (LIST, listed(record(), record(uuid="v", nodeType=0), record(nodeType=2, port=-5)),
@@ -50,7 +50,7 @@ class AgentListTest(RowTestCase):
                           ("v", [shown(isWitness=False)])]), None),
             (LIST, listed(record(isSupportUnicast=False)), {"u": [shown(isSupportUnicast=False)]},
              None),
-            # Two UUIDs that differ only behind a zero byte are one key.
+            # Two UUIDs that differ only after a zero byte are one key.
             (LIST, listed(record(uuid=b"\xc3\xbc\0x"), record(uuid=b"\xc3\xbc\0y")),
              {u"\u00fc": [shown()] * 2}, None)]
         rows += [(LIST, listed(record(nodeType=code), metadata=True), {"u": [shown(nodeType=code)]},
@@ -62,13 +62,13 @@ class AgentListTest(RowTestCase):
                               table.NO_VALUE(key=name, agent=" uuid: u isWitness: 1" + described))
         self.check_rows(rows)
 
-    def test_failure_is_told_with_the_wrong_words(self):
+    def test_failure_text_describes_the_agent(self):
         def not_stored(agent):
             return table.NOT_STORED(agent=" uuid: " + agent)
 
         self.check_rows((LIST, listed(*records, metadata=metadata), outcome, None)
                         for records, metadata, outcome in [
-            # A bad UUID is found out at the end, so a bad field comes first.
+            # The fields are converted before the UUID: an invalid field is reported first.
             ([record(uuid=b"\xff", zelnic=b"\xff", nodeType=2)], False,
              table.NO_VALUE(key="zelnic", agent=" uuid: " + LONE + " isWitness: 0" +
                             DESCRIBED.replace("zelnic: z", "zelnic: " + LONE))),
@@ -82,8 +82,8 @@ class AgentListTest(RowTestCase):
             for code, text in ((0, "normal node"), (1, "witness node"), (2, "metadata node"),
                                (3, "invalide node type"), (2 ** 32 - 1, "invalide node type"))])
 
-    def test_feature_is_asked_for_at_other_times(self):
-        # The description goes with the first answer, the dictionary with the second.
+    def test_feature_flag_is_read_twice_for_each_agent(self):
+        # The first answer selects the failure text, the second the item of the dictionary.
         changing = [returns(True), returns(False)]
         self.check_rows([
             (LIST, listed(record(), record(), record()), {"u": [shown()] * 3},
@@ -97,13 +97,13 @@ class AgentListTest(RowTestCase):
             for kind, outcome in (("QueltCtlException", table.HOST["GetUnicastAgents"].outcome),
                                   ("std::runtime_error", fault_rows.OTHER))])
 
-    def test_include_extra_is_changed_on_its_way(self):
+    def test_include_extra_reaches_the_host_as_a_flag(self):
         self.check_rows((made, {}, {}, [op.GetUnicastAgentList(passed, 0)]) for made, passed in (
             (LIST, False), (call.GetUnicastAgents(True), True), (call.GetUnicastAgents("no"), True),
             (call.GetUnicastAgents(False), False), (call.GetUnicastAgents(includeExtra=1), True),
             (call.GetUnicastAgents(includeExtra=[]), False)))
 
-    def test_long_list_loses_agents_to_the_collector(self):
+    def test_long_list_survives_garbage_collection(self):
         self.addCleanup(gc.set_threshold, *gc.get_threshold())
         gc.set_threshold(10)
         uuids = ["u%d" % i for i in range(10000)]
@@ -140,7 +140,7 @@ class AgentListTest(RowTestCase):
                 made = error
             gc.set_threshold(700)
             self.assertEqual((type(made), gc.isenabled()), (outcome, enabled))
-        # Only these collect garbage during a call, and they allow no pause.
+        # Only versions before 3.10 collect garbage during a call, without calling PyGC_Disable.
         self.assertEqual(lengths != [], sys.version_info < (3, 10))
 
 
@@ -160,7 +160,7 @@ def sent(uuid=ZERO_UUID, nodeType=1, isSupportUnicast=False, address=ADDR, port=
 
 class AgentChangesTest(RowTestCase):
 
-    def test_agent_reaches_the_host_changed(self):
+    def test_added_agent_reaches_the_host_with_its_defaults(self):
         before = [op.BuildQueltIPAddress(ADDR.encode())]
         for args, kwargs, expected in (
                 ((), {}, sent()),
@@ -185,13 +185,13 @@ class AgentChangesTest(RowTestCase):
             (call.AddUnicastAgent("2001:DB8::7"), {}, None, [
                 op.BuildQueltIPAddress(b"2001:DB8::7"),
                 op.AddUnicastAgentEntry(*sent(address="2001:db8::7"))]),
-            # The feature is asked for where a type needs it.
+            # The feature flag is read only for a type that needs it.
             (call.AddUnicastAgent(ADDR, type="remote"), {
                 "IsQueltCSDFeatureEnabled": returns(True)}, None,
              [op.IsQueltCSDFeatureEnabled()] + before +
              [op.AddUnicastAgentEntry(*sent(nodeType=3))])))
 
-    def test_removal_reaches_the_host_changed(self):
+    def test_removed_agent_reaches_the_host_with_its_defaults(self):
         zero, addr = ZERO_UUID.encode(), ADDR.encode()
         self.check_rows(
             (call.RemoveUnicastAgent(ADDR, *args, **kwargs), {}, None,
@@ -202,7 +202,7 @@ class AgentChangesTest(RowTestCase):
                 ((), {"replaceWitness": "yes", "port": None}, [zero, addr, 12321, 0, False, b""]),
                 ((), {"replaceWitness": 1, "port": Number(7)}, [zero, addr, 7, 0, False, b""])))
 
-    def test_bad_argument_reaches_the_host_or_is_told_otherwise(self):
+    def test_rejects_invalid_types_addresses_and_ports_in_order(self):
         asked, parsed = [op.IsQueltCSDFeatureEnabled()], [op.BuildQueltIPAddress(ADDR.encode())]
         rejected = [
             ((ADDR,), {"type": "Witness"}, table.TYPE(type="Witness"), asked),
@@ -225,7 +225,7 @@ class AgentChangesTest(RowTestCase):
                             for args, kwargs, outcome, made in rejected)
 
     @unittest.skipUnless(hasattr(sys, "set_int_max_str_digits"), "ints have no digit limit")
-    def test_digit_limit_applies_to_the_text_of_a_bad_port(self):
+    def test_digit_limit_applies_to_the_text_of_an_invalid_port(self):
         self.addCleanup(sys.set_int_max_str_digits, sys.get_int_max_str_digits())
         for limit, port, text in ((640, 10 ** 639, "1" + "0" * 639),
                                   (640, Number(10 ** 640), "(an integer of 2127 bits)"),
@@ -234,7 +234,7 @@ class AgentChangesTest(RowTestCase):
             self.check_rows([(call.AddUnicastAgent(ADDR, port=port), {},
                               table.PORT(port=text), None)])
 
-    def test_refused_change_is_told_with_other_words(self):
+    def test_failed_change_raises_a_description_of_the_agent(self):
         full = {"uuid": "u", "type": "node", "isSupportUnicast": True, "port": -1,
                 "interface": "", "hostname": "h", "thumbprint": "t", "subclusterUuid": "s"}
         self.check_rows(
@@ -253,7 +253,7 @@ class AgentChangesTest(RowTestCase):
 
 class ModeTest(RowTestCase):
 
-    def test_mode_is_wrong_or_asked_for_in_vain(self):
+    def test_mode_is_read_only_on_an_enabled_cluster(self):
         asked = [op.GetClusterConfig(True), op.GetClusterId(),
                  op.GetUnicastModeForCluster(False, b"c\0\xff")]
         self.check_rows(

@@ -1,8 +1,8 @@
-// The memory of a test process: every operator new and delete, for whoever is loaded with this
-// library. It counts what is in use, and can make the allocations of one library fail: those whose
-// first caller outside the standard library is that library. The host's own never fail so.
+// operator new and delete of the test process. They count the allocations in use, and can make
+// those of one library fail: the ones whose first caller outside the standard library is that
+// library. Allocations of the host never fail.
 //
-// (A sanitizer that brings its own operator new goes before this one; nothing is counted then.)
+// A sanitizer's operator new takes precedence; nothing is counted then.
 #include <dlfcn.h>
 #include <unwind.h>
 
@@ -14,11 +14,11 @@ namespace {
 
 std::atomic<long> inUse = 0;
 
-/// Of the thread that is told to fail.
+/// The fault of this thread.
 struct Fault {
   const void* library = nullptr;  // null: no fault is set
-  long good = 0;
-  bool stays = false;
+  long skip = 0;
+  bool persistent = false;
   bool failed = false;
 };
 thread_local Fault fault;
@@ -39,7 +39,7 @@ _Unwind_Reason_Code Visit(_Unwind_Context* context, void* data) {
   const auto* const address =  // NOLINTNEXTLINE(performance-no-int-to-ptr): what unwinding gives
       reinterpret_cast<const void*>(_Unwind_GetIP(context));
   if (walk.firstCaller != nullptr && address != walk.firstCaller) {
-    return _URC_NO_REASON;  // still in here
+    return _URC_NO_REASON;  // a frame of this file
   }
   walk.firstCaller = nullptr;
   const void* const library = LibraryOf(address);
@@ -55,10 +55,10 @@ bool Fails(const void* caller) {
       LibraryOf(reinterpret_cast<const void*>(&std::set_new_handler));
   Walk walk{caller, standardLibrary, nullptr};
   _Unwind_Backtrace(&Visit, &walk);
-  if (walk.found != fault.library || fault.good-- > 0) {
+  if (walk.found != fault.library || fault.skip-- > 0) {
     return false;
   }
-  fault.good = fault.stays ? 0 : 1L << 60;
+  fault.skip = fault.persistent ? 0 : 1L << 60;
   fault.failed = true;
   return true;
 }
@@ -89,17 +89,17 @@ void operator delete(void* memory, std::size_t) noexcept { operator delete(memor
 
 extern "C" {
 
-/// The number of allocations in use; 0 when another operator new is at work.
+/// The number of allocations in use; 0 when another operator new is linked.
 long scripted_host_allocations() { return inUse; }
 
-/// Of the allocations that the calling library makes on this thread, the one after `good` further
-/// ones fails; with `stays`, so do all that follow.
-void scripted_host_fail_allocation(long good, int stays) {
-  fault = {LibraryOf(__builtin_return_address(0)), good, stays != 0, false};
+/// Makes an allocation of the calling library on this thread fail, after `skip` successful ones;
+/// with `persistent`, also all later ones.
+void scripted_host_fail_allocation(long skip, int persistent) {
+  fault = {LibraryOf(__builtin_return_address(0)), skip, persistent != 0, false};
 }
 
-/// Ends the fault. Whether an allocation failed.
-int scripted_host_heal_allocation() {
+/// Clears the fault. Whether an allocation failed.
+int scripted_host_clear_allocation_fault() {
   const bool failed = fault.failed;
   fault = {};
   return failed ? 1 : 0;

@@ -1,4 +1,4 @@
-// The plug-in and its operations object. The order of the releases is recorded too.
+// The plug-in and its operations object. Releases are recorded as well.
 #include "embedded_host/text/addresses.h"
 #include "platform/plugin.h"
 #include "tests/scripted_host/script.h"
@@ -13,9 +13,9 @@ using HostCtl::Quelt::QueltIpAddress;
 using HostCtl::Quelt::QueltZelNicConfig2;
 using HostCtl::Quelt::QueltInfo::QueltUnicastAddressInfo;
 
-/// An interface of {getter: value, ...}, an address being a text. Each getter is recorded with the
-/// interface's position and fails with {"throws": ...}, as an operation does.
-class ScriptedInterface final : public QueltZelNicConfig2, HandedOut {
+/// An interface {getter: value, ...} with addresses as texts. Each getter is recorded with the
+/// position of the interface and can throw, as an operation can.
+class ScriptedInterface final : public QueltZelNicConfig2, LiveObject {
  public:
   ScriptedInterface(json values, std::size_t position)
       : values_(std::move(values)), position_(position) {}
@@ -61,7 +61,7 @@ class ScriptedInterface final : public QueltZelNicConfig2, HandedOut {
   const std::size_t position_;
 };
 
-class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
+class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, LiveObject {
  public:
   ~ScriptedHostSystem() override { Answer("~HostSystem"); }
 
@@ -110,7 +110,7 @@ class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
     if (answer.ReturnsNull()) {
       return nullptr;
     }
-    struct RecordedConfig : ClusterConfig, HandedOut {
+    struct RecordedConfig : ClusterConfig, LiveObject {
       ~RecordedConfig() { Answer("~ClusterConfig"); }
     };
     auto config = std::make_shared<RecordedConfig>();
@@ -135,12 +135,12 @@ class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
     }
     auto servers = std::make_shared<std::vector<KmsServerInfo>>();
     for (const json& given : answer.List("servers")) {
-      KmsServerInfo& its = servers->emplace_back();
-      ReadMembers(given, "name", its.name, "kmipClusterId", its.kmipClusterId, "userName",
-                  its.userName, "password", its.password, "address", its.address, "protocol",
-                  its.protocol, "proxyAddress", its.proxyAddress, "port", its.port, "proxyPort",
-                  its.proxyPort, "reconnect", its.reconnect, "nbio", its.nbio, "timeout",
-                  its.timeout);
+      KmsServerInfo& server = servers->emplace_back();
+      ReadMembers(given, "name", server.name, "kmipClusterId", server.kmipClusterId, "userName",
+                  server.userName, "password", server.password, "address", server.address,
+                  "protocol", server.protocol, "proxyAddress", server.proxyAddress, "port",
+                  server.port, "proxyPort", server.proxyPort, "reconnect", server.reconnect, "nbio",
+                  server.nbio, "timeout", server.timeout);
     }
     return servers;
   }
@@ -166,9 +166,9 @@ class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
   void GetT1DiskInfoMap(
       std::unordered_map<std::string, std::unordered_map<std::string, int>>& facts) override {
     for (const json& disk : Answer("GetT1DiskInfoMap").List("disks")) {
-      auto& its = facts[ToBytes(disk.at(0))];
+      auto& factsOfDisk = facts[ToBytes(disk.at(0))];
       for (const json& fact : disk.at(1)) {
-        its.emplace(ToBytes(fact.at(0)), fact.at(1).get<int>());
+        factsOfDisk.emplace(ToBytes(fact.at(0)), fact.at(1).get<int>());
       }
     }
   }
@@ -177,11 +177,11 @@ class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, HandedOut {
                            bool includeExtra) override {
     for (const json& given :
          Answer("GetUnicastAgentList", includeExtra, agents.size()).List("agents")) {
-      QueltUnicastAddressInfo& its = agents.emplace_back();
-      ReadMembers(given, "uuid", its.uuid, "nodeType", its.nodeType, "isSupportUnicast",
-                  its.isSupportUnicast, "address", its.address, "port", its.port, "zelnic",
-                  its.zelnic, "hostname", its.hostname, "thumbprint", its.thumbprint,
-                  "subClusterUuid", its.subClusterUuid);
+      QueltUnicastAddressInfo& agent = agents.emplace_back();
+      ReadMembers(given, "uuid", agent.uuid, "nodeType", agent.nodeType, "isSupportUnicast",
+                  agent.isSupportUnicast, "address", agent.address, "port", agent.port, "zelnic",
+                  agent.zelnic, "hostname", agent.hostname, "thumbprint", agent.thumbprint,
+                  "subClusterUuid", agent.subClusterUuid);
     }
   }
 
@@ -198,9 +198,9 @@ using scripted::Answer;
 
 namespace HostCtl::Quelt {
 
-QueltPlugin::QueltPlugin() { ++scripted::handedOut; }
+QueltPlugin::QueltPlugin() { ++scripted::liveObjects; }
 QueltPlugin::~QueltPlugin() {
-  --scripted::handedOut;
+  --scripted::liveObjects;
   Answer("~QueltPlugin");
 }
 

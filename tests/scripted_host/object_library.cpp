@@ -1,5 +1,4 @@
-// The object layer. An object's extended parameters are told apart by the object class that the
-// script gives them.
+// The object layer. The script identifies extended parameters by their object class.
 #include "platform/object_library.h"
 
 #include <set>
@@ -14,11 +13,11 @@ struct ObjDescriptor {
 
 namespace {
 
-struct Params : ObjLibExtParams, scripted::HandedOut {
-  ObjDescriptor its{};
+struct Params : ObjLibExtParams, scripted::LiveObject {
+  ObjDescriptor ownDescriptor{};
 };
 
-/// Parameters that were handed out and not given back.
+/// Parameters that are not released yet.
 std::set<ObjLibExtParams*>& LiveParams() {
   static auto* const live = new std::set<ObjLibExtParams*>;
   return *live;
@@ -50,11 +49,11 @@ std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, b
 
 bool ObjLib_Init() {
   const bool ready = Answer("ObjLib_Init").Returns(true);
-  scripted::handedOut += ready ? 1 : 0;
+  scripted::liveObjects += ready ? 1 : 0;
   return ready;
 }
 void ObjLib_Exit() noexcept {
-  --scripted::handedOut;
+  --scripted::liveObjects;
   Answer("ObjLib_Exit");
 }
 
@@ -62,23 +61,23 @@ char* ObjLib_GetURIPrefix(int selector) {
   return Answer("ObjLib_GetURIPrefix", selector).NewText("prefix");
 }
 
-// A handle is handed back with every object class that the script gives, also beside a failure.
+// Returns a handle if the script has an object class, also together with a failure.
 int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
   const Answer answer("ObjLib_GetExtParams", path, flags);
-  if (answer.Gives("objClass")) {
+  if (answer.HasOutput("objClass")) {
     auto* const made = new Params;
     LiveParams().insert(made);
     *params = made;
     answer.Out("objClass", made->objClass);
-    made->its.objClass = made->objClass;
-    made->descriptor = &made->its;
+    made->ownDescriptor.objClass = made->objClass;
+    made->descriptor = &made->ownDescriptor;
   }
   return answer.Returns(0);
 }
 
 void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept {
   if (LiveParams().erase(*params) == 0) {
-    const Answer unknown("ObjLib_FreeExtParams", "not handed out");
+    const Answer unknown("ObjLib_FreeExtParams", "not live");
     return;
   }
   const Answer released("ObjLib_FreeExtParams", (*params)->objClass);

@@ -20,30 +20,30 @@ namespace scripted {
 
 namespace {
 
-// Never destroyed: at exit, daemon threads may still be inside.
+// Never destroyed: daemon threads may still use it at exit.
 struct State {
   std::mutex mutex;
-  std::map<std::string, std::vector<json>> answers;  // the one to use next stands last
+  std::map<std::string, std::vector<json>> answers;  // in reverse: the next one is the last
   std::map<std::string, json> records;
   const volatile long* counter = nullptr;
 
   void Record(const char* name, json entry) { records[name].push_back(std::move(entry)); }
 };
 
-State& TheState() {
+State& GetState() {
   static State* const state = new State;
   return *state;
 }
 
-/// Whether this thread holds the interpreter lock: the library knows no interpreter, but is loaded
+/// Whether this thread holds the GIL. The library is not linked with an interpreter, but loaded
 /// into one.
-bool InterpreterLockHeld() {
+bool IsGilHeld() {
   static const auto check = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "PyGILState_Check"));
   return check() != 0;
 }
 
-void Watch(const char* operation, double seconds) {
-  State& state = TheState();
+void WaitForCounter(const char* operation, double seconds) {
+  State& state = GetState();
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
   const long enough = *state.counter + 100;
   while (*state.counter < enough && std::chrono::steady_clock::now() < end) {
@@ -55,14 +55,14 @@ void Watch(const char* operation, double seconds) {
   }
 }
 
-/// What another language throws through C++.
+/// Throws an exception of another language.
 [[noreturn]] void ThrowForeign() {
   auto* const exception = new _Unwind_Exception{};
   exception->exception_cleanup = [](_Unwind_Reason_Code, _Unwind_Exception* caught) {
     delete caught;
   };
   _Unwind_RaiseException(exception);
-  std::terminate();  // nobody catches it
+  std::terminate();  // reached only if no frame catches it
 }
 
 template <typename Exception>
@@ -71,7 +71,7 @@ struct WithoutText final : Exception {
   const char* what() const noexcept override { return nullptr; }
 };
 
-/// Throws with the script's text; null means none.
+/// Throws with the script's text; what() returns null if it is null.
 template <typename Exception>
 [[noreturn]] void ThrowWith(const json& text) {
   if (text.is_null()) {
@@ -101,12 +101,12 @@ template <typename Exception>
   throw 42;  // of no standard type
 }
 
-std::atomic<bool> keepsSecrets = false;
+std::atomic<bool> secretMode = false;
 
 }  // namespace
 
 json Bytes(const void* bytes, std::size_t size) {
-  if (keepsSecrets) {
+  if (secretMode) {
     return {};
   }
   std::string utf8;
@@ -136,7 +136,7 @@ json Recorded(const std::vector<std::string>& texts) {
 
 std::string ToBytes(const json& text) {
   const std::string utf8 = text;
-  const unsigned turned = keepsSecrets ? 0xFF : 0;
+  const unsigned mask = secretMode ? 0xFF : 0;
   std::string bytes;
   bytes.reserve(utf8.size());
   for (std::size_t i = 0; i < utf8.size(); ++i) {
@@ -145,17 +145,17 @@ std::string ToBytes(const json& text) {
       ++i;
       byte = (byte << 6) | (static_cast<unsigned char>(utf8.at(i)) & 0x3F);
     }
-    bytes += static_cast<char>(byte ^ turned);
+    bytes += static_cast<char>(byte ^ mask);
   }
   return bytes;
 }
 
-std::atomic<long> handedOut = 0;
+std::atomic<long> liveObjects = 0;
 
 json Answer::RecordCall(const char* operation, const json& arguments) {
-  State& state = TheState();
+  State& state = GetState();
   const std::lock_guard lock(state.mutex);
-  if (InterpreterLockHeld()) {
+  if (IsGilHeld()) {
     state.Record("held", operation);
   }
   state.Record("calls", {operation, arguments});
@@ -172,7 +172,7 @@ json Answer::RecordCall(const char* operation, const json& arguments) {
 }
 
 void Answer::RecordChange(const char* operation) {
-  State& state = TheState();
+  State& state = GetState();
   const std::lock_guard lock(state.mutex);
   state.Record("changed", operation);
 }
@@ -180,56 +180,56 @@ void Answer::RecordChange(const char* operation) {
 bool Answer::Wait(const char* operation) const {
   std::this_thread::sleep_for(std::chrono::duration<double>(answer_.value("delay", 0.0)));
   if (answer_.contains("watch")) {
-    Watch(operation, answer_["watch"].get<double>());
+    WaitForCounter(operation, answer_["watch"].get<double>());
   }
   return answer_.contains("delay") || answer_.contains("watch");
 }
 
-void Answer::ThrowIfToldTo() const {
+void Answer::ThrowIfScripted() const {
   if (answer_.contains("throws")) {
     Throw(answer_["throws"]);
   }
 }
 
 char* Answer::NewText(const char* name) const {
-  return Gives(name) ? strdup(ToBytes(out()[name]).c_str()) : nullptr;
+  return HasOutput(name) ? strdup(ToBytes(out()[name]).c_str()) : nullptr;
 }
 
 }  // namespace scripted
 
-// What the tests call, through ctypes.
+// Interface for the tests, through ctypes.
 extern "C" {
 #pragma GCC visibility push(default)
 
 /// Sets the answers of one operation: a JSON array, used in order.
 void scripted_host_answer(const char* operation, const char* answers) {
-  scripted::State& state = scripted::TheState();
+  scripted::State& state = scripted::GetState();
   auto list = scripted::json::parse(answers).get<std::vector<scripted::json>>();
   const std::lock_guard lock(state.mutex);
   state.answers[operation] = {list.rbegin(), list.rend()};
 }
 
-/// Forgets all answers and records.
+/// Removes all answers and records.
 void scripted_host_reset() {
-  scripted::State& state = scripted::TheState();
+  scripted::State& state = scripted::GetState();
   const std::lock_guard lock(state.mutex);
   state.answers.clear();
   state.records.clear();
 }
 
-void scripted_host_keep_secrets(bool keep) { scripted::keepsSecrets = keep; }
+void scripted_host_set_secret_mode(bool keep) { scripted::secretMode = keep; }
 
-/// How many platform objects and sessions are handed out and not given back.
-long scripted_host_handed_out() { return scripted::handedOut; }
+/// The number of platform objects and sessions that are not released.
+long scripted_host_live_objects() { return scripted::liveObjects; }
 
-/// Sets the counter that "watch" looks at; another thread counts it up.
-void scripted_host_counter(const volatile long* counter) { scripted::TheState().counter = counter; }
+/// Sets the counter that "watch" waits for; another thread increments it.
+void scripted_host_counter(const volatile long* counter) { scripted::GetState().counter = counter; }
 
-/// A record so far, as JSON, released with free(): "calls", an array of [operation, [argument,
-/// ...]]; "held", "moved" and "changed", operations that were called with the interpreter
-/// lock held, during which the counter moved, and whose arguments changed while they waited.
+/// A record as JSON, freed with free(): "calls", an array of [operation, [argument, ...]]; "held",
+/// operations called with the GIL held; "moved", those during which the counter increased;
+/// "changed", those whose arguments changed while they waited.
 char* scripted_host_record(const char* name) {
-  scripted::State& state = scripted::TheState();
+  scripted::State& state = scripted::GetState();
   const std::lock_guard lock(state.mutex);
   const auto found = state.records.find(name);
   return strdup(found == state.records.end() ? "[]" : found->second.dump().c_str());

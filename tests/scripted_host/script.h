@@ -1,20 +1,20 @@
-// A host library that answers from a script and records every call: for what the embedded host
-// cannot produce.
+// A host library that answers from a script and records every call: for answers that the embedded
+// host cannot give.
 //
-// Texts travel as JSON strings in which each character stands for one byte (U+0000 to U+00FF), so
-// that bytes that are not UTF-8 and zero bytes survive. A script gives each operation a list of
-// answers; the last one is used again for all further calls. An answer is an object:
+// Texts are JSON strings in which each character represents one byte (U+0000 to U+00FF), so that
+// they can contain zero bytes and bytes that are not UTF-8. A script has a list of answers for each
+// operation; the last one is repeated. An answer is an object:
 //
 //   {"returns": value, "out": {name: value, ...}, "delay": seconds, "watch": seconds,
 //    "throws": {"type": "QueltCtlException", "text": "..."}}
 //
-// "watch" waits until the test's counter has moved, so long at most. Every member may be missing.
-// The type thrown may also be "foreign", of another language, or "end of the thread", by unwinding.
-// A text that is null is what what() returns.
-// Outputs that the answer does not name are left unwritten.
+// "watch" waits until the test's counter has increased, at most for this time. Every member is
+// optional. The type may also be "foreign", an exception of another language, or "end of the
+// thread", which unwinds it. With a null text, what() returns null. Outputs that are not named are
+// not written.
 //
-// While the host keeps secrets (for a test that searches the memory for them), no text is recorded,
-// and the script has every bit turned round.
+// In secret mode (for a test that searches the memory for secrets), no text is recorded, and every
+// bit of the script's texts is inverted.
 #pragma once
 
 #include <string.h>  // explicit_bzero
@@ -39,8 +39,8 @@ concept Arithmetic = std::is_arithmetic_v<T>;
 template <typename T>
 concept IdentifierBytes = sizeof(T) == 16 && std::is_trivially_copyable_v<T>;
 
-/// An argument as it is recorded: a number or flag as it is, a text or bytes, an address in its
-/// normal form, null for a null pointer.
+/// The recorded form of an argument: a number, a flag, a text, bytes, an address in its normal
+/// form, null for a null pointer.
 template <Arithmetic Number>
 json Recorded(Number number) {
   return number;
@@ -59,7 +59,7 @@ inline json Recorded(const json& composed) { return composed; }
 /// The bytes of a script's text.
 std::string ToBytes(const json& text);
 
-/// What the script gives for a value: a number, a text, or the bytes of an area.
+/// Reads a value of the script: a number, a text, or the bytes of a buffer.
 template <typename T>
 void Read(const json& given, T& value) {
   if constexpr (std::is_same_v<T, std::string>) {
@@ -77,7 +77,7 @@ void Read(const json& given, T& value) {
   }
 }
 
-/// Reads members of an object by name, one after the other; those that are missing stay.
+/// Reads members of an object by name; missing ones leave their value unchanged.
 inline void ReadMembers(const json&) {}
 template <typename T, typename... More>
 void ReadMembers(const json& object, const char* name, T&& value, More&&... more) {
@@ -87,16 +87,16 @@ void ReadMembers(const json& object, const char* name, T&& value, More&&... more
   ReadMembers(object, std::forward<More>(more)...);
 }
 
-/// Platform objects and sessions that the module has and must give back.
-extern std::atomic<long> handedOut;
-struct HandedOut {
-  HandedOut() { ++handedOut; }
-  HandedOut(const HandedOut&) = delete;
-  HandedOut& operator=(const HandedOut&) = delete;
-  ~HandedOut() { --handedOut; }
+/// The number of platform objects and sessions that the module must still release.
+extern std::atomic<long> liveObjects;
+struct LiveObject {
+  LiveObject() { ++liveObjects; }
+  LiveObject(const LiveObject&) = delete;
+  LiveObject& operator=(const LiveObject&) = delete;
+  ~LiveObject() { --liveObjects; }
 };
 
-/// Not json{item...}: with a single item, compilers take it for a copy or for a list.
+/// Not json{item...}: with a single item, compilers differ between a copy and a list.
 template <typename... Items>
 json ListOf(const Items&... items) {
   json list = json::array();
@@ -104,7 +104,7 @@ json ListOf(const Items&... items) {
   return list;
 }
 
-/// The answer to one call of `operation`: records the call, waits, throws as the script says.
+/// The answer to one call of `operation`: records the call, waits and throws as scripted.
 class Answer {
  public:
   template <typename... Arguments>
@@ -115,40 +115,40 @@ class Answer {
       RecordChange(operation);
     }
     if (!answer_.contains("out")) {
-      ThrowIfToldTo();
+      ThrowIfScripted();
     }
   }
 
-  /// What the operation returns; `otherwise` when the script does not say.
+  /// The return value; `otherwise` when the script has none.
   template <typename T>
   T Returns(T otherwise) const {
     ReadMembers(answer_, "returns", otherwise);
     return otherwise;
   }
-  /// Whether the script says that null is returned.
+  /// Whether the script has null as the return value.
   bool ReturnsNull() const { return answer_.contains("returns") && answer_["returns"].is_null(); }
 
-  /// Whether the script gives this output.
-  bool Gives(const char* name) const { return out().contains(name); }
-  /// Writes outputs, by name, when the script gives them; what it throws as well comes after that.
+  /// Whether the script has this output.
+  bool HasOutput(const char* name) const { return out().contains(name); }
+  /// Writes the outputs that the script has, by name; then throws if the script says so.
   template <typename... Outputs>
   const Answer& Out(Outputs&&... outputs) const {
     ReadMembers(out(), std::forward<Outputs>(outputs)...);
-    ThrowIfToldTo();
+    ThrowIfScripted();
     return *this;
   }
-  /// The elements of an output that is a list; none when the script does not give it.
+  /// The elements of an output that is a list; empty when the script does not have it.
   json List(const char* name) const { return out().value(name, json::array()); }
-  /// What the script gives under `name` as a text of malloc, or null.
+  /// The output `name` as a text allocated with malloc, or null.
   char* NewText(const char* name) const;
 
  private:
-  /// Records a call and takes its answer.
+  /// Records a call and returns its answer.
   static json RecordCall(const char* operation, const json& arguments);
   static void RecordChange(const char* operation);
-  /// Waits as the script says; false when it says nothing.
+  /// Waits as scripted; whether the script has a wait.
   bool Wait(const char* operation) const;
-  void ThrowIfToldTo() const;
+  void ThrowIfScripted() const;
   json out() const { return answer_.value("out", json::object()); }
 
   json answer_;

@@ -1,5 +1,5 @@
-// The configuration store and the kernel-control utilities. Addresses are parsed for real, unless
-// the script says what to return.
+// The configuration store and the kernel-control utilities. Addresses are really parsed,
+// unless the script has a return value.
 #include <utility>
 
 #include "embedded_host/text/addresses.h"
@@ -12,7 +12,7 @@ using scripted::Answer;
 
 std::function<void()> HostCtl::Quelt::QueltInfo::syncConfigurationCallback;
 
-/// Sets the synchronisation callback to one that records a call, or empties it.
+/// Sets a synchronisation callback that records its calls, or removes it.
 extern "C" __attribute__((visibility("default"))) void scripted_host_sync(bool set) {
   syncConfigurationCallback = nullptr;
   if (set) {

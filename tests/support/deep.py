@@ -14,6 +14,6 @@ def full(number, otherwise):
 
 
 def figure(text, *args):
-    """Reports what a long form did, for docs/reliability.md: one line that ./run deep collects."""
+    """Prints the extent of a long form, for docs/reliability.md; ./run deep collects the lines."""
     if DEEP:
         print("figure: " + text.format(*args), flush=True)

@@ -7,7 +7,7 @@ import os
 import sysconfig
 
 import fault_rows
-import sweep  # whose host library comes first
+import cases  # loads the host library first
 
 CALL, MEMORY, NATIVE_MEMORY = range(3)  # what fails
 ROWS = fault_rows.all_rows()
@@ -33,38 +33,38 @@ faults.fault_injection_unwind.argtypes = [ctypes.py_object] * 3
 faults.fault_injection_failed.restype = ctypes.c_char_p
 
 
-def attempt(kind, good, way, stays=False):
-    """One call in which what comes after `good` ones of its kind fails: (its name or None,
-    outcome)."""
-    sweep.set_answers(way)
-    function = getattr(module, way.function)
+def attempt(kind, skip, case, persistent=False):
+    """One call that fails after `skip` successes of this kind, all later ones with `persistent`:
+    (name of the failed call or None, outcome)."""
+    cases.set_answers(case)
+    function = getattr(module, case.function)
 
     def call(*args, **kwargs):
-        return faults.fault_injection_call(kind, good, stays, function, args, kwargs)
+        return faults.fault_injection_call(kind, skip, persistent, function, args, kwargs)
 
-    outcome = sweep.outcome(call, way)
+    outcome = cases.outcome(call, case)
     failed = faults.fault_injection_failed()
     return (failed.decode() if failed else None), outcome
 
 
-def attempts(kind, way, stays=False):
-    """Yields (good, name, outcome) for each failure, until the call runs clean."""
-    for good in itertools.count():
-        failed, outcome = attempt(kind, good, way, stays)
+def attempts(kind, case, persistent=False):
+    """Yields (skip, name, outcome) for each place that can fail."""
+    for skip in itertools.count():
+        failed, outcome = attempt(kind, skip, case, persistent)
         if failed is None:
             return
-        yield good, failed, outcome
+        yield skip, failed, outcome
 
 
-def ways():
-    """Every row's way, and those with a failing operation: (way, outcomes that the want of memory
-    may have beside MemoryError)."""
+def all_cases():
+    """The case of every row, and those with a failing operation: (case, outcomes of an allocation
+    failure beside MemoryError)."""
     known = {}
     for row in ROWS:
         outcomes = list(itertools.chain.from_iterable(
             outcomes if isinstance(outcomes, list) else [outcomes] for outcomes in row[4].values()))
         known.setdefault(row[0], outcomes)
-        if sweep.Way(*row[:4]) != sweep.WAYS[row[0]]:
-            yield sweep.Way(*row[:4]), outcomes
-    for way in sweep.all_ways(module):
-        yield way, known[way.function]
+        if cases.Case(*row[:4]) != cases.SUCCESS[row[0]]:
+            yield cases.Case(*row[:4]), outcomes
+    for case in cases.with_failures(module):
+        yield case, known[case.function]

@@ -1,8 +1,8 @@
-"""The embedded host, as a test sees it: a state of its own, other processes, the tool quelt-host.
+"""The embedded host for tests: a state of its own, other processes, the tool quelt-host.
 
 Each test process has one state path, STATE (see quelt_testing); HostTestCase brings the state back
-to the default scenario before each test. Whoever needs another path (a broken file, a file not
-there yet) gives it to a child process: run_python("...", state=path).
+to the default scenario before each test. A test that needs another path (a broken file, a missing
+file) passes it to a child process: run_python("...", state=path).
 """
 
 import json
@@ -18,11 +18,11 @@ from quelt_testing import Result, run  # noqa: F401 (for the tests)
 
 #: The state of this process's host.
 STATE = quelt_testing.state_path()
-#: A folder of this process's own, gone when it ends.
+#: A folder of this process, deleted when it ends.
 FOLDER = os.path.dirname(STATE)
-#: What programs that are not ours find changed in the environment: no sanitizer looks at them.
+#: Changes of the environment for other programs: they run without sanitizers.
 FOREIGN = {"LD_PRELOAD": ""}
-# What a sanitizer does to the tool: it looks for leaks, unless an interpreter runs below it.
+# The tool runs with the leak detector, unless it runs an interpreter.
 _WATCHED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "").replace("detect_leaks=0:", "")}
 #: The tool quelt-host.
 TOOL = quelt_testing.tool_path()
@@ -51,12 +51,12 @@ def run_python(script, *args, **options):
 
 
 def can_run(command):
-    """Whether this machine has the program and lets us run it."""
+    """Whether this machine has the program and may run it."""
     return shutil.which(command[0]) is not None and run(command).code == 0
 
 
 def quelt_host(*args, env=(), **options):
-    """Runs the tool; options as for run(). Arguments that are not texts are turned into such."""
+    """Runs the tool; options as for run(). Arguments are converted with str()."""
     changes = dict({} if "run" in args else _WATCHED, **dict(env))
     return run([TOOL] + [str(arg) for arg in args], env=changes, **options)
 
@@ -70,9 +70,8 @@ def write(name, text):
 
 
 def sqlite(path, statements):
-    """Runs SQL statements on a database and returns the rows of the last one. In a process of its
-    own: this one may have another copy of SQLite than the host library, which breaks file locks.
-    """
+    """Runs SQL statements on a database and returns the rows of the last one. In a new process:
+    a second copy of SQLite in this process would break the file locks of the host library."""
     script = ("import json, sqlite3, sys\n"
               "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
               "text = ''\n"
@@ -86,7 +85,7 @@ def sqlite(path, statements):
 
 
 def outcome(function, *args, **kwargs):
-    """What a call gives: its answer, or its exception's type and text."""
+    """The result of a call, or the type and text of its exception."""
     try:
         return function(*args, **kwargs)
     except Exception as error:
@@ -114,7 +113,7 @@ class HostTestCase(unittest.TestCase):
         return result.out
 
     def load(self, document):
-        """Makes a document (or its text) the state; returns what the tool says when it refuses."""
+        """Loads a document (or its text) as the state; returns the error of the tool, if any."""
         text = document if isinstance(document, str) else json.dumps(document)
         result = quelt_host("load", "-", input=text)
         self.assertEqual((result.code, result.out), (1 if result.err else 0, ""))
@@ -125,7 +124,7 @@ class HostTestCase(unittest.TestCase):
         return json.loads(self.tool("dump", "--secrets"))
 
     def fresh_folder(self):
-        """An empty folder that goes away with the test."""
+        """An empty folder that is deleted after the test."""
         folder = tempfile.mkdtemp(dir=FOLDER)
         self.addCleanup(shutil.rmtree, folder, True)
         return folder

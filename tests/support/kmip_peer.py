@@ -1,5 +1,5 @@
-"""What answers the host's KMIP request: a recorded exchange, responses made for a test (in TTLV,
-the encoding of OASIS KMIP), or the server that Debian packages as python3-pykmip."""
+"""KMIP servers for tests: a recorded exchange, responses composed by a test (in TTLV, the encoding
+of OASIS KMIP), or the server that Debian packages as python3-pykmip."""
 
 import binascii
 import contextlib
@@ -28,14 +28,14 @@ REQUEST, RESPONSE = map(binascii.unhexlify, (
     "6b02000000040000000000000000"))
 
 PYTHON = ["/usr/bin/python3", "-I", "-W", "ignore"]
-#: Why the packaged server can't run here; None if it can.
+#: The reason why the packaged server can't run on this machine; None if it can.
 UNAVAILABLE = None if hosts.can_run(
     PYTHON + ["-c", "import kmip.services.server, ssl; ssl.wrap_socket"]) else (
     "no packaged KMIP server: needs Debian's python3-pykmip and a /usr/bin/python3 before 3.12")
 
 
 def item(tag, kind, value):
-    """One item; a number or a list of items is encoded as its type demands."""
+    """One item; a number or a list of items is encoded for its type."""
     if isinstance(value, list):
         value = b"".join(value)
     elif isinstance(value, int):
@@ -63,7 +63,7 @@ def failed(reason, message=""):
 
 
 def replay(request):
-    """What the recorded server says to the recorded request; nothing to another one."""
+    """The recorded response to the recorded request; empty for another request."""
     return RESPONSE if request == REQUEST else b""
 
 
@@ -78,4 +78,4 @@ def packaged(tls, certificate, key, ca):
         try:
             yield int(process.stdout.readline())
         finally:
-            process.stdin.close()  # which ends it
+            process.stdin.close()  # ends the server

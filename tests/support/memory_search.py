@@ -1,5 +1,5 @@
-"""Searches this process's own memory for secrets. They are given with every bit turned round, so
-that the search does not find itself."""
+"""Searches the memory of this process for secrets. They are passed with every bit inverted, so that
+the search does not find its own arguments."""
 
 import ctypes
 import errno
@@ -10,14 +10,14 @@ import sys
 
 INVERT = bytes(bytearray(range(255, -1, -1)))
 PAGE = mmap.PAGESIZE
-# A sanitizer keeps freed memory as it was, the interpreter's, too.
+# With a sanitizer, freed memory of the interpreter keeps its content.
 POSSIBLE = (os.access("/proc/self/mem", os.R_OK) and
             "san" not in os.path.basename(os.environ.get("LD_PRELOAD", "").split(":")[0]))
 
 
 def _content(memory, start, end):
-    """What can be read of a mapping. The guard page that glibc from 2.43 on puts into a thread's
-    stack can't be read, although the mapping is readable."""
+    """The readable content of a mapping. From glibc 2.43 on, a thread's stack has a guard page that
+    can't be read, although the mapping is readable."""
     parts = []
     while start < end:
         memory.seek(start)
@@ -33,20 +33,20 @@ def _content(memory, start, end):
 
 
 def occurrences(*inverted):
-    """How often each of them stands in memory."""
+    """The number of copies of each secret in memory."""
     counts = [0] * len(inverted)
     with open("/proc/self/maps") as maps, open("/proc/self/mem", "rb", 0) as memory:
         for line in maps:
             area = re.match("([0-9a-f]+)-([0-9a-f]+) rw", line)
             if area and "[v" not in line:
-                there = _content(memory, *(int(text, 16) for text in area.groups()))
-                there = there.translate(INVERT)
-                counts = [count + there.count(text) for count, text in zip(counts, inverted)]
+                content = _content(memory, *(int(text, 16) for text in area.groups()))
+                content = content.translate(INVERT)
+                counts = [count + content.count(text) for count, text in zip(counts, inverted)]
     return counts
 
 
 def wipe(item):
-    """Overwrites the own bytes of an object that can't be changed, or of a tuple's."""
+    """Overwrites the bytes of an immutable object, or of the items of a tuple."""
     if isinstance(item, tuple):
         for part in item:
             wipe(part)

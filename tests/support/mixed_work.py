@@ -1,8 +1,8 @@
-"""Mixed work on a host by many threads and processes, and the model that it is checked against.
+"""Mixed work on a host by many threads and processes, with a model of the expected state.
 
 Each actor owns some settings, keys, agents and objects, and shares the disks and the credential
-with all others. It writes to a log of its own what it is about to do and what was acknowledged, so
-that whoever comes later - the checking process, the actor's successor - knows what must be there.
+with all others. It writes each change to its own log, before the call and after it: the checking
+process, or a later actor of that name, reads from it what the host must contain.
 """
 
 import os
@@ -23,7 +23,7 @@ SCENARIO = {
 
 
 class Actor(object):
-    """Does one thing after the other; `done` counts them."""
+    """Performs one step after the other; `done` counts them."""
 
     def __init__(self, folder, name):
         path = os.path.join(folder, name)
@@ -32,7 +32,7 @@ class Actor(object):
         self.random = random.Random("%s %d" % (name, os.getpid()))
 
     def work(self, steps=None, stop=None):
-        """Until it has done so many steps, or the event `stop` is set."""
+        """Performs steps until `steps` are done or the event `stop` is set."""
         while self.done != steps and not (stop and stop.is_set()):
             self.random.choice((self.change, self.change, self.change, self.share, self.read))()
             self.done += 1
@@ -49,8 +49,8 @@ class Actor(object):
         self.facts[fact] = next(change)
         self.note("!", fact, self.facts[fact])
 
-    # Each gives what it is going to make of the fact ("*" when the host decides), then, having done
-    # it, what it is.
+    # Each yields the new value of the fact ("*" if the host chooses it), then makes the change and
+    # yields the actual value.
 
     def setting(self, name, _):
         value = str(self.random.getrandbits(32))
@@ -82,7 +82,7 @@ class Actor(object):
                                                     allocType=self.random.randrange(1, 5))
 
     def share(self):
-        """Something of which a half would show."""
+        """A change of shared state; a partial one would be detected."""
         try:
             self.random.choice((
                 lambda: pyquelt.SetIloAuth(self.name, self.name),
@@ -94,7 +94,7 @@ class Actor(object):
                 raise
 
     def read(self):
-        """What was acknowledged is there; what is shared is whole."""
+        """Acknowledged changes exist."""
         for fact, value in sorted(self.facts.items()):
             if fact.startswith("key/") and value:
                 found = pyquelt.GetKeyFromKeyCache(fact[4:])
@@ -108,7 +108,7 @@ class Actor(object):
 
 
 def run(folder, names, steps=None, stop=None):
-    """These actors, each in a thread of its own, until they have done their steps."""
+    """Runs these actors, each in a thread of its own, until they have done their steps."""
     failures = []
 
     def work(name):
@@ -126,8 +126,8 @@ def run(folder, names, steps=None, stop=None):
 
 
 def replay(path):
-    """The facts that a log acknowledges ("!", or "=" when they were checked before), and the change
-    that was about to be made ("?"), if any."""
+    """The facts that a log acknowledges ("!", or "=" for those that were checked before), and the
+    unacknowledged change ("?"), if any."""
     facts, pending = {}, None
     if os.path.exists(path):
         with open(path) as log:

@@ -3,8 +3,8 @@ python3, which prints its port and serves until its standard input ends.
 
     packaged_kmip_server.py TLS_VERSION CERTIFICATE KEY CA FOLDER
 
-Under TLS 1.2 it is that server itself, which speaks nothing newer; under TLS 1.3 a listener whose
-connections its engine answers.
+With TLS 1.2 it runs the server itself, which supports no newer version; with TLS 1.3 a listener
+that passes connections to its engine.
 """
 
 import logging
@@ -17,8 +17,8 @@ import threading
 
 
 def end_with_input():
-    os.read(0, 1)  # not sys.stdin: forked processes would wait for its lock
-    os.killpg(0, signal.SIGKILL)  # the server has started processes of its own
+    os.read(0, 1)  # not sys.stdin: forked processes would wait for its mutex
+    os.killpg(0, signal.SIGKILL)  # including the processes that the server started
 
 
 def serve_itself(certificate, key, ca, folder):
@@ -31,7 +31,7 @@ def serve_itself(certificate, key, ca, folder):
                         enable_tls_client_auth=True, logging_level="CRITICAL",
                         database_path=folder + "/kmip.db")
     server.start()
-    # Its listening begins in serve(); a client that is too early is refused.
+    # The server listens only in serve(); an earlier client could not connect.
     server._socket.listen(5)
     print(port, flush=True)
     server.serve()

@@ -1,5 +1,5 @@
-"""The parts of docs/reference.md that are derived, for each function its signature and doc string
-(from the module), its exceptions (from fault_rows/) and its operations (from the tool's table).
+"""The derived parts of docs/reference.md: for each function its signature and doc string (from the
+module), its exceptions (from fault_rows/) and its operations (from the tool's table).
 
 `./run python tests/support/reference.py` writes them into the page; test_reference.py compares.
 """
@@ -42,7 +42,7 @@ def _message(outcome):
 
 
 def _exceptions(outcomes):
-    """The rows of a table of exceptions: one for all that differ in the message alone."""
+    """The rows of a table of exceptions: one for all that differ only in the message."""
     rows = collections.OrderedDict()
     for outcome in outcomes:
         rows.setdefault((outcome.kind, outcome.when), []).append(_message(outcome))
@@ -77,7 +77,7 @@ def _render_section(section):
 
 
 def render(page):
-    """The page with all derived parts as they must be."""
+    """The page with all derived parts up to date."""
     parts = re.split(r"^(##+ )", page, flags=re.MULTILINE)
     for i, part in enumerate(parts):
         if part.startswith("What holds for all functions\n"):

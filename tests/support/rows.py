@@ -1,11 +1,11 @@
-"""Rows: one call of a module function, what the host answers, what comes of it.
+"""Rows: one call of a module function, the answers of the host, the outcome.
 
-A row is (call, answers by operation, outcome, what reached the host):
+A row is (call, answers by operation, outcome, calls of the host):
 - `call.GetHostInfo(...)` is the call,
 - the outcome is the result, compared with its types and, where it is an OrderedDict, its order;
   or an Outcome of the table in fault_rows/;
-- `op.SetKekId(...)` is an operation with its arguments as the host recorded them. The plug-in's own
-  are left out, as are releases. None: not looked at.
+- `op.SetKekId(...)` is an operation with its arguments as the host recorded them, without releases
+  and the operations that get the plug-in. None: not checked.
 """
 
 import sys
@@ -28,14 +28,14 @@ op = _Builder(lambda name, args, _: (name, list(args)))
 
 
 def text_rows(made, answers, outcome, undecodable=fault_rows.NOT_UTF8):
-    """Rows for one text of the host: `answers` and `outcome` give what their names say for it."""
+    """Rows for one text of the host. `answers` and `outcome` are functions of that text."""
     return [(made, answers(stored), outcome(text), None) for stored, text in (
         (b"", ""), (b"a\0b", "a"), (b"\xe2\x82\xac", u"\u20ac"))] + [
             (made, answers(b"\xff"), undecodable, None)]
 
 
 def _same(value, expected):
-    """Whether both are equal, with all types, and in the order of an OrderedDict."""
+    """Whether both are equal, including all types and the order of an OrderedDict."""
     if isinstance(expected, dict):
         in_order = type(expected) is dict or sys.version_info < (3, 6)
         return (type(value) is dict and set(value) == set(expected) and
@@ -48,7 +48,7 @@ def _same(value, expected):
 
 
 class _Short(object):
-    """Shows the beginning of an item, and only when a test fails."""
+    """Formats an item only when a test fails, and truncates it."""
     def __init__(self, item):
         self._item = item
 
@@ -89,4 +89,4 @@ class RowTestCase(scripted.ScriptedTestCase):
                     self.assertEqual([(name, arguments) for name, arguments in scripted.calls()
                                       if name[0] != "~" and
                                       name not in ("GetQueltPlugin", "GetHostSystem")], operations)
-                self.check_lock()
+                self.check_gil()

@@ -1,5 +1,5 @@
-"""Runs test modules as "python3 -m unittest -q" does, and reports which tests were skipped and why,
-in lines that ./run looks for."""
+"""Runs test modules as "python3 -m unittest -q" does, and prints a line for each skipped test;
+./run collects these lines."""
 
 import os
 import sys

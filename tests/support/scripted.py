@@ -1,6 +1,6 @@
-"""The scripted host, as a test sees it: set answers, call pyquelt, read what reached the host.
+"""The scripted host for tests: set answers, call pyquelt, read the calls of the host.
 
-Texts go in and come out as bytes; a str in an answer is taken as its UTF-8 encoding.
+Texts are bytes in both directions; a str in an answer is encoded as UTF-8.
 """
 
 import ctypes
@@ -10,12 +10,12 @@ import unittest
 
 _library = ctypes.CDLL(os.environ["PYQUELT_SCRIPTED_HOST"])
 _library.scripted_host_record.restype = ctypes.c_void_p
-handed_out = _library.scripted_host_handed_out
+live_objects = _library.scripted_host_live_objects
 allocations = _library.scripted_host_allocations
-handed_out.restype = allocations.restype = ctypes.c_long
+live_objects.restype = allocations.restype = ctypes.c_long
 reset = _library.scripted_host_reset
-keep_secrets = _library.scripted_host_keep_secrets
-set_counter = _library.scripted_host_counter  # the ctypes.c_long that "watch" looks at
+set_secret_mode = _library.scripted_host_set_secret_mode
+set_counter = _library.scripted_host_counter  # the ctypes.c_long that "watch" waits for
 set_counter.argtypes = [ctypes.POINTER(ctypes.c_long)]
 set_sync_callback = _library.scripted_host_sync
 _libc = ctypes.CDLL(None)
@@ -23,7 +23,7 @@ _libc.free.argtypes = [ctypes.c_void_p]
 
 
 def _encode(value):
-    """Byte strings become texts in which one character stands for one byte."""
+    """Converts bytes to texts with one character for each byte."""
     if isinstance(value, str):
         value = value.encode("utf-8")
     if isinstance(value, bytes):
@@ -44,7 +44,7 @@ def _decode(value):
 
 
 def answer(operation, answers):
-    """Sets what `operation` answers, or a list of that, call after call; the last one stays."""
+    """Sets the answer of `operation`, or a list for its calls in turn; the last one is repeated."""
     text = json.dumps([_encode(item) for item in
                        (answers if isinstance(answers, list) else [answers])])
     _library.scripted_host_answer(operation.encode(), text.encode())
@@ -64,7 +64,7 @@ def throws(text="", kind="QueltCtlException"):
 
 
 def record(name):
-    """One of the host's records, as it stands there: "calls", "held", "moved", "changed"."""
+    """One of the records of the host: "calls", "held", "moved", "changed"."""
     pointer = _library.scripted_host_record(name.encode())
     value = json.loads(ctypes.string_at(pointer).decode("utf-8"))
     _libc.free(pointer)
@@ -76,25 +76,25 @@ def calls():
     return [(operation, _decode(arguments)) for operation, arguments in record("calls")]
 
 
-# The quick calls that are made with the interpreter lock held.
-MADE_WITH_LOCK = {"KeyIdForKek", "BuildQueltIPAddress", "IsQueltCSDFeatureEnabled",
-                  "IsQueltMetadataNodeFeatureEnabled"}
+# The short operations that are called with the GIL held.
+CALLED_WITH_GIL = {"KeyIdForKek", "BuildQueltIPAddress", "IsQueltCSDFeatureEnabled",
+                   "IsQueltMetadataNodeFeatureEnabled"}
 
 
 class ScriptedTestCase(unittest.TestCase):
-    """Each test begins with an empty script, and fails when an operation is waited for with the
-    interpreter lock held, or one of the quick ones without."""
+    """Each test begins with an empty script. It fails when an object of the host is not released,
+    or when operations other than `called_with_gil` are called with the GIL held."""
 
     maxDiff = None
-    made_with_lock = MADE_WITH_LOCK  # None: not looked at
+    called_with_gil = CALLED_WITH_GIL  # None: not checked
 
     def setUp(self):
         reset()
         set_sync_callback(False)
-        if self.made_with_lock is not None:
-            self.addCleanup(self.check_lock)
+        if self.called_with_gil is not None:
+            self.addCleanup(self.check_gil)
 
-    def check_lock(self):
-        self.assertEqual(handed_out(), 0)
+    def check_gil(self):
+        self.assertEqual(live_objects(), 0)
         made = {operation for operation, _ in calls()}
-        self.assertEqual(set(record("held")), made & self.made_with_lock)
+        self.assertEqual(set(record("held")), made & self.called_with_gil)

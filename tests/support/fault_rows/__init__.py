@@ -1,18 +1,18 @@
 """The table of each function's exceptions, one file for each subject.
 
-It is written down here alone: docs/reference.md shows it (see reference.py), the tests provoke each
-row of it. An exception is an Outcome: its type, its message and when it is raised. A subject has
+docs/reference.md is derived from it (see reference.py), and the tests cause each of its exceptions.
+An exception is an Outcome: its type, its message and when it is raised. A subject has
 
 - ROWS, for interpreter calls that fail: (function, arguments, keyword arguments, answers of the
-  host by operation, outcomes). Outcomes gives, for each interpreter call that can fail, what the
-  script gets; where that depends on the place of the call, a list gives it for each place in turn.
-  A rejected call composes its message with PyUnicode_DecodeUTF8. The first row of a function is its
-  success path, through as many operations as there are; other sweeps use it too (see sweep.py).
+  host by operation, outcomes). Outcomes maps each interpreter call that can fail to its exception,
+  or to a list with the exception at each place of that call. A rejected call composes its message
+  with PyUnicode_DecodeUTF8. The first row of a function is its success path, with all operations of
+  the function; other tests use it too (see cases.py).
 - HOST, for exceptions of the host library: the Rule of each function.
-- FAILURES, for all else: (function, arguments, answers of the host by operation, outcome).
+- FAILURES, for other failures: (function, arguments, answers of the host by operation, outcome).
   Arguments of None stand for those of the success path, a dict for keyword arguments after them.
-- PARSER, if functions leave the exception of the interpreter's argument parser as it is: an Outcome
-  with the types.
+- PARSER, for functions that leave the exception of the interpreter's argument parser unchanged: an
+  Outcome with the types.
 """
 
 import collections
@@ -21,8 +21,8 @@ import pkgutil
 
 
 class Outcome(tuple):
-    """(type, text), with the message and the words on when it is raised. Braces in a message stand
-    for values: calling the outcome fills them in. A message of None is the interpreter's own."""
+    """(type, text), with its message and its condition. Calling the outcome replaces the fields
+    {name} of its message. A message of None is the interpreter's own."""
 
     def __new__(cls, kind, message, when, text=None):
         self = super(Outcome, cls).__new__(cls, (kind, message if text is None else text))
@@ -46,9 +46,9 @@ def value(message, when):
     return Outcome(ValueError, message, when)
 
 
-#: Which exceptions of the host library a function catches ("std": every std::exception, "ctl": the
-#: library's own), what it raises then, and the values in that message beside {text}, the text of
-#: the exception.
+#: The exceptions of the host library that a function catches ("std": every std::exception, "ctl":
+#: those of the library), the exception that it raises then, and the values in its message beside
+#: {text}, the text of the caught exception.
 Rule = collections.namedtuple("Rule", "catches outcome values")
 
 
@@ -64,7 +64,7 @@ def answers_its_own(prefix, when="", **values):
     return Rule("ctl", runtime(prefix + "{text}", "the host library fails" + when), values)
 
 
-# Exceptions of many functions, which are shown once.
+# Exceptions of many functions, documented once.
 MEMORY = Outcome(MemoryError, "", "out of memory, and the function has no row for that")
 OTHER = runtime("{text}", "the host library throws a C++ exception for which the function has no "
                 "row")
@@ -76,7 +76,7 @@ NO_KEYWORDS = Outcome(TypeError, None,
                       "a keyword argument for a function whose signature has no keywords")
 GENERAL = (MEMORY, OTHER, UNKNOWN, NOT_UTF8, NO_KEYWORDS)
 
-# What several functions raise.
+# Exceptions of several functions.
 NO_ITEM = "an item can't be created or set: out of memory, or a text that is not UTF-8"
 ITEM = runtime("PyDict_SetItemString failed with key:{key}", NO_ITEM)
 NO_PLUGIN = "The host library gave no cluster plug-in"
@@ -93,7 +93,7 @@ def keywords(outcome):
 
 
 def _lengthened(argument):
-    """Texts of one letter become too long to be stored without an allocation."""
+    """Lengthens texts of one letter, so that storing them needs an allocation."""
     if isinstance(argument, (list, tuple)):
         return type(argument)(_lengthened(item) for item in argument)
     return argument * 40 if isinstance(argument, str) and len(argument) == 1 else argument

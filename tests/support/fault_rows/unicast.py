@@ -42,7 +42,7 @@ _FIELDS = _FLAGS + ["address", "port"] + _TEXTS
 
 
 def _of_agent(outcome, **values):
-    """Of the agent below."""
+    """The outcome for the agent below."""
     return outcome(agent=" uuid: uuid+ isWitness: 0 isSupportUnicast: 0 address: 192.0.2.1"
                    " port: 1000 zelnic: zel0 hostname:  thumbprint:  subClusterUuid: ", **values)
 
@@ -51,7 +51,7 @@ def _of_fields(outcome, *keys):
     return [_of_agent(outcome, key=key) for key in keys]
 
 
-# Two agents of one node: keys are made for the first, the list is there for the second.
+# Two agents of one node: the first creates the list, the second uses it.
 _AGENT = {"uuid": "uuid+", "address": "192.0.2.1", "port": 1000, "zelnic": "zel0"}
 _ADDR, _CSD = "192.0.2.7", {"IsQueltCSDFeatureEnabled": {"returns": True}}
 _REMOTE = {"type": "remote", "port": 12345}
@@ -64,7 +64,7 @@ ROWS = [
       "PyDict_New": [value("Failed to create result list", "the result can't be created"),
                      _of_agent(NO_AGENT, position=0), _of_agent(NO_AGENT, position=1)],
       "PyList_New": _of_agent(NO_LIST),
-      # First the key for the UUID, then the fields.
+      # The key for the UUID, then the fields.
       "PyUnicode_FromString":
       ([_of_agent(NOT_STORED)] + _of_fields(NO_VALUE, "address", *_TEXTS)) * 2,
       "PyDict_GetItemWithError": _of_agent(NOT_STORED),
