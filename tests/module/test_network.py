@@ -4,6 +4,7 @@ import unittest
 from collections import OrderedDict
 
 import scripted
+from cases import GETTERS
 from fault_rows import network as table
 from rows import RowTestCase, call, text_rows
 from scripted import out
@@ -23,10 +24,6 @@ ITEMS = (
     ("Multicast TTL", "GetMulticastTTL", 2 ** 31 - 1),
     ("Traffic Type", "GetTrafficType", "quelt"),
 )
-GETTERS = ["GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
-           "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
-           "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort",
-           "GetMulticastTTL"]
 BEFORE = ["GetQueltPlugin", "GetHostSystem", "GetZelNicConfigs"]
 RELEASES = ["~HostSystem", "~QueltPlugin"]
 

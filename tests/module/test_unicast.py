@@ -207,12 +207,10 @@ class AgentChangesTest(RowTestCase):
         rejected = [
             ((ADDR,), {"type": "Witness"}, table.TYPE(type="Witness"), asked),
             ((ADDR,), {"type": ""}, table.TYPE(type=""), asked),
-            ((ADDR,), {"type": "remote"}, table.TYPE(type="remote"), asked),
             (("192.0.2",), {"type": u"n\u00f6"}, table.TYPE(type=u"n\u00f6"), asked),
             (("192.0.2",), {"port": 2 ** 31}, table.ADDRESS(addr="192.0.2"),
              [op.BuildQueltIPAddress(b"192.0.2")]),
-            (("",), {}, table.ADDRESS(addr=""), [op.BuildQueltIPAddress(b"")]),
-            (("host",), {}, table.ADDRESS(addr="host"), [op.BuildQueltIPAddress(b"host")])]
+            (("",), {}, table.ADDRESS(addr=""), [op.BuildQueltIPAddress(b"")])]
         bits = "(an integer of %d bits)"
         rejected += [
             ((ADDR,), {"port": port}, table.PORT(port=text), parsed) for port, text in (

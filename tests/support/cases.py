@@ -25,15 +25,15 @@ _OPERATION_RULES = dict.fromkeys(("IsObjectAccessible", "ObjLib_GetExtParams", "
 _OPERATION_RULES.update(IsQueltCSDFeatureEnabled=None, BuildQueltIPAddress=None)
 
 # GetQueltNetworkInfo calls these with the GIL held: they only read the interface object.
-GETTERS = {
+GETTERS = [
     "GetZelnicName", "GetIfaceUuid", "GetAgentMulticastGroup", "GetAgentV6MulticastGroup",
     "GetMasterMulticastGroup", "GetMasterV6MulticastGroup", "GetTrafficType",
-    "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort", "GetMulticastTTL"}
+    "GetAgentMulticastPort", "GetMasterMulticastPort", "GetHostUnicastPort", "GetMulticastTTL"]
 
 
 def held(case):
     """The operations of a case that are called with the GIL held."""
-    return scripted.CALLED_WITH_GIL | (GETTERS if case.function == "GetQueltNetworkInfo" else set())
+    return scripted.CALLED_WITH_GIL | set(GETTERS if case.function == "GetQueltNetworkInfo" else ())
 
 
 def set_answers(case):

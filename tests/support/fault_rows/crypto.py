@@ -84,8 +84,10 @@ FAILURES = [
     ("GetKeyFromKeyCache", None, {"RetrieveKeyFromKeyCache": {"out": {"length": 4097}}}, LONG_KEY),
     ("GetWrappedDekFromDisk", None, {"GetEncMetadataForDisk": {"out": {
         "metadata": b"\2" * 512, "aws": b"\0" * 192 + struct.pack("<H", 301)}}}, LONG_DEK),
-    ("Decrypt2kBlock", (_DEK, 0, _BLOCK + b"b"), {}, BLOCK_LENGTH),
-    ("Decrypt2kBlock", (_DEK + b"d", 0, _BLOCK), {}, DEK_LENGTH),
+] + [("Decrypt2kBlock", (b"d" * dek_size, 0, b"b" * block_size), {}, outcome)
+     for dek_size, block_size, outcome in (
+         (64, 2049, BLOCK_LENGTH), (64, 2047, BLOCK_LENGTH), (63, 2047, BLOCK_LENGTH),
+         (65, 2048, DEK_LENGTH), (63, 2048, DEK_LENGTH))] + [
     ("GetKekId", None, {"GetQueltPlugin": {"returns": None}}, HOST_TEXT(text=NO_PLUGIN)),
     ("GetKekId", None, {"GetHostSystem": {"returns": None}},
      HOST_TEXT(text="The cluster plug-in gave no operations object")),

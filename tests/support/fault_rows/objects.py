@@ -81,20 +81,19 @@ OBJECT = runtime(_OBJECTS + "Failed to GetObjectExtAttrs: {text}",
 FAILURES = [
     ("CreateObject", {"groupUuid": "", "cid": ""}, {}, GROUP),
     ("CreateObject", {"cid": _UUID}, {}, NEW_CID),
-    ("DeleteObject", ("x",), {}, UUID(uuid="x")),
+    ("DeleteObject", ("x" * 100000,), {}, UUID(uuid="x" * 100000)),
     ("DeleteObject", {"cid": u"%s\u20ac"}, {}, CID(cid=u"%s\u20ac")),
     ("GetObjectExtAttrs", ([],), {}, NO_TEXTS),
     ("GetObjectExtAttrs", None, {"ObjLib_Init": {"returns": False}},
      runtime(_OBJECTS + "ObjLib_Init failed", "the object library can't be initialised")),
     ("GetObjectExtAttrs", None, {"ObjLib_GetURIPrefix": {"returns": None}},
      runtime(_OBJECTS + "Failed to get quelt URI prefix", "it gives no path prefix")),
-    ("GetObjectExtAttrs", None, {"ObjLib_GetExtParams": {"throws": {
-        "type": "std::runtime_error", "text": "no"}}}, OBJECT(text="no")),
+    # The handle that it gives nevertheless is released.
+    ("GetObjectExtAttrs", None, {"ObjLib_GetExtParams": {"out": {"objClass": 1}, "throws": {
+        "type": "QueltCtlException", "text": "no"}}}, OBJECT(text="no")),
 ] + [(verb + "Object", None, {"ObjUtil_" + verb: {"returns": status}}, STATUS(status=text))
      for verb in ("Create", "Delete")
-     for status, text in ((0x0BAD0005, "Already exists"), (3, "Not found"), (-1, "Unknown status"),
-                          (0x0BAD0000 + 361, "Unknown status"),
-                          (0x2BAD0000, "Opaque service console status"))]
+     for status, text in ((0x0BAD0005, "Already exists"), (-1, "Unknown status"))]
 
 HOST = {
     "GetObjectExtAttrs": answers_its_own(_OBJECTS, " otherwise"),
