@@ -58,7 +58,7 @@ struct FreedBy {
 /// The same for objects whose release takes one of OpenSSL's locks: those with certificates,
 /// private keys and TLS.
 template <auto Free>
-struct FreedWhileForksWait {
+struct FreedWithForksBlocked {
   template <typename T>
   void operator()(T* object) const {
     const ForkBlocker forkBlocker;

@@ -1,5 +1,4 @@
-// Unicast agents of the embedded host. An agent is known by its UUID, address and port; everything
-// else, its type included, is a property.
+// Adding, replacing and removing unicast agents.
 #include "embedded_host/operation/host_system.h"
 #include "embedded_host/operation/operation.h"
 #include "embedded_host/text/addresses.h"
@@ -11,36 +10,30 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
-/// Puts an agent into a list, by `put(Connection&)`.
+/// Stores a valid agent with `put(Connection&)`.
 template <typename Put>
 void WriteAgent(OperationId operation, const Agent& agent, Put&& put) {
-  Operation(operation, {{"uuid", agent.key.uuid},
-                        {"nodeType", agent.nodeType},
+  const auto nodeType = static_cast<std::int32_t>(agent.nodeType);
+  Operation(operation, {{"uuid", agent.uuid},
+                        {"nodeType", std::int64_t{nodeType}},
                         {"isSupportUnicast", agent.isSupportUnicast},
-                        {"address", agent.key.address},
-                        {"port", agent.key.port},
+                        {"address", agent.address},
+                        {"port", std::int64_t{agent.port}},
                         {"interfaceGiven", agent.interfaceGiven},
-                        {"interface", agent.interface},
+                        {"interface", agent.zelnic},
                         {"hostname", agent.hostname},
                         {"thumbprint", agent.thumbprint},
                         {"subClusterUuid", agent.subClusterUuid}})
       .Write([&](Connection& db) {
-        if (agent.nodeType < 0 || agent.nodeType >= kNodeTypes) {
-          throw QueltCtlException(agent.key.Name() + ": node type " +
-                                  std::to_string(agent.nodeType) + " is not known");
+        if (static_cast<std::uint32_t>(nodeType) >= kNodeTypes) {
+          throw QueltCtlException(AgentName(agent) + ": node type " + std::to_string(nodeType) +
+                                  " is not known");
         }
         put(db);
       });
 }
 
 }  // namespace
-
-void EmbeddedHostSystem::GetUnicastAgentList(
-    std::vector<QueltInfo::QueltUnicastAddressInfo>& agents, bool includeExtra) {
-  Operation("GetUnicastAgentList", {{"includeExtra", includeExtra}}).Snapshot([&](Connection& db) {
-    AppendAgents(db, includeExtra, agents);
-  });
-}
 
 void EmbeddedHostSystem::AddUnicastAgentEntry(const std::string& uuid, std::int32_t nodeType,
                                               bool isSupportUnicast, const QueltIpAddress& address,
@@ -49,46 +42,44 @@ void EmbeddedHostSystem::AddUnicastAgentEntry(const std::string& uuid, std::int3
                                               const std::string& hostname,
                                               const std::string& thumbprint,
                                               const std::string& subClusterUuid) {
-  const Agent agent = {{uuid, AddressText(address), port},
-                       nodeType,
-                       isSupportUnicast,
-                       interfaceGiven,
-                       interface,
-                       hostname,
-                       thumbprint,
-                       subClusterUuid};
+  const Agent agent = {{uuid, UnicastNodeType(nodeType), isSupportUnicast, AddressText(address),
+                        port, interface, hostname, thumbprint, subClusterUuid},
+                       interfaceGiven};
   WriteAgent("AddUnicastAgentEntry", agent, [&](Connection& db) {
     if (!InsertAgent(db, AgentList::kMembership, agent)) {
-      throw QueltCtlException(agent.key.Name() + " already exists");
+      throw QueltCtlException(AgentName(agent) + " already exists");
     }
   });
 }
 
-// With `replaceWitness` the agent must be a witness, and what the configuration store records about
-// it goes too: a replaced witness does not come back as an extra agent. `nodeType` says how the
-// caller sees the agent; it does not help to find it.
+// With `replaceWitness` the agent must be a witness, and its record in the configuration store is
+// removed too: otherwise the replaced witness would be listed as an extra agent. `nodeType` is only
+// journaled: it is not part of an agent's identity.
 void EmbeddedHostSystem::RemoveUnicastAgentEntry(const std::string& uuid,
                                                  const QueltIpAddress& address, std::int32_t port,
                                                  std::int32_t nodeType, bool replaceWitness,
                                                  const std::string& text) {
-  const AgentKey key = {uuid, AddressText(address), port};
+  Agent agent;
+  agent.uuid = uuid;
+  agent.address = AddressText(address);
+  agent.port = port;
   Operation("RemoveUnicastAgentEntry", {{"uuid", uuid},
-                                        {"address", key.address},
+                                        {"address", agent.address},
                                         {"port", std::int64_t{port}},
                                         {"nodeType", std::int64_t{nodeType}},
                                         {"replaceWitness", replaceWitness},
                                         {"text", text}})
       .Write([&](Connection& db) {
-        const std::optional<std::int64_t> type = FindAgentType(db, key);
+        const std::optional<UnicastNodeType> type = FindAgentType(db, agent);
         if (!type) {
-          throw QueltCtlException(key.Name() + " does not exist");
+          throw QueltCtlException(AgentName(agent) + " does not exist");
         }
-        if (replaceWitness && *type != kWitnessType) {
-          throw QueltCtlException(key.Name() + " is not a witness");
+        if (replaceWitness && *type != UnicastNodeType::kWitness) {
+          throw QueltCtlException(AgentName(agent) + " is not a witness");
         }
-        DeleteAgent(db, AgentList::kMembership, key);
+        DeleteAgent(db, AgentList::kMembership, agent);
         if (replaceWitness) {
-          DeleteAgent(db, AgentList::kRecorded, key);
+          DeleteAgent(db, AgentList::kRecorded, agent);
         }
       });
 }
@@ -97,14 +88,9 @@ void EmbeddedHostSystem::SetUnicastAgentInConfigStore(
     const std::string& uuid, std::int32_t nodeType, bool isSupportUnicast,
     const QueltIpAddress& address, std::int32_t port, const std::string& interface,
     const std::string& hostname, const std::string& thumbprint, const std::string& subClusterUuid) {
-  const Agent agent = {{uuid, AddressText(address), port},
-                       nodeType,
-                       isSupportUnicast,
-                       !interface.empty(),
-                       interface,
-                       hostname,
-                       thumbprint,
-                       subClusterUuid};
+  const Agent agent = {{uuid, UnicastNodeType(nodeType), isSupportUnicast, AddressText(address),
+                        port, interface, hostname, thumbprint, subClusterUuid},
+                       !interface.empty()};
   WriteAgent("SetUnicastAgentInConfigStore", agent,
              [&](Connection& db) { PutRecordedAgent(db, agent); });
 }

@@ -1,5 +1,5 @@
-// The tables of unicast agents: the membership list, and the agents that the configuration store
-// records. Every function runs inside an operation's transaction.
+// The two tables of unicast agents: the membership list, and the agents recorded in the
+// configuration store. Every function runs inside the caller's transaction.
 #pragma once
 
 #include <cstdint>
@@ -12,49 +12,53 @@
 
 namespace quelt {
 
+using HostCtl::Quelt::UnicastNodeType;
+using HostCtl::Quelt::QueltInfo::QueltUnicastAddressInfo;
+
 /// Node types are 0 to 3.
-constexpr std::int64_t kNodeTypes = 4;
-constexpr auto kWitnessType = static_cast<std::int64_t>(HostCtl::Quelt::UnicastNodeType::kWitness);
+constexpr std::uint32_t kNodeTypes = 4;
 
 enum class AgentList { kMembership, kRecorded };
 
-/// What an agent is known by.
-struct AgentKey {
-  std::string uuid;
-  std::string address;  ///< in its normal form
-  std::int64_t port;
-
-  /// The agent in a message.
-  std::string Name() const;
+/// An agent as the tables store it. UUID, address (in normal form) and port identify it; everything
+/// else, including its type, is a property.
+struct Agent : QueltUnicastAddressInfo {
+  bool interfaceGiven = false;
 };
 
-struct Agent {
-  AgentKey key;
-  std::int64_t nodeType;
-  bool isSupportUnicast;
-  bool interfaceGiven;
-  std::string interface;
-  std::string hostname;
-  std::string thumbprint;
-  std::string subClusterUuid;
+/// A text property of an agent.
+struct AgentTextField {
+  const char* key;     ///< in the scenario
+  const char* column;  ///< in both tables
+  std::string QueltUnicastAddressInfo::* member;
 };
 
-/// The node type of an agent of the membership list; nothing when there is no such agent.
-std::optional<std::int64_t> FindAgentType(Connection& db, const AgentKey& key);
+/// All text properties. SQL, listing, scenario and dump are derived from this table.
+inline constexpr AgentTextField kAgentTextFields[] = {
+    {"interface", "zelnic", &QueltUnicastAddressInfo::zelnic},
+    {"hostname", "hostname", &QueltUnicastAddressInfo::hostname},
+    {"thumbprint", "thumbprint", &QueltUnicastAddressInfo::thumbprint},
+    {"subClusterUuid", "sub_cluster_uuid", &QueltUnicastAddressInfo::subClusterUuid},
+};
 
-/// Puts an agent at the end of a list. False when the list holds it already.
+/// How messages name an agent.
+std::string AgentName(const Agent& agent);
+
+/// The node type of the agent with this UUID, address and port in the membership list.
+std::optional<UnicastNodeType> FindAgentType(Connection& db, const Agent& agent);
+
+/// Appends an agent to a list. False when the list already contains it.
 bool InsertAgent(Connection& db, AgentList list, const Agent& agent);
-/// Records an agent, or changes what is recorded about it.
+/// Records an agent, or replaces its recorded properties.
 void PutRecordedAgent(Connection& db, const Agent& agent);
-/// Removes an agent, if it is there.
-void DeleteAgent(Connection& db, AgentList list, const AgentKey& key);
+/// Removes the agent with this UUID, address and port, if there is one.
+void DeleteAgent(Connection& db, AgentList list, const Agent& agent);
 
-/// All agents of a list, in the order in which they came. Throws QueltCtlException when a state
-/// from elsewhere holds another node type.
+/// All agents of a list, in the order of their insertion. Throws QueltCtlException when the table
+/// contains an unknown node type.
 std::vector<Agent> AllAgents(Connection& db, AgentList list);
 
 /// Appends the membership list; with `includeExtra` also the recorded agents that are not in it.
-void AppendAgents(Connection& db, bool includeExtra,
-                  std::vector<HostCtl::Quelt::QueltInfo::QueltUnicastAddressInfo>& agents);
+void AppendAgents(Connection& db, bool includeExtra, std::vector<QueltUnicastAddressInfo>& agents);
 
 }  // namespace quelt

@@ -1,5 +1,5 @@
-// Feature flags. A listing asks them twice for each agent, with the interpreter lock held: the
-// answer is at hand, costs no look into the state and leaves no record in the journal.
+// Feature flags. A listing reads them twice for each agent while it holds the GIL: they come from
+// the switches in memory, without a query, and are not journaled.
 #include "embedded_host/operation/operation.h"
 #include "embedded_host/operation/switches.h"
 #include "platform/quelt_util.h"

@@ -1,4 +1,4 @@
-// "features": which optional features of the cluster are on.
+// The scenario key "features": which optional features of the cluster are on.
 #include "embedded_host/unicast/sections.h"
 
 namespace quelt {
@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"features"};
 
-/// Features as the scenario and the state name them.
+/// Names in the scenario and in the table `switch`.
 constexpr const char* kFeatures[] = {"csd", "metadataNode"};
 
 void Load(Connection& db, const Node& root) {

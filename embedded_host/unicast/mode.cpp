@@ -1,4 +1,4 @@
-// The cluster that the embedded host belongs to. A host that the scenario gives no cluster has a
+// The cluster of the embedded host, and its unicast mode. A host without a cluster has a cluster
 // configuration that is not enabled.
 #include "embedded_host/operation/host_system.h"
 #include "embedded_host/operation/operation.h"

@@ -1,4 +1,6 @@
-// "agents", "recordedAgents", "cluster".
+// The scenario keys "agents", "recordedAgents" and "cluster".
+#include <algorithm>
+#include <array>
 #include <limits>
 
 #include "embedded_host/store/settings.h"
@@ -20,49 +22,56 @@ struct AgentSection {
 constexpr AgentSection kAgentSections[] = {{"agents", AgentList::kMembership},
                                            {"recordedAgents", AgentList::kRecorded}};
 
-/// The words for node types, by code.
+/// Names of the node types, by code.
 constexpr std::string_view kTypes[kNodeTypes] = {"node", "witness", "metadata", "remote"};
 
-std::int64_t ReadType(const Node& node) {
-  const std::string word = node.Text();
+UnicastNodeType ReadType(const Node& node) {
+  const std::string name = node.Text();
   for (std::size_t code = 0; code < std::size(kTypes); ++code) {
-    if (word == kTypes[code]) {
-      return static_cast<std::int64_t>(code);
+    if (name == kTypes[code]) {
+      return static_cast<UnicastNodeType>(code);
     }
   }
   node.Fail("\"node\", \"witness\", \"metadata\" or \"remote\"");
 }
 
+constexpr auto kAgentKeys = [] {
+  constexpr std::string_view kFixed[] = {"uuid", "type", "isSupportUnicast", "address", "port"};
+  std::array<std::string_view, std::size(kFixed) + std::size(kAgentTextFields)> keys;
+  std::transform(std::begin(kAgentTextFields), std::end(kAgentTextFields),
+                 std::copy(std::begin(kFixed), std::end(kFixed), keys.begin()),
+                 [](const AgentTextField& field) { return field.key; });
+  return keys;
+}();
+
 Agent ReadAgent(const Node& node) {
-  node.AllowOnly({"uuid", "type", "isSupportUnicast", "address", "port", "interface", "hostname",
-                  "thumbprint", "subClusterUuid"});
+  node.AllowOnly(kAgentKeys);
   using Limits = std::numeric_limits<std::int32_t>;
-  const std::optional<Node> interface = node.Find("interface");
   Agent agent;
-  agent.key.uuid = node.At("uuid").Text();
-  agent.key.address = node.At("address").Address();
-  agent.key.port = node.IntegerOr("port", 12321, Limits::min(), Limits::max());
+  agent.uuid = node.At("uuid").Text();
+  agent.address = node.At("address").Address();
+  agent.port =
+      static_cast<std::int32_t>(node.IntegerOr("port", 12321, Limits::min(), Limits::max()));
   agent.nodeType = ReadType(node.At("type"));
   agent.isSupportUnicast = node.BooleanOr("isSupportUnicast", false);
-  agent.interfaceGiven = interface.has_value();
-  agent.interface = interface ? interface->Text() : "";
-  agent.hostname = node.TextOr("hostname", "");
-  agent.thumbprint = node.TextOr("thumbprint", "");
-  agent.subClusterUuid = node.TextOr("subClusterUuid", "");
+  for (const AgentTextField& field : kAgentTextFields) {
+    agent.*field.member = node.TextOr(field.key, "");
+  }
+  agent.interfaceGiven = node.Find("interface").has_value();
   return agent;
 }
 
 json ToJson(const Agent& agent) {
-  json record = {{"uuid", agent.key.uuid},
-                 {"type", kTypes[agent.nodeType]},
+  json record = {{"uuid", agent.uuid},
+                 {"type", kTypes[static_cast<std::size_t>(agent.nodeType)]},
                  {"isSupportUnicast", agent.isSupportUnicast},
-                 {"address", agent.key.address},
-                 {"port", agent.key.port},
-                 {"hostname", agent.hostname},
-                 {"thumbprint", agent.thumbprint},
-                 {"subClusterUuid", agent.subClusterUuid}};
-  if (agent.interfaceGiven) {
-    record["interface"] = agent.interface;
+                 {"address", agent.address},
+                 {"port", agent.port}};
+  for (const AgentTextField& field : kAgentTextFields) {
+    record[field.key] = agent.*field.member;
+  }
+  if (!agent.interfaceGiven) {
+    record.erase("interface");
   }
   return record;
 }
@@ -84,7 +93,7 @@ void Load(Connection& db, const Node& root) {
       for (const Node& node : agents->Items()) {
         const Agent agent = ReadAgent(node);
         if (!InsertAgent(db, list, agent)) {
-          node.Fail("an agent that is not listed before (" + agent.key.Name() + ")");
+          node.Fail("an agent that is not listed before (" + AgentName(agent) + ")");
         }
       }
     }

@@ -11,7 +11,7 @@
 
 namespace quelt {
 
-using Certificate = std::unique_ptr<X509, FreedWhileForksWait<X509_free>>;
+using Certificate = std::unique_ptr<X509, FreedWithForksBlocked<X509_free>>;
 
 /// All certificates that `text` contains, in its order, each between its BEGIN and END lines; line
 /// breaks may be missing or of another kind, and comments may stand between certificates. Throws

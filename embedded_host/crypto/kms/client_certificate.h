@@ -9,7 +9,7 @@
 
 namespace quelt {
 
-using PrivateKey = std::unique_ptr<EVP_PKEY, FreedWhileForksWait<EVP_PKEY_free>>;
+using PrivateKey = std::unique_ptr<EVP_PKEY, FreedWithForksBlocked<EVP_PKEY_free>>;
 
 struct ClientCertificate {
   /// The client's own first, then those of its issuers. Empty: the cluster has none.

@@ -27,7 +27,7 @@ class TlsContext {
   const std::string& no_certificate() const { return no_certificate_; }
 
  private:
-  std::unique_ptr<SSL_CTX, FreedWhileForksWait<SSL_CTX_free>> context_;
+  std::unique_ptr<SSL_CTX, FreedWithForksBlocked<SSL_CTX_free>> context_;
   std::string no_certificate_;
 };
 
@@ -62,7 +62,7 @@ class TlsConnection {
   void RequireTls(std::span<const char> bytes);
 
   const TlsContext& context_;
-  std::unique_ptr<SSL, FreedWhileForksWait<SSL_free>> tls_;
+  std::unique_ptr<SSL, FreedWithForksBlocked<SSL_free>> tls_;
   std::string start_;  // of what the peer has sent
   bool asked_for_certificate_ = false;
 };
