@@ -1,4 +1,4 @@
-// "hardwareSku", "ilo", "perfsvc", "timeMachine".
+// The scenario keys "hardwareSku", "ilo", "perfsvc" and "timeMachine".
 #include "embedded_host/config_store/sections.h"
 #include "embedded_host/store/settings.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"hardwareSku", "ilo", "perfsvc", "timeMachine"};
 
-/// Sections whose keys are a service's own.
+/// Scenario keys that contain a service's settings under the service's own keys.
 constexpr const char* kServices[] = {"perfsvc", "timeMachine"};
 
 void Load(Connection& db, const Node& root) {

@@ -1,4 +1,4 @@
-// Settings of the performance service and of the time machine.
+// Settings of the performance service and the time machine.
 #include "embedded_host/operation/operation.h"
 #include "platform/config_store.h"
 

@@ -1,4 +1,4 @@
-// Addresses and storage network interfaces of the embedded host.
+// The storage network interfaces, and the conversion of address texts.
 #include "embedded_host/operation/host_system.h"
 #include "embedded_host/operation/operation.h"
 #include "embedded_host/text/addresses.h"
@@ -8,7 +8,7 @@ namespace quelt {
 
 namespace {
 
-/// An interface as it was when it was read.
+/// A copy of an interface's row.
 struct StoredInterface final : QueltZelNicConfig2 {
   std::string name, uuid, trafficType;
   QueltIpAddress agentGroup, agentV6Group, masterGroup, masterV6Group;
@@ -27,17 +27,17 @@ struct StoredInterface final : QueltZelNicConfig2 {
   std::string GetTrafficType() const override { return trafficType; }
 };
 
-QueltIpAddress Address(const Rows& rows, int column) {
+QueltIpAddress ReadAddress(const Rows& rows, int column) {
   const std::string text = rows.Text(column);
   QueltIpAddress address;
   if (!ParseAddress(text, address)) {
     throw HostCtl::Lib::Quelt::QueltCtlException("Interface \"" + rows.Text(0) + "\": \"" + text +
-                                                 "\" is no address");
+                                                 "\" is not an address");
   }
   return address;
 }
 
-std::int32_t Number(const Rows& rows, int column) {
+std::int32_t ReadNumber(const Rows& rows, int column) {
   return static_cast<std::int32_t>(rows.Integer(column));
 }
 
@@ -54,14 +54,14 @@ std::vector<std::unique_ptr<QueltZelNicConfig2>> EmbeddedHostSystem::GetZelNicCo
       interface->name = rows.Text(0);
       interface->uuid = rows.Text(1);
       interface->trafficType = rows.Text(2);
-      interface->agentGroup = Address(rows, 3);
-      interface->agentV6Group = Address(rows, 4);
-      interface->masterGroup = Address(rows, 5);
-      interface->masterV6Group = Address(rows, 6);
-      interface->agentPort = Number(rows, 7);
-      interface->masterPort = Number(rows, 8);
-      interface->unicastPort = Number(rows, 9);
-      interface->ttl = Number(rows, 10);
+      interface->agentGroup = ReadAddress(rows, 3);
+      interface->agentV6Group = ReadAddress(rows, 4);
+      interface->masterGroup = ReadAddress(rows, 5);
+      interface->masterV6Group = ReadAddress(rows, 6);
+      interface->agentPort = ReadNumber(rows, 7);
+      interface->masterPort = ReadNumber(rows, 8);
+      interface->unicastPort = ReadNumber(rows, 9);
+      interface->ttl = ReadNumber(rows, 10);
       interfaces.push_back(std::move(interface));
     }
     return interfaces;

@@ -1,4 +1,4 @@
-// "interfaces".
+// The scenario key "interfaces".
 #include <limits>
 
 #include "embedded_host/network/sections.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"interfaces"};
 
-/// A 32-bit member that may be missing.
+/// An optional 32-bit member.
 std::int64_t NumberOr(const Node& node, const char* key, std::int32_t missing) {
   using Limits = std::numeric_limits<std::int32_t>;
   return node.IntegerOr(key, missing, Limits::min(), Limits::max());

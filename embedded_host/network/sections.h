@@ -1,4 +1,4 @@
-// This subject's part of a scenario: the keys are listed in the file of each section.
+// This subject's sections of a scenario. Each section's source file lists its keys.
 #pragma once
 
 #include "embedded_host/document/section.h"
