@@ -1,4 +1,4 @@
-// "t1Disks", "diskGroups", "maxDiskVersion".
+// The scenario keys "t1Disks", "diskGroups" and "maxDiskVersion".
 #include "embedded_host/objects/sections.h"
 #include "embedded_host/store/settings.h"
 
@@ -9,7 +9,7 @@ using nlohmann::json;
 namespace {
 
 constexpr std::string_view kKeys[] = {"t1Disks", "diskGroups", "maxDiskVersion"};
-constexpr std::int64_t kMostVersion = 255;
+constexpr std::int64_t kMaxVersion = 255;
 
 void LoadDisks(Connection& db, const Node& disks) {
   for (const auto& [disk, facts] : disks.Members()) {
@@ -29,7 +29,7 @@ void LoadGroup(Connection& db, const Node& group) {
     name.Fail("a name that no other disk group has");
   }
   db.Execute("INSERT INTO disk_group (name, format_version) VALUES (?, ?)", name.Text(),
-             group.At("formatVersion").Integer(1, kMostVersion));
+             group.At("formatVersion").Integer(1, kMaxVersion));
   const auto disks = group.Find("t1Disks");
   if (!disks) {
     return;
@@ -44,7 +44,7 @@ void LoadGroup(Connection& db, const Node& group) {
 
 void Load(Connection& db, const Node& root) {
   if (const auto version = root.Find("maxDiskVersion")) {
-    PutSetting(db, "maxDiskVersion", std::to_string(version->Integer(0, kMostVersion)));
+    PutSetting(db, "maxDiskVersion", std::to_string(version->Integer(0, kMaxVersion)));
   }
   if (const auto disks = root.Find("t1Disks")) {
     LoadDisks(db, *disks);

@@ -1,4 +1,4 @@
-// A storage object as the embedded host keeps it.
+// A storage object and its table.
 #pragma once
 
 #include <array>
@@ -12,12 +12,12 @@
 
 namespace quelt {
 
-/// How an object's space is allocated, by the value in CreateObject. 0 stands for no valid way.
+/// Names of the allocation types, by their value in CreateObject. 0 is not a valid type.
 inline constexpr std::array<std::string_view, 5> kAllocTypes = {
     "INVALID", "THICK", "EAGER_ZEROED_THICK", "ZEROED_THICK", "THIN"};
 inline constexpr std::int64_t kThin = 4;
 
-/// Classes of objects, by their value in the extended attributes.
+/// Names of the object classes, by their value in the extended attributes.
 inline constexpr std::array<std::string_view, 10> kObjectClasses = {
     "VDISK",       "SNAPSHOT", "VMNAMESPACE",        "VMSWAP", "VMEM", "SIDECAR",
     "TOVIPERSIST", "COREDUMP", "DPCONSISTENCYGROUP", "HULFS"};
@@ -26,8 +26,8 @@ inline constexpr std::int64_t kConsistencyGroup = 8;
 
 struct Object {
   UuidBytes uuid{};
-  UuidBytes cid{};                          ///< zeros: none
-  std::optional<std::string> friendlyName;  ///< no two objects have the same
+  UuidBytes cid{};                          ///< all zero: none
+  std::optional<std::string> friendlyName;  ///< unique
   std::string path;
   std::string haMetaData;
   std::string policy;
@@ -35,19 +35,19 @@ struct Object {
   std::int64_t size = 0;           ///< bytes
   std::int64_t capabilities = -1;  ///< -1: unspecified
   std::int64_t objClass = kVdisk;
-  std::optional<UuidBytes> group;  ///< an object of class DPCONSISTENCYGROUP
-  bool hasExtAttrs = true;         ///< false: made without extended attributes
+  std::optional<UuidBytes> group;  ///< UUID of an object of class DPCONSISTENCYGROUP
+  bool hasExtAttrs = true;         ///< false: created without extended attributes
   bool accessible = true;
 };
 
-/// The path of an object that was not given one.
+/// The path of an object that was created without one.
 std::string DefaultPath(const UuidBytes& uuid);
 
-/// The class of the object with this identifier, or nothing when there is no such object.
+/// The class of the object with this UUID; nothing when there is no such object.
 std::optional<std::int64_t> FindClass(Connection& db, const UuidBytes& uuid);
 bool IsNameTaken(Connection& db, const std::string& friendlyName);
 
-/// Adds the object; its name, its group and the room for it have been looked at.
+/// Inserts an object. The caller has checked its name, its group and the free space.
 void InsertObject(Connection& db, const Object& object);
 
 }  // namespace quelt

@@ -1,12 +1,16 @@
-// Creating and deleting objects. The only answer is a status: what the store itself refuses is an
-// I/O error here.
+// Creating and deleting objects. Both return a status.
 //
-// A creation is refused for a way of allocation or a class that does not exist, a group that is no
-// consistency group or stands inside another (bad parameter), an unknown group (not found), a
-// friendly name in use (already exists) and for want of room (limit exceeded). A deletion is
-// refused for an unknown object or one with another cid than the one given (not found) and, unless
-// forced, for an object that cannot be reached and for a group that still has members. The members
-// of a group that goes stay, without a group.
+// ObjUtil_Create:
+//   kBadParameter   unknown allocation type or class; a group that is not a consistency group; a
+//                   consistency group inside a group
+//   kNotFound       unknown group
+//   kAlreadyExists  the friendly name is in use
+//   kLimitExceeded  not enough space
+// ObjUtil_Delete:
+//   kNotFound             unknown object, or an object with another cid than the given one
+//   kNoHealthyComponent   the object is not accessible (unless forced)
+//   kBusy                 a group that has members (unless forced; the members leave the group)
+// Both: kIoError when the store fails.
 #include <algorithm>
 #include <exception>
 #include <random>
@@ -21,8 +25,8 @@ namespace quelt {
 
 namespace {
 
-/// A transaction inside Operation::Run, not Operation::Write: what the store throws becomes a
-/// status here, while what a fault throws passes.
+/// Runs `body` in a transaction; an exception of the store becomes kIoError. Called inside
+/// Operation::Run: an exception that a fault injects is thrown before, and reaches the caller.
 template <typename Body>
 std::int32_t WriteForStatus(Body&& body) {
   try {
@@ -32,16 +36,17 @@ std::int32_t WriteForStatus(Body&& body) {
   }
 }
 
-UuidBytes BytesAt(const std::uint8_t* bytes) {
+UuidBytes CopyUuid(const std::uint8_t* bytes) {
   UuidBytes uuid{};
   std::copy(bytes, bytes + uuid.size(), uuid.begin());
   return uuid;
 }
 
+/// All zero means "none".
 bool IsGiven(const UuidBytes& uuid) { return uuid != UuidBytes{}; }
 
-/// What a text stands for when the caller may leave it out.
-std::string OrEmpty(const char* text) { return text == nullptr ? std::string() : text; }
+/// Null means "none".
+std::string TextOrEmpty(const char* text) { return text == nullptr ? std::string() : text; }
 
 /// A random UUID (RFC 4122, version 4).
 UuidBytes NewUuid() {
@@ -54,7 +59,7 @@ UuidBytes NewUuid() {
   return uuid;
 }
 
-KernelStatus CheckGroup(Connection& db, const Object& object) {
+KernelStatus CheckGroupOf(Connection& db, const Object& object) {
   if (!object.group) {
     return kOk;
   }
@@ -66,20 +71,20 @@ KernelStatus CheckGroup(Connection& db, const Object& object) {
   return fits ? kOk : kBadParameter;
 }
 
-/// Adds `object`, which has no size and no UUID yet, under a new UUID.
+/// Inserts `object` after setting its size, a new UUID and the path that belongs to it.
 KernelStatus Create(Connection& db, Object& object, std::uint64_t size) {
   const auto last = [](const auto& names) { return static_cast<std::int64_t>(names.size()) - 1; };
   if (object.allocType < 1 || object.allocType > last(kAllocTypes) || object.objClass < 0 ||
       object.objClass > last(kObjectClasses)) {
     return kBadParameter;
   }
-  if (const KernelStatus status = CheckGroup(db, object); status != kOk) {
+  if (const KernelStatus status = CheckGroupOf(db, object); status != kOk) {
     return status;
   }
   if (object.friendlyName && IsNameTaken(db, *object.friendlyName)) {
     return kAlreadyExists;
   }
-  if (!HasRoomFor(db, object.allocType, size)) {
+  if (!HasSpaceFor(db, object.allocType, size)) {
     return kLimitExceeded;
   }
   object.size = static_cast<std::int64_t>(size);
@@ -100,8 +105,8 @@ KernelStatus Delete(Connection& db, const UuidBytes& cid, const UuidBytes& uuid,
     if (!rows.Next()) {
       return kNotFound;
     }
-    const Bytes its = rows.Blob(0);
-    if (IsGiven(cid) && !std::equal(cid.begin(), cid.end(), its.begin(), its.end())) {
+    const Bytes storedCid = rows.Blob(0);
+    if (IsGiven(cid) && !std::equal(cid.begin(), cid.end(), storedCid.begin(), storedCid.end())) {
       return kNotFound;
     }
     accessible = rows.Boolean(1);
@@ -126,22 +131,22 @@ std::int32_t ObjUtil_Create(const std::uint8_t* cid, const char* ufn, const char
                             std::uint8_t* uuid) {
   using namespace quelt;
   Object object;
-  object.cid = BytesAt(cid);
-  object.haMetaData = OrEmpty(haMetaData);
-  object.policy = OrEmpty(policy);
+  object.cid = CopyUuid(cid);
+  object.haMetaData = TextOrEmpty(haMetaData);
+  object.policy = TextOrEmpty(policy);
   object.allocType = allocType;
   object.capabilities = capabilities;
   object.objClass = objClass;
   object.hasExtAttrs = !ignoreExtAttr;
-  if (const std::string name = OrEmpty(ufn); !name.empty()) {
+  if (const std::string name = TextOrEmpty(ufn); !name.empty()) {
     object.friendlyName = name;
   }
-  if (const UuidBytes group = BytesAt(groupUuid); IsGiven(group)) {
+  if (const UuidBytes group = CopyUuid(groupUuid); IsGiven(group)) {
     object.group = group;
   }
   const std::int32_t status =
       Operation("ObjUtil_Create", {{"cid", UuidText(cid)},
-                                   {"ufn", OrEmpty(ufn)},
+                                   {"ufn", TextOrEmpty(ufn)},
                                    {"haMetaData", object.haMetaData},
                                    {"policy", object.policy},
                                    {"allocType", std::int64_t{allocType}},
@@ -169,7 +174,7 @@ std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, b
       .Run(
           [&]() -> std::int32_t {
             return WriteForStatus(
-                [&](Connection& db) { return Delete(db, BytesAt(cid), BytesAt(uuid), force); });
+                [&](Connection& db) { return Delete(db, CopyUuid(cid), CopyUuid(uuid), force); });
           },
           FailureAnswer<std::int32_t>(kFailure));
 }

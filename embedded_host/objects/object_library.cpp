@@ -1,7 +1,7 @@
-// The object library: what is known of an object, found by its path or its identifier.
+// The object library: an object's extended attributes, and whether it is accessible.
 //
-// A path is the prefix and a text that reads as an object's identifier, in either case and whatever
-// follows it. The library answers between an ObjLib_Init and its ObjLib_Exit.
+// An object's path is the prefix followed by its UUID, in upper or lower case; text after the UUID
+// is ignored. ObjLib functions work between ObjLib_Init and ObjLib_Exit.
 #include "platform/object_library.h"
 
 #include <atomic>
@@ -14,7 +14,7 @@
 #include "embedded_host/operation/operation.h"
 #include "platform/quelt_util.h"
 
-/// An object's descriptor, read together with its parameters.
+/// The texts that DDBGet returns, read together with an object's parameters.
 struct ObjDescriptor {
   std::optional<std::string> friendlyName;
   std::string path;
@@ -24,24 +24,25 @@ namespace quelt {
 
 namespace {
 
-/// Selects the prefix of object paths among all prefixes of a cluster's resources.
+/// The selector of ObjLib_GetURIPrefix for the prefix of object paths.
 constexpr int kObjectPaths = 3;
 constexpr std::string_view kObjectPathPrefix = "quelt://object/";
 
-/// Sessions that are open, of all threads: one that ends leaves those of the others open.
+/// Number of open sessions in all threads.
 std::atomic<int> openSessions = 0;
 
 void EndSession() {
+  // ObjLib_Exit without ObjLib_Init has no effect.
   int open = openSessions.load();
   while (open > 0 && !openSessions.compare_exchange_weak(open, open - 1)) {
   }
 }
 
 struct ExtParams : ObjLibExtParams {
-  ObjDescriptor itsDescriptor;
+  ObjDescriptor ownedDescriptor;
 };
 
-/// The parameters of the object at `path`, or null when there are none.
+/// The parameters of the object at `path`; null when the object has none or does not exist.
 std::unique_ptr<ExtParams> ReadExtParams(Connection& db, std::string_view path) {
   if (!path.starts_with(kObjectPathPrefix)) {
     return nullptr;
@@ -58,15 +59,15 @@ std::unique_ptr<ExtParams> ReadExtParams(Connection& db, std::string_view path) 
   }
   auto params = std::make_unique<ExtParams>();
   params->objClass = static_cast<std::int32_t>(rows.Integer(0));
-  params->descriptor = &params->itsDescriptor;
-  params->itsDescriptor.path = rows.Text(1);
+  params->descriptor = &params->ownedDescriptor;
+  params->ownedDescriptor.path = rows.Text(1);
   if (!rows.IsNull(2)) {
-    params->itsDescriptor.friendlyName = rows.Text(2);
+    params->ownedDescriptor.friendlyName = rows.Text(2);
   }
   return params;
 }
 
-/// The value of a descriptor key, or null.
+/// The descriptor's value for `key`; null when there is none.
 const char* FindValue(const ObjDescriptor& descriptor, std::string_view key) {
   if (key == "quelt.FriendlyName" && descriptor.friendlyName) {
     return descriptor.friendlyName->c_str();

@@ -1,4 +1,4 @@
-// "capacity", "objects".
+// The scenario keys "capacity" and "objects".
 #include <algorithm>
 
 #include "embedded_host/objects/object.h"
@@ -14,17 +14,17 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"capacity", "objects"};
 
-/// 2^60: sums of such figures stay far from the end of 64 bits.
-constexpr std::int64_t kMostBytes = std::int64_t{1} << 60;
+/// 2^60, so that sums of such figures do not overflow 64 bits.
+constexpr std::int64_t kMaxBytes = std::int64_t{1} << 60;
 
 void LoadCapacity(Connection& db, const std::optional<Node>& capacity) {
   Space space;
   if (capacity) {
     capacity->AllowOnly({"physical", "dedupMetadata", "transient", "physicalTransient"});
-    space.physicalCapacity = capacity->At("physical").Integer(0, kMostBytes);
+    space.physicalCapacity = capacity->At("physical").Integer(0, kMaxBytes);
     space.dedupMetadata = capacity->IntegerOr("dedupMetadata", 0, 0, space.physicalCapacity);
-    space.transient = capacity->IntegerOr("transient", 0, 0, kMostBytes);
-    space.physicalTransient = capacity->IntegerOr("physicalTransient", 0, 0, kMostBytes);
+    space.transient = capacity->IntegerOr("transient", 0, 0, kMaxBytes);
+    space.physicalTransient = capacity->IntegerOr("physicalTransient", 0, 0, kMaxBytes);
   }
   db.Execute(
       "INSERT INTO space (physical_capacity, dedup_metadata, transient, physical_transient) VALUES "
@@ -32,10 +32,10 @@ void LoadCapacity(Connection& db, const std::optional<Node>& capacity) {
       space.physicalCapacity, space.dedupMetadata, space.transient, space.physicalTransient);
 }
 
-/// The number that stands for the name at `key`.
+/// The index in `names` of the name at `key`.
 template <std::size_t Size>
-std::int64_t NumberOf(const Node& object, const char* key,
-                      const std::array<std::string_view, Size>& names, std::int64_t missing) {
+std::int64_t ReadIndex(const Node& object, const char* key,
+                       const std::array<std::string_view, Size>& names, std::int64_t missing) {
   const std::optional<Node> name = object.Find(key);
   if (!name) {
     return missing;
@@ -43,15 +43,15 @@ std::int64_t NumberOf(const Node& object, const char* key,
   const auto found = std::find(names.begin(), names.end(), name->Text());
   if (found == names.end()) {
     std::string known;
-    for (const std::string_view each : names) {
-      known += (known.empty() ? "" : ", ") + std::string(each);
+    for (const std::string_view other : names) {
+      known += (known.empty() ? "" : ", ") + std::string(other);
     }
     name->Fail("one of " + known);
   }
   return found - names.begin();
 }
 
-UuidBytes Uuid(const Node& node) {
+UuidBytes ReadUuidText(const Node& node) {
   const std::optional<UuidBytes> uuid = ReadUuid(node.Text());
   if (!uuid) {
     node.Fail("a UUID: 8-4-4-4-12 hexadecimal digits");
@@ -59,7 +59,7 @@ UuidBytes Uuid(const Node& node) {
   return *uuid;
 }
 
-UuidBytes Cid(const Node& node) {
+UuidBytes ReadCid(const Node& node) {
   const std::vector<std::uint8_t> bytes = node.Hex(UuidBytes().size());
   UuidBytes cid{};
   std::copy(bytes.begin(), bytes.end(), cid.begin());
@@ -70,9 +70,9 @@ Object ReadObject(const Node& node) {
   node.AllowOnly({"uuid", "cid", "friendlyName", "path", "haMetaData", "policy", "allocType",
                   "size", "capabilities", "class", "group", "extAttrs", "accessible"});
   Object object;
-  object.uuid = Uuid(node.At("uuid"));
+  object.uuid = ReadUuidText(node.At("uuid"));
   if (const auto cid = node.Find("cid")) {
-    object.cid = Cid(*cid);
+    object.cid = ReadCid(*cid);
   }
   if (const auto name = node.Find("friendlyName")) {
     object.friendlyName = name->Text();
@@ -80,14 +80,14 @@ Object ReadObject(const Node& node) {
   object.path = node.TextOr("path", DefaultPath(object.uuid));
   object.haMetaData = node.TextOr("haMetaData", "");
   object.policy = node.TextOr("policy", "");
-  object.allocType = NumberOf(node, "allocType", kAllocTypes, object.allocType);
-  object.size = node.IntegerOr("size", 0, 0, kMostBytes);
+  object.allocType = ReadIndex(node, "allocType", kAllocTypes, object.allocType);
+  object.size = node.IntegerOr("size", 0, 0, kMaxBytes);
   object.capabilities =
       node.IntegerOr("capabilities", object.capabilities, std::numeric_limits<std::int32_t>::min(),
                      std::numeric_limits<std::int32_t>::max());
-  object.objClass = NumberOf(node, "class", kObjectClasses, object.objClass);
+  object.objClass = ReadIndex(node, "class", kObjectClasses, object.objClass);
   if (const auto group = node.Find("group")) {
-    object.group = Uuid(*group);
+    object.group = ReadUuidText(*group);
   }
   object.hasExtAttrs = node.BooleanOr("extAttrs", true);
   object.accessible = node.BooleanOr("accessible", true);
@@ -96,7 +96,7 @@ Object ReadObject(const Node& node) {
 
 void LoadObject(Connection& db, const Node& node, const Object& object) {
   if (object.allocType == 0) {
-    node.At("allocType").Fail("a way of allocation other than INVALID");
+    node.At("allocType").Fail("an allocation type other than INVALID");
   }
   if (FindClass(db, object.uuid)) {
     node.At("uuid").Fail("a UUID that no other object has");
@@ -108,12 +108,12 @@ void LoadObject(Connection& db, const Node& node, const Object& object) {
   if (object.group &&
       (object.objClass == kConsistencyGroup || FindClass(db, *object.group) != kConsistencyGroup)) {
     node.At("group").Fail(
-        "the UUID of an object of class DPCONSISTENCYGROUP, which stands in none");
+        "the UUID of an object of class DPCONSISTENCYGROUP; such an object has no group itself");
   }
   InsertObject(db, object);
 }
 
-// Groups come first: their members may stand before them.
+// Consistency groups are inserted first: the document may list their members before them.
 void LoadObjects(Connection& db, const Node& objects) {
   std::vector<std::pair<Node, Object>> members;
   for (const Node& node : objects.Items()) {

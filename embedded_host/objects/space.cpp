@@ -3,22 +3,20 @@
 #include <algorithm>
 
 #include "embedded_host/objects/object.h"
-#include "embedded_host/operation/operation.h"
-#include "platform/quelt_util.h"
 
 namespace quelt {
 
 namespace {
 
-constexpr std::int64_t kBlock = 4096;
-constexpr std::int64_t kAttributesOfBlock = 8;
-constexpr std::int64_t kOverheadOfObject = std::int64_t{64} * 1024;
-constexpr std::int64_t kThinAtFirst = std::int64_t{1024} * 1024;
+constexpr std::int64_t kBlockSize = 4096;
+constexpr std::int64_t kAttributesPerBlock = 8;
+constexpr std::int64_t kOverheadPerObject = std::int64_t{64} * 1024;
+constexpr std::int64_t kThinAllocation = std::int64_t{1024} * 1024;
 
 }  // namespace
 
-std::int64_t Space::FsOverhead() const { return objects * kOverheadOfObject; }
-std::int64_t Space::BlockAttributes() const { return allocated / kBlock * kAttributesOfBlock; }
+std::int64_t Space::FsOverhead() const { return objects * kOverheadPerObject; }
+std::int64_t Space::BlockAttributes() const { return allocated / kBlockSize * kAttributesPerBlock; }
 
 std::int64_t Space::LogicalUsed() const {
   return allocated + FsOverhead() + BlockAttributes() + transient;
@@ -33,8 +31,8 @@ bool Space::Fits() const {
 }
 
 std::int64_t AllocatedBytes(std::int64_t allocType, std::int64_t size) {
-  const std::int64_t bytes = allocType == kThin ? std::min(size, kThinAtFirst) : size;
-  return (bytes + kBlock - 1) / kBlock * kBlock;
+  const std::int64_t bytes = allocType == kThin ? std::min(size, kThinAllocation) : size;
+  return (bytes + kBlockSize - 1) / kBlockSize * kBlockSize;
 }
 
 Space ReadSpace(Connection& db) {
@@ -49,7 +47,7 @@ Space ReadSpace(Connection& db) {
   return space;
 }
 
-bool HasRoomFor(Connection& db, std::int64_t allocType, std::uint64_t size) {
+bool HasSpaceFor(Connection& db, std::int64_t allocType, std::uint64_t size) {
   Space space = ReadSpace(db);
   if (size > static_cast<std::uint64_t>(space.LogicalCapacity())) {
     return false;
@@ -60,34 +58,3 @@ bool HasRoomFor(Connection& db, std::int64_t allocType, std::uint64_t size) {
 }
 
 }  // namespace quelt
-
-namespace ZelCtl::Quelt {
-
-void QueltUtil::GetCapacityAndFSOverheadFromNorim(
-    QUELTUUID host, unsigned long* physicalCapacity, unsigned long* physicalUsed,
-    unsigned long* logicalCapacity, unsigned long* logicalUsed, unsigned long* dedupMetadataSize,
-    unsigned long* logicalFSOverhead, unsigned long* blkAttrOverhead, unsigned long* transientSpace,
-    unsigned long* physicalTransientSpace) {
-  const std::string hostText = quelt::UuidText(host.bytes);
-  const quelt::Space space =
-      quelt::Operation("GetCapacityAndFSOverheadFromNorim", {{"host", hostText}})
-          .Read([&](quelt::Connection& db) {
-            if (hostText != quelt::UuidText(quelt::UuidBytes{})) {
-              throw HostCtl::Lib::Quelt::QueltCtlException("Host " + hostText +
-                                                           " is not this host");
-            }
-            return quelt::ReadSpace(db);
-          });
-  const auto figure = [](std::int64_t bytes) { return static_cast<unsigned long>(bytes); };
-  *physicalCapacity = figure(space.physicalCapacity);
-  *physicalUsed = figure(space.PhysicalUsed());
-  *logicalCapacity = figure(space.LogicalCapacity());
-  *logicalUsed = figure(space.LogicalUsed());
-  *dedupMetadataSize = figure(space.dedupMetadata);
-  *logicalFSOverhead = figure(space.FsOverhead());
-  *blkAttrOverhead = figure(space.BlockAttributes());
-  *transientSpace = figure(space.transient);
-  *physicalTransientSpace = figure(space.physicalTransient);
-}
-
-}  // namespace ZelCtl::Quelt

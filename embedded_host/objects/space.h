@@ -1,9 +1,8 @@
-// The host's space, in bytes, and what the objects take of it.
+// The host's storage space, in bytes, and how much of it the objects use.
 //
-// An object takes its allocated bytes: all of its size when it is thick, at most 1 MiB when it is
-// thin, in blocks of 4 KiB. Beside them it takes 64 KiB for its descriptor (file-system overhead)
-// and 8 bytes of attributes for each allocated block. Objects come and go, the rest is the
-// scenario's:
+// An object allocates its whole size when it is thick and at most 1 MiB when it is thin, rounded up
+// to blocks of 4 KiB. In addition it uses 64 KiB for its descriptor (file-system overhead) and 8
+// bytes of attributes per allocated block. The scenario sets the other figures:
 //
 //   logicalUsed  = allocated + overheads + transient space
 //   physicalUsed = allocated + overheads + deduplication metadata + physical transient space
@@ -21,24 +20,24 @@ struct Space {
   std::int64_t dedupMetadata = 0;
   std::int64_t transient = 0;
   std::int64_t physicalTransient = 0;
-  std::int64_t objects = 0;    ///< how many there are
-  std::int64_t allocated = 0;  ///< by all of them
+  std::int64_t objects = 0;    ///< their number
+  std::int64_t allocated = 0;  ///< by all objects
 
   std::int64_t FsOverhead() const;
   std::int64_t BlockAttributes() const;
   std::int64_t LogicalCapacity() const { return physicalCapacity - dedupMetadata; }
   std::int64_t LogicalUsed() const;
   std::int64_t PhysicalUsed() const;
-  /// True when what is used exceeds neither capacity.
+  /// True when the used space exceeds neither capacity.
   bool Fits() const;
 };
 
-/// What an object of this size takes of the space at first, without its overheads.
+/// The bytes that a new object of this size allocates, without overheads.
 std::int64_t AllocatedBytes(std::int64_t allocType, std::int64_t size);
 
 Space ReadSpace(Connection& db);
 
-/// True when there is room for one more object, and for all of its size if it were alone.
-bool HasRoomFor(Connection& db, std::int64_t allocType, std::uint64_t size);
+/// True when one more object fits, and its whole size does not exceed the logical capacity.
+bool HasSpaceFor(Connection& db, std::int64_t allocType, std::uint64_t size);
 
 }  // namespace quelt

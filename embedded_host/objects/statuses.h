@@ -1,4 +1,4 @@
-// The kernel statuses that the object layer of the embedded host answers with.
+// The kernel statuses that the object operations of the embedded host return.
 #pragma once
 
 #include <cstdint>

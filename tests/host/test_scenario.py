@@ -40,7 +40,7 @@ CLIENTS = EVERYTHING["kms"]["clientCertificates"]
 CLIENT = "a certificate and its key in PEM form ({})"
 ADDRESS, DIGITS = "an IPv4 or IPv6 address", "an even number of hexadecimal digits, 0 to {}"
 BESIDE = 'no DEK beside "wrapped" or "aws", and none for a disk that is not encrypted'
-IN_A_GROUP = "the UUID of an object of class DPCONSISTENCYGROUP, which stands in none"
+IN_A_GROUP = "the UUID of an object of class DPCONSISTENCYGROUP; such an object has no group itself"
 FIELD = "a text of at most {} bytes, none of them zero"
 ONCE = "a name and a UUID that no other disk has"
 
@@ -105,7 +105,7 @@ REFUSED = [
     ("/objects/0/friendlyName", "a name that no other object has, not empty",  # groups come first
      {"objects": [dict(OBJECT, friendlyName="n"), dict(GROUP, friendlyName="n")],
       "capacity": ROOM}),
-    ("/objects/0/allocType", "a way of allocation other than INVALID",
+    ("/objects/0/allocType", "an allocation type other than INVALID",
      {"objects": [dict(OBJECT, allocType="INVALID")], "capacity": ROOM}),
     ("/objects/0/group", IN_A_GROUP,
      {"objects": [dict(OBJECT, group=UUID + "2")], "capacity": ROOM}),

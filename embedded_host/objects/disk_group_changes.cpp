@@ -1,4 +1,4 @@
-// Disk groups with their format versions, and the facts of first-tier disks.
+// Changing the format versions of disk groups.
 #include <algorithm>
 
 #include "embedded_host/operation/host_system.h"
@@ -14,26 +14,21 @@ namespace {
 /// The highest format version that this host can write.
 constexpr int kHighestFormatVersion = 13;
 
-/// The cluster's cap; 0 when the cluster reports none.
-std::uint8_t ReportedMaxVersion(Connection& db) {
-  return FindNumber(db, "maxDiskVersion").value_or(0);
+/// The highest version that the host and the cluster support. The cluster reports 0 for "no limit".
+int HighestCommonVersion(Connection& db) {
+  const int reported = FindNumber(db, "maxDiskVersion").value_or(0);
+  return reported == 0 ? kHighestFormatVersion : std::min(reported, kHighestFormatVersion);
 }
 
 }  // namespace
 
-std::uint8_t EmbeddedHostSystem::GetOqtaMaxDiskVersion() {
-  return Operation("GetOqtaMaxDiskVersion").Read(ReportedMaxVersion);
-}
-
-// A group that is as high already, or higher, stays as it is.
+// A group with this version or a higher one does not change.
 void EmbeddedHostSystem::UpgradeDiskGroupFormatVersion(const std::string& diskGroup) {
   Operation("UpgradeDiskGroupFormatVersion", {{"diskGroup", diskGroup}}).Write([&](Connection& db) {
     if (!db.Query("SELECT 1 FROM disk_group WHERE name = ?", diskGroup).Next()) {
       throw QueltCtlException("Disk group \"" + diskGroup + "\" does not exist");
     }
-    const int reported = ReportedMaxVersion(db);
-    const int version =
-        reported == 0 ? kHighestFormatVersion : std::min(reported, kHighestFormatVersion);
+    const int version = HighestCommonVersion(db);
     const int upgraded = db.Execute(
         "UPDATE disk_group SET format_version = ?1 WHERE name = ?2 AND format_version "
         "< ?1",
@@ -43,20 +38,6 @@ void EmbeddedHostSystem::UpgradeDiskGroupFormatVersion(const std::string& diskGr
           "UPDATE t1_disk_fact SET value = ? WHERE fact = 'formatVersion' AND disk IN (SELECT name "
           "FROM t1_disk WHERE disk_group = ?)",
           version, diskGroup);
-    }
-  });
-}
-
-void EmbeddedHostSystem::GetT1DiskInfoMap(
-    std::unordered_map<std::string, std::unordered_map<std::string, int>>& facts) {
-  Operation("GetT1DiskInfoMap").Read([&](Connection& db) {
-    Rows rows =
-        db.Query("SELECT name, fact, value FROM t1_disk LEFT JOIN t1_disk_fact ON disk = name");
-    while (rows.Next()) {
-      auto& its = facts[rows.Text(0)];
-      if (!rows.IsNull(1)) {
-        its.insert_or_assign(rows.Text(1), static_cast<int>(rows.Integer(2)));
-      }
     }
   });
 }
