@@ -1,5 +1,5 @@
-// Blocks of a disk: AES-256-XTS (IEEE 1619) under the disk's DEK. One block is one data unit; its
-// position is the data unit's number, a little-endian 128-bit integer.
+// Decryption of a disk's blocks: AES-256-XTS (IEEE 1619) with the disk's DEK. A block is one data
+// unit; its position is the data unit number, encoded as a little-endian 128-bit integer.
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -17,9 +17,9 @@ using Tweak = std::array<unsigned char, 16>;
 
 constinit Cipher cipher("AES-256-XTS");
 
-/// Contexts to use again: making one and giving it the cipher costs more than decrypting a block.
-/// Nothing waits here, but for the cipher's first use, while forks wait too: whenever the process
-/// forks, the child can use it.
+/// Reuses cipher contexts: creating and initializing one costs more than decrypting a block.
+/// Lock-free, so that the pool stays usable in the child of a fork at any moment; only the first
+/// fetch of the cipher blocks, and forks wait for it.
 class ContextPool {
  public:
   CipherContext Take() {
@@ -34,12 +34,12 @@ class ContextPool {
     return NewContext();
   }
 
-  void GiveBack(CipherContext context) {
+  void Return(CipherContext context) {
     for (std::atomic<EVP_CIPHER_CTX*>& slot : slots_) {
       EVP_CIPHER_CTX* expected = nullptr;
       if (slot.compare_exchange_strong(expected, context.get(), std::memory_order_release,
                                        std::memory_order_relaxed)) {
-        static_cast<void>(context.release());  // the slot owns it now
+        static_cast<void>(context.release());  // the slot owns it
         return;
       }
     }
@@ -47,10 +47,10 @@ class ContextPool {
 
  private:
   static CipherContext NewContext() {
-    const EVP_CIPHER* const its = cipher.Get();
+    const EVP_CIPHER* const fetched = cipher.Get();
     CipherContext context = NewCipherContext();
-    if (EVP_DecryptInit_ex2(context.get(), its, nullptr, nullptr, nullptr) != 1) {
-      ThrowOpensslFailure("AES-256-XTS cannot be started");
+    if (EVP_DecryptInit_ex2(context.get(), fetched, nullptr, nullptr, nullptr) != 1) {
+      ThrowOpensslFailure("AES-256-XTS cannot be initialized");
     }
     return context;
   }
@@ -60,7 +60,7 @@ class ContextPool {
 
 constinit ContextPool contexts;
 
-Tweak TweakOf(unsigned long position) {
+Tweak MakeTweak(unsigned long position) {
   Tweak tweak{};
   for (std::size_t i = 0; i < sizeof position; ++i) {
     tweak[i] = static_cast<unsigned char>(position >> (8 * i));
@@ -79,14 +79,14 @@ bool Decrypt(EVP_CIPHER_CTX* context, const unsigned char* dek, const Tweak& twe
 void DecryptBlock(const unsigned char* dek, unsigned long position, const unsigned char* block,
                   unsigned char* output) {
   CipherContext context = contexts.Take();
-  const bool decrypted = Decrypt(context.get(), dek, TweakOf(position), block, output);
-  // A zero key takes the place of the DEK and all that was derived from it. A context that refuses
-  // it is freed, which wipes it too.
+  const bool decrypted = Decrypt(context.get(), dek, MakeTweak(position), block, output);
+  // A zero key overwrites the DEK and the key schedule derived from it. If that fails, the context
+  // is freed, which wipes it too.
   if (!decrypted ||
       EVP_DecryptInit_ex2(context.get(), nullptr, kNoKey.data(), nullptr, nullptr) != 1) {
     ThrowOpensslFailure("The block cannot be decrypted");
   }
-  contexts.GiveBack(std::move(context));
+  contexts.Return(std::move(context));
 }
 
 }  // namespace

@@ -24,12 +24,12 @@ Bytes BytesOf(const Record& record) {
 }
 
 template <typename Record>
-std::span<std::uint8_t> RoomOf(Record& record) {
+std::span<std::uint8_t> WritableBytes(Record& record) {
   return {reinterpret_cast<std::uint8_t*>(&record), sizeof record};
 }
 
 template <std::size_t Size>
-bool Ends(const char (&field)[Size]) {
+bool IsTerminated(const char (&field)[Size]) {
   return strnlen(field, Size) < Size;
 }
 
@@ -37,9 +37,9 @@ Disk ReadDisk(const Rows& rows) {
   Disk disk;
   disk.name = rows.Text(0);
   rows.Copy(1, disk.uuid.bytes);
-  rows.Copy(2, RoomOf(disk.metadata));
-  rows.Copy(3, RoomOf(disk.aws));
-  if (!Ends(disk.metadata.kekId) || !Ends(disk.metadata.clusterId) ||
+  rows.Copy(2, WritableBytes(disk.metadata));
+  rows.Copy(3, WritableBytes(disk.aws));
+  if (!IsTerminated(disk.metadata.kekId) || !IsTerminated(disk.metadata.clusterId) ||
       disk.aws.wrappedDekLength > ENCR_AWS_DEK_MAX) {
     throw QueltCtlException("The host's state holds a damaged record of disk \"" + disk.name +
                             "\"");
@@ -71,12 +71,12 @@ bool AddDisk(Connection& db, const Disk& disk) {
                     disk.name, BytesOf(disk.uuid), BytesOf(disk.metadata), BytesOf(disk.aws)) == 1;
 }
 
-void StoreRecords(Connection& db, const Disk& disk) {
+void UpdateRecords(Connection& db, const Disk& disk) {
   db.Execute("UPDATE disk SET metadata = ?, aws = ? WHERE name = ?", BytesOf(disk.metadata),
              BytesOf(disk.aws), disk.name);
 }
 
-void UnwrapDekOf(Connection& db, const Disk& disk, Dek& dek) {
+void UnwrapDiskDek(Connection& db, const Disk& disk, Dek& dek) {
   Kek kek;
   try {
     LoadKek(db, disk.KekId(), kek);

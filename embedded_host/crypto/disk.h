@@ -1,4 +1,5 @@
-// The disks of the host with their encryption records. Inside a transaction of the caller.
+// The table of disks with their encryption records. Every function runs inside the caller's
+// transaction.
 #pragma once
 
 #include <string>
@@ -16,22 +17,22 @@ struct Disk {
   ENCR_Metadata_AWS aws{};
 
   bool Has(std::uint8_t flag) const { return (metadata.flags & flag) != 0; }
-  /// The id under which the key cache holds the disk's DEK.
+  /// The id of the disk's DEK in the key cache.
   std::string DekId() const;
   std::string KekId() const;
 };
 
-/// Throws when there is no such disk.
+/// Throws QueltCtlException when there is no such disk.
 Disk FindDisk(Connection& db, const std::string& name);
 std::vector<Disk> AllDisks(Connection& db);
 
-/// False when the name or the UUID is taken.
+/// False when another disk has the name or the UUID.
 bool AddDisk(Connection& db, const Disk& disk);
-/// Stores both records of a disk that is there.
-void StoreRecords(Connection& db, const Disk& disk);
+/// Updates both records of an existing disk.
+void UpdateRecords(Connection& db, const Disk& disk);
 
-/// The DEK of an encrypted disk, unwrapped with the KEK that its record names. Throws with the
-/// disk's name and the reason when it cannot be had.
-void UnwrapDekOf(Connection& db, const Disk& disk, Dek& dek);
+/// Unwraps the DEK of an encrypted disk with the KEK that its record names. Throws
+/// QueltCtlException with the disk's name and the reason on failure.
+void UnwrapDiskDek(Connection& db, const Disk& disk, Dek& dek);
 
 }  // namespace quelt

@@ -14,16 +14,10 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
-/// The cloud KMS that could unwrap it has no server here: the DEK is had as long as it is cached.
+/// Only the cloud KMS can unwrap the DEK, and this host has no connection to one: the DEK is
+/// available while it is cached.
 void LoadCachedDek(Connection& db, const Disk& disk, Dek& dek) {
-  bool fits = false;
-  UseKey(db, disk.DekId(), [&](Bytes key) {
-    fits = key.size() == Dek::size();
-    if (fits) {
-      std::memcpy(dek.data(), key.data(), Dek::size());
-    }
-  });
-  if (!fits) {
+  if (CopyKey(db, disk.DekId(), dek) != Dek::size()) {
     throw QueltCtlException("The DEK of disk \"" + disk.name +
                             "\" is not in the key cache, and the cloud KMS that could unwrap it "
                             "cannot be reached from here");
@@ -42,7 +36,7 @@ void EmbeddedHostSystem::GetUnwrappedDekForDisk(const std::string& disk, unsigne
     if (found.Has(ENCR_FLAG_AWS_KMS)) {
       LoadCachedDek(db, found, unwrapped);
     } else {
-      UnwrapDekOf(db, found, unwrapped);
+      UnwrapDiskDek(db, found, unwrapped);
     }
   });
   std::memcpy(dek, unwrapped.data(), Dek::size());

@@ -1,4 +1,5 @@
-// "disks": the disks with their encryption records. It stands after "keys", which wrap their DEKs.
+// The scenario key "disks": disks with their encryption records. Loaded after "keys", whose KEKs
+// wrap the DEKs.
 #include <algorithm>
 #include <cstring>
 
@@ -17,7 +18,7 @@ namespace {
 
 constexpr std::string_view kKeys[] = {"disks"};
 
-/// A text that fits the field, with its NUL.
+/// A text that fits into a field of the record, including its terminating NUL.
 std::string FieldText(const Node& disk, const char* key, std::size_t fieldSize) {
   std::string text = disk.TextOr(key, "");
   if (text.size() >= fieldSize || text.find('\0') != std::string::npos) {
@@ -32,17 +33,10 @@ void CopyHex(const Node& member, std::uint8_t* to, std::size_t size) {
   std::copy(bytes.begin(), bytes.end(), to);
 }
 
-/// A DEK as it is, wrapped here under the disk's KEK.
-void WrapGivenDek(Connection& db, const Node& node, Disk& disk) {
+/// Reads an unwrapped DEK and wraps it with the disk's KEK.
+void WrapPlainDek(Connection& db, const Node& node, Disk& disk) {
   Kek kek;
-  bool fits = false;
-  UseKey(db, disk.KekId(), [&](Bytes key) {
-    fits = key.size() == Kek::size();
-    if (fits) {
-      std::memcpy(kek.data(), key.data(), Kek::size());
-    }
-  });
-  if (!fits) {
+  if (CopyKey(db, disk.KekId(), kek) != Kek::size()) {
     node.At("kekId").Fail("the id of a key of 32 bytes among \"keys\"");
   }
   Dek dek;
@@ -53,7 +47,7 @@ void WrapGivenDek(Connection& db, const Node& node, Disk& disk) {
   WrapDek(disk.uuid, kek, dek, disk.metadata);
 }
 
-/// A DEK as a record holds it.
+/// Reads a wrapped DEK, in the parts that a record stores.
 void CopyWrappedDek(const Node& wrapped, ENCR_Metadata& metadata) {
   wrapped.AllowOnly({"mark", "dek", "nonce", "tag"});
   const WrappedDek record(metadata);
@@ -88,7 +82,7 @@ void SetDek(Connection& db, const Node& node, Disk& disk) {
     CopyWrappedDek(*wrapped, disk.metadata);
   }
   if (dek) {
-    WrapGivenDek(db, node, disk);
+    WrapPlainDek(db, node, disk);
   }
 }
 
@@ -105,8 +99,8 @@ void LoadDisk(Connection& db, const Node& node) {
   disk.metadata.flags = node.BooleanOr("encrypted", false) ? ENCR_FLAG_ENCRYPTED : 0;
   disk.metadata.dekGenerationId =
       static_cast<std::uint32_t>(node.IntegerOr("dekGenerationId", 0, 0, 4294967295));
-  SetKeyArrangement(disk.metadata, FieldText(node, "kekId", sizeof disk.metadata.kekId),
-                    FieldText(node, "clusterId", sizeof disk.metadata.clusterId));
+  SetKeyIds(disk.metadata, FieldText(node, "kekId", sizeof disk.metadata.kekId),
+            FieldText(node, "clusterId", sizeof disk.metadata.clusterId));
   SetDek(db, node, disk);
   if (!AddDisk(db, disk)) {
     node.Fail("a name and a UUID that no other disk has");

@@ -1,6 +1,6 @@
 #include "embedded_host/crypto/key_cache.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "embedded_host/operation/operation.h"
 #include "platform/exception.h"
@@ -20,18 +20,12 @@ bool RemoveKey(Connection& db, const std::string& id) {
 }
 
 void LoadKek(Connection& db, const std::string& kekId, Kek& kek) {
-  std::size_t length = 0;
-  const bool found = UseKey(db, kekId, [&](Bytes key) {
-    length = key.size();
-    if (length == Kek::size()) {
-      std::memcpy(kek.data(), key.data(), Kek::size());
-    }
-  });
-  if (!found) {
+  const std::optional<std::size_t> size = CopyKey(db, kekId, kek);
+  if (!size) {
     throw QueltCtlException("KEK \"" + kekId + "\" is not in the key cache");
   }
-  if (length != Kek::size()) {
-    throw QueltCtlException("KEK \"" + kekId + "\" has " + std::to_string(length) +
+  if (*size != Kek::size()) {
+    throw QueltCtlException("KEK \"" + kekId + "\" has " + std::to_string(*size) +
                             " bytes; a KEK has " + std::to_string(Kek::size()));
   }
 }
@@ -61,10 +55,10 @@ void QueltUtil::AddKeyToKeyCache(const char* id, const char* attribute, const ch
   Operation("AddKeyToKeyCache",
             {{"id", id}, {"attribute", attribute}, {"key", Secret(bytes.size())}})
       .Write([&](Connection& db) {
-        if (bytes.size() > quelt::kLongestKey) {
+        if (bytes.size() > quelt::kMaxKeySize) {
           throw QueltCtlException("Key \"" + std::string(id) + "\" has " +
                                   std::to_string(bytes.size()) + " bytes; the key cache takes " +
-                                  std::to_string(quelt::kLongestKey));
+                                  std::to_string(quelt::kMaxKeySize));
         }
         quelt::PutKey(db, id, attribute, bytes);
       });
@@ -82,10 +76,10 @@ void QueltUtil::RetrieveKeyFromKeyCache(const char* id, unsigned char* buffer,
                                         unsigned int capacity, unsigned int& length) {
   Operation("RetrieveKeyFromKeyCache", {{"id", id}, {"capacity", std::int64_t{capacity}}})
       .Read([&](Connection& db) {
-        const bool found = quelt::UseKey(db, id, [&](Bytes key) {
+        const bool found = quelt::ReadKey(db, id, [&](Bytes key) {
           if (key.size() > capacity) {
             throw QueltCtlException("Key \"" + std::string(id) + "\" has " +
-                                    std::to_string(key.size()) + " bytes; there is room for " +
+                                    std::to_string(key.size()) + " bytes; the buffer takes " +
                                     std::to_string(capacity));
           }
           std::copy(key.begin(), key.end(), buffer);
@@ -99,8 +93,7 @@ void QueltUtil::RetrieveKeyFromKeyCache(const char* id, unsigned char* buffer,
 
 bool QueltUtil::LookupKeyInKeyCache(const char* id) {
   return Operation("LookupKeyInKeyCache", {{"id", id}})
-      .Read([&](Connection& db) { return quelt::UseKey(db, id, [](Bytes) {}); },
-            FailureAnswer(false));
+      .Read([&](Connection& db) { return quelt::HasKey(db, id); }, FailureAnswer(false));
 }
 
 }  // namespace ZelCtl::Quelt

@@ -1,4 +1,4 @@
-// The KEK id and the host key id: single settings, "" until set.
+// The KEK id and the host key id: two settings, "" until they are set.
 #include "embedded_host/operation/host_system.h"
 #include "embedded_host/operation/operation.h"
 #include "embedded_host/store/settings.h"

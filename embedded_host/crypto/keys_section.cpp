@@ -1,4 +1,4 @@
-// "kekId", "hostKeyId", "keys": key identifiers and the key cache.
+// The scenario keys "kekId", "hostKeyId" and "keys" (the key cache).
 #include "embedded_host/crypto/key_cache.h"
 #include "embedded_host/crypto/sections.h"
 #include "embedded_host/store/settings.h"
@@ -23,10 +23,10 @@ void Load(Connection& db, const Node& root) {
     for (const Node& key : keys->Items()) {
       key.AllowOnly({"id", "attribute", "key"});
       const Node id = key.At("id");
-      if (UseKey(db, id.Text(), [](Bytes) {})) {
+      if (HasKey(db, id.Text())) {
         id.Fail("an id that no other key has");
       }
-      PutKey(db, id.Text(), key.TextOr("attribute", ""), key.At("key").Hex(0, kLongestKey));
+      PutKey(db, id.Text(), key.TextOr("attribute", ""), key.At("key").Hex(0, kMaxKeySize));
     }
   }
 }

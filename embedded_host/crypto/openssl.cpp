@@ -16,7 +16,7 @@ void PrepareOpenssl() {
   }
   const ForkBlocker forkBlocker;
   if (OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) {
-    ThrowOpensslFailure("OpenSSL cannot be started");
+    ThrowOpensslFailure("OpenSSL cannot be initialized");
   }
   ready.store(true, std::memory_order_release);
 }
@@ -37,12 +37,12 @@ const EVP_CIPHER* Cipher::Fetch() {
   PrepareOpenssl();
   EVP_CIPHER* const fetched = EVP_CIPHER_fetch(nullptr, name_, nullptr);
   if (fetched == nullptr) {
-    ThrowOpensslFailure(std::string("OpenSSL gives no cipher ") + name_);
+    ThrowOpensslFailure(std::string("OpenSSL has no cipher ") + name_);
   }
-  const EVP_CIPHER* others = nullptr;
-  if (!cipher_.compare_exchange_strong(others, fetched)) {
+  const EVP_CIPHER* fetchedByOther = nullptr;
+  if (!cipher_.compare_exchange_strong(fetchedByOther, fetched)) {
     EVP_CIPHER_free(fetched);
-    return others;
+    return fetchedByOther;
   }
   return fetched;
 }

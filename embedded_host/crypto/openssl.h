@@ -1,8 +1,9 @@
-// What all uses of OpenSSL here share: its start, owners of its objects, its failures.
+// Initialization of OpenSSL, owners of its objects, and its failures.
 //
-// OpenSSL's locks don't know of forks. What takes one of them (its start, whatever it fetches by
-// name, certificates, TLS) is done while forks wait (store/pool.h); no static variable is made at
-// its first use outside that, as a child would wait for it for good.
+// OpenSSL does not handle forks: a child that is forked while another thread holds one of its locks
+// would block forever. Code that takes such a lock (initialization, fetching by name, certificates,
+// TLS) therefore delays forks with ForkBlocker (store/pool.h). For the same reason, no
+// function-local static variable is initialized outside it.
 #pragma once
 
 #include <openssl/evp.h>
@@ -15,18 +16,18 @@
 
 namespace quelt {
 
-/// Starts the library before its first use, without its exit handler: at exit, daemon threads may
-/// still be inside.
+/// Initializes the library once, without its exit handler: at exit, daemon threads may still use
+/// it.
 void PrepareOpenssl();
 
-/// Throws QueltCtlException with `what` and OpenSSL's own reason, and empties its error queue.
+/// Throws QueltCtlException with `what` and OpenSSL's reason, and clears OpenSSL's error queue.
 [[noreturn]] void ThrowOpensslFailure(const std::string& what);
 
-/// OpenSSL's reason for the failure that comes first in the queue; empties the queue.
+/// The reason of the first failure in OpenSSL's error queue; clears the queue.
 std::string TakeOpensslReason();
 
-/// A cipher of OpenSSL by name: fetched at its first use, kept for the life of the process. For
-/// constants: made without code that runs at the start.
+/// A cipher of OpenSSL, fetched by name at its first use and never freed. For global variables:
+/// the constructor is constexpr, so they are initialized at compile time.
 class Cipher {
  public:
   constexpr explicit Cipher(const char* name) noexcept : name_(name) {}
@@ -46,7 +47,7 @@ class Cipher {
   std::atomic<const EVP_CIPHER*> cipher_{nullptr};
 };
 
-/// Gives an OpenSSL object back with its own function.
+/// A deleter that calls the type's own function.
 template <auto Free>
 struct FreedBy {
   template <typename T>
@@ -55,8 +56,8 @@ struct FreedBy {
   }
 };
 
-/// The same for objects whose release takes one of OpenSSL's locks: those with certificates,
-/// private keys and TLS.
+/// A deleter for objects whose release takes one of OpenSSL's locks: certificates, private keys and
+/// TLS.
 template <auto Free>
 struct FreedWithForksBlocked {
   template <typename T>

@@ -14,7 +14,7 @@ using HostCtl::Quelt::Uuid;
 
 namespace {
 
-constexpr std::uint8_t kMark[8] = {'Q', 'D', 'E', 'K', 'G', 'C', 'M', '1'};
+constexpr std::uint8_t kMagic[8] = {'Q', 'D', 'E', 'K', 'G', 'C', 'M', '1'};
 
 static_assert(sizeof(ENCR_Metadata::reserved1) == WrappedDek::kTagSize);
 static_assert(sizeof(ENCR_Metadata::reserved2) >= WrappedDek::kNonceSize);
@@ -29,38 +29,37 @@ void SetField(char (&field)[Size], const char* what, const std::string& text) {
   std::memcpy(field, text.data(), text.size());
 }
 
-constinit Cipher wrapping_cipher("AES-256-GCM");
+constinit Cipher wrappingCipher("AES-256-GCM");
 
-/// What is authenticated with the DEK.
-struct Associated {
+/// The data that is authenticated together with the DEK.
+struct AssociatedData {
   Uuid uuid;
   ENCR_Metadata record;
 
-  Associated(const Uuid& disk, const ENCR_Metadata& metadata) : uuid(disk), record(metadata) {
+  AssociatedData(const Uuid& disk, const ENCR_Metadata& metadata) : uuid(disk), record(metadata) {
     const WrappedDek wrapped(record);
     std::memset(wrapped.dek, 0, ENCR_DEK_SIZE);
     std::memset(wrapped.tag, 0, WrappedDek::kTagSize);
   }
   const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(this); }
 };
-static_assert(sizeof(Associated) == sizeof(Uuid) + sizeof(ENCR_Metadata));
+static_assert(sizeof(AssociatedData) == sizeof(Uuid) + sizeof(ENCR_Metadata));
 
 void FillRandom(std::uint8_t* bytes, std::size_t size) {
   PrepareOpenssl();
   if (RAND_priv_bytes(bytes, static_cast<int>(size)) != 1) {
-    ThrowOpensslFailure("No random numbers");
+    ThrowOpensslFailure("Random numbers are not available");
   }
 }
 
 }  // namespace
 
-void SetKeyArrangement(ENCR_Metadata& record, const std::string& kekId,
-                       const std::string& clusterId) {
+void SetKeyIds(ENCR_Metadata& record, const std::string& kekId, const std::string& clusterId) {
   SetField(record.kekId, "KEK id", kekId);
   SetField(record.clusterId, "Cluster id", clusterId);
 }
 
-void MakeDek(Dek& dek) {
+void GenerateDek(Dek& dek) {
   constexpr std::size_t kHalf = Dek::size() / 2;
   do {
     FillRandom(dek.data(), Dek::size());
@@ -69,13 +68,13 @@ void MakeDek(Dek& dek) {
 
 void WrapDek(const Uuid& uuid, const Kek& kek, const Dek& dek, ENCR_Metadata& record) {
   const WrappedDek wrapped(record);
-  std::memcpy(record.reserved0, kMark, sizeof kMark);
+  std::memcpy(record.reserved0, kMagic, sizeof kMagic);
   FillRandom(wrapped.nonce, WrappedDek::kNonceSize);
-  const Associated associated(uuid, record);
+  const AssociatedData associated(uuid, record);
   const CipherContext context = NewCipherContext();
   int length = 0;
   const bool done =
-      EVP_EncryptInit_ex2(context.get(), wrapping_cipher.Get(), kek.data(), wrapped.nonce,
+      EVP_EncryptInit_ex2(context.get(), wrappingCipher.Get(), kek.data(), wrapped.nonce,
                           nullptr) == 1 &&
       EVP_EncryptUpdate(context.get(), nullptr, &length, associated.bytes(), sizeof associated) ==
           1 &&
@@ -91,11 +90,11 @@ void WrapDek(const Uuid& uuid, const Kek& kek, const Dek& dek, ENCR_Metadata& re
 bool UnwrapDek(const Uuid& uuid, const Kek& kek, const ENCR_Metadata& record, Dek& dek) {
   ENCR_Metadata copy = record;
   const WrappedDek wrapped(copy);
-  const Associated associated(uuid, record);
+  const AssociatedData associated(uuid, record);
   const CipherContext context = NewCipherContext();
   int length = 0;
   const bool started =
-      EVP_DecryptInit_ex2(context.get(), wrapping_cipher.Get(), kek.data(), wrapped.nonce,
+      EVP_DecryptInit_ex2(context.get(), wrappingCipher.Get(), kek.data(), wrapped.nonce,
                           nullptr) == 1 &&
       EVP_DecryptUpdate(context.get(), nullptr, &length, associated.bytes(), sizeof associated) ==
           1 &&

@@ -1,9 +1,9 @@
-// Wrapping of a disk's DEK under a KEK: AES-256-GCM, so that another KEK or an altered record is an
-// error and not a wrong DEK.
+// Wrapping of a disk's DEK with a KEK: AES-256-GCM, so that another KEK or an altered record causes
+// an error instead of a wrong DEK.
 //
-// The record's own bytes carry what the cipher needs: the mark of this format at offset 0, the
-// 16-byte tag at offset 9, the 12-byte nonce at offset 429. Authenticated with the DEK are the
-// disk's UUID and every other byte of the record.
+// The record's reserved bytes store the cipher's parameters: the format's magic number at offset 0,
+// the 16-byte tag at offset 9, the 12-byte nonce at offset 429. The disk's UUID and all other bytes
+// of the record are authenticated together with the DEK.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace quelt {
 
-/// A DEK as it stands in a record, with what unwrapping needs. Points into the record.
+/// The fields of a record that store the wrapped DEK. Points into the record.
 struct WrappedDek {
   static constexpr std::size_t kTagSize = 16;
   static constexpr std::size_t kNonceSize = 12;
@@ -25,18 +25,19 @@ struct WrappedDek {
   std::uint8_t* nonce;
 };
 
-/// Writes the ids into the record. Throws when one does not fit; ids are never cut.
-void SetKeyArrangement(ENCR_Metadata& record, const std::string& kekId,
-                       const std::string& clusterId);
+/// Writes the ids into the record. Throws QueltCtlException when one does not fit; ids are never
+/// truncated.
+void SetKeyIds(ENCR_Metadata& record, const std::string& kekId, const std::string& clusterId);
 
-/// A fresh random DEK; its halves differ, which XTS requires.
-void MakeDek(Dek& dek);
+/// Fills `dek` with random bytes. Its halves differ, as XTS requires.
+void GenerateDek(Dek& dek);
 
-/// Wraps `dek` into the record of the disk `uuid`, whose other fields are final.
+/// Wraps `dek` into the record of the disk `uuid`. Set the record's other fields before: they are
+/// authenticated.
 void WrapDek(const HostCtl::Quelt::Uuid& uuid, const Kek& kek, const Dek& dek,
              ENCR_Metadata& record);
 
-/// False when the record was not wrapped under `kek` for this disk, or was altered since.
+/// False when the record was not wrapped with `kek` for this disk, or was altered since.
 bool UnwrapDek(const HostCtl::Quelt::Uuid& uuid, const Kek& kek, const ENCR_Metadata& record,
                Dek& dek);
 

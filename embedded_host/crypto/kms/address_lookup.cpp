@@ -34,18 +34,19 @@ bool IsNumeric(const std::string& host) {
   }
 }
 
-[[noreturn]] void ThrowCannotStart(int error) {
+[[noreturn]] void ThrowLookupFailure(int error) {
   throw ServerFailure("its name cannot be looked up: " + std::generic_category().message(error));
 }
 
 }  // namespace
 
-/// Closed by its last owner: the caller, or the thread if the caller stopped waiting.
+/// An event file descriptor. Its last owner closes it: the caller, or the thread if the caller
+/// stopped waiting.
 class AddressLookup::Event {
  public:
   Event() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (descriptor_ < 0) {
-      ThrowCannotStart(errno);
+      ThrowLookupFailure(errno);
     }
   }
   Event(const Event&) = delete;
@@ -76,7 +77,7 @@ AddressLookup::AddressLookup(const std::string& host, int port)
   try {
     std::thread(std::move(run)).detach();
   } catch (const std::system_error& failure) {
-    ThrowCannotStart(failure.code().value());
+    ThrowLookupFailure(failure.code().value());
   }
 }
 

@@ -1,4 +1,4 @@
-// The addresses of a host, found without blocking the caller.
+// Resolving a host's addresses without blocking the caller.
 #pragma once
 
 #include <netdb.h>
@@ -26,7 +26,7 @@ class AddressLookup {
   /// Becomes readable when the lookup has finished.
   int descriptor() const;
 
-  /// Call once, when the lookup has finished. Throws ServerFailure if there is no address.
+  /// The result. Call once, when the lookup has finished. Throws ServerFailure if it failed.
   Addresses Take() { return addresses_.get(); }
 
  private:

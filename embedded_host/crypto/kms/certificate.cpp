@@ -28,8 +28,8 @@ constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
                           " of the text cannot be read");
 }
 
-/// The place of the next BEGIN or END line, whole or damaged. A run of dashes that touches no word
-/// is a separator.
+/// The position of the next BEGIN or END line, even if it is damaged. A run of dashes without
+/// adjacent text is a separator line and is skipped.
 std::size_t FindMarker(std::string_view text, std::size_t from) {
   const auto isWord = [&](std::size_t at) {
     return at < text.size() && text[at] != '-' && static_cast<unsigned char>(text[at]) > ' ';
@@ -46,7 +46,7 @@ std::size_t FindMarker(std::string_view text, std::size_t from) {
   }
 }
 
-/// What stands between the BEGIN and END lines of each certificate, without blanks and line breaks.
+/// The text between the BEGIN and END lines of each certificate, without blanks and line breaks.
 std::vector<std::string> Base64Bodies(std::string_view text) {
   if (text.find(kBegin) == text.npos) {
     throw QueltCtlException("The text holds no certificate");
@@ -65,8 +65,8 @@ std::vector<std::string> Base64Bodies(std::string_view text) {
   return bodies;
 }
 
-/// Empty when `base64` is not in that form.
-std::vector<unsigned char> Decoded(const std::string& base64) {
+/// Empty when `base64` is not valid Base64.
+std::vector<unsigned char> DecodeBase64(const std::string& base64) {
   std::vector<unsigned char> bytes(base64.size());
   const auto* const from = reinterpret_cast<const unsigned char*>(base64.data());
   const int length = EVP_DecodeBlock(bytes.data(), from, static_cast<int>(base64.size()));
@@ -76,9 +76,9 @@ std::vector<unsigned char> Decoded(const std::string& base64) {
   return bytes;
 }
 
-/// Null when `base64` is not that of one certificate.
-Certificate Parsed(const std::string& base64) {
-  const std::vector<unsigned char> der = Decoded(base64);
+/// Null when `base64` is not the encoding of exactly one certificate.
+Certificate ParseCertificate(const std::string& base64) {
+  const std::vector<unsigned char> der = DecodeBase64(base64);
   const unsigned char* position = der.data();
   Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
   if (certificate == nullptr || position != der.data() + der.size() ||
@@ -96,7 +96,7 @@ std::vector<Certificate> ReadCertificates(const std::string& text) {
   PrepareOpenssl();
   std::vector<Certificate> certificates;
   for (const std::string& body : Base64Bodies(text)) {
-    certificates.push_back(Parsed(body));
+    certificates.push_back(ParseCertificate(body));
     if (certificates.back() == nullptr) {
       ThrowUnreadable(certificates.size());
     }
@@ -127,7 +127,7 @@ std::string Fingerprint(const X509& certificate) {
   const ForkBlocker forkBlocker;
   std::array<unsigned char, 32> digest{};
   if (X509_digest(&certificate, EVP_sha256(), digest.data(), nullptr) != 1) {
-    ThrowOpensslFailure("The certificate has no fingerprint");
+    ThrowOpensslFailure("The fingerprint of the certificate cannot be computed");
   }
   return HexText(digest.data(), digest.size());
 }

@@ -1,4 +1,4 @@
-// What people know a certificate by.
+// The facts by which an administrator identifies a certificate.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace quelt {
 struct CertificateSummary {
   std::string subject;      ///< as in RFC 2253: "CN=kms.example,O=Example"
   std::string validFrom;    ///< "2026-11-22 23:47:14 UTC"
-  std::string validUntil;   ///< the same
+  std::string validUntil;   ///< in the same form
   std::string fingerprint;  ///< SHA-256, 64 hexadecimal digits
 };
 

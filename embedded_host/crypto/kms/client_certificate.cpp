@@ -13,7 +13,7 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 namespace {
 
 /// Null for an empty text.
-PrivateKey ReadKey(Bytes text) {
+PrivateKey ParseKey(Bytes text) {
   if (text.empty()) {
     return nullptr;
   }
@@ -32,8 +32,8 @@ PrivateKey ReadKey(Bytes text) {
   return key;
 }
 
-ClientCertificate Read(const std::string& chain, Bytes key) {
-  ClientCertificate client{ReadCertificates(chain), ReadKey(key)};
+ClientCertificate Parse(const std::string& chain, Bytes key) {
+  ClientCertificate client{ReadCertificates(chain), ParseKey(key)};
   if (client.key != nullptr &&
       X509_check_private_key(client.chain.front().get(), client.key.get()) != 1) {
     ERR_clear_error();
@@ -48,7 +48,7 @@ void AddClientCertificate(Connection& db, const std::string& kmipClusterId,
                           const std::string& chain, const std::string& key) {
   const ForkBlocker forkBlocker;
   const ClientCertificate client =
-      Read(chain, Bytes(reinterpret_cast<const std::uint8_t*>(key.data()), key.size()));
+      Parse(chain, Bytes(reinterpret_cast<const std::uint8_t*>(key.data()), key.size()));
   db.Execute("INSERT INTO kms_client (kmip_cluster_id, certificates, key) VALUES (?, ?, ?)",
              kmipClusterId, PemText(client.chain), key);
 }
@@ -56,7 +56,7 @@ void AddClientCertificate(Connection& db, const std::string& kmipClusterId,
 ClientCertificate ReadClientCertificate(Connection& db, const std::string& kmipClusterId) {
   Rows rows =
       db.Query("SELECT certificates, key FROM kms_client WHERE kmip_cluster_id = ?", kmipClusterId);
-  return rows.Next() ? Read(rows.Text(0), rows.Blob(1)) : ClientCertificate{};
+  return rows.Next() ? Parse(rows.Text(0), rows.Blob(1)) : ClientCertificate{};
 }
 
 }  // namespace quelt

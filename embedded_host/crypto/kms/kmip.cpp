@@ -61,13 +61,13 @@ constexpr std::array kResultReasons = {
 
 /// A tag, a type and a length.
 constexpr std::size_t kItemHeader = 8;
-/// What a response may take; one that lists ten versions takes 600 bytes.
-constexpr std::size_t kMostBytes = 65536;
-constexpr int kMostLevels = 16;
-constexpr std::size_t kMostMessageBytes = 200;
+/// The largest response that is read; one that lists ten versions has 600 bytes.
+constexpr std::size_t kMaxResponseBytes = 65536;
+constexpr int kMaxNesting = 16;
+constexpr std::size_t kMaxMessageBytes = 200;
 
-/// The request's only batch item. A server of a protocol with lines takes it for the end of one and
-/// answers at once, rather than wait for more until the time is over.
+/// The id of the request's only batch item. A server of a line-based protocol reads it as the end
+/// of a line and answers at once; otherwise it would wait for one until the check times out.
 constexpr std::string_view kBatchItemId = "\r\n\r\n";
 
 [[noreturn]] void ThrowNotKmip(const std::string& why) {
@@ -145,25 +145,25 @@ struct DecodedItem {
   std::string_view value;
 };
 
-/// The items of a structure, all of them well-formed, as those inside them are.
+/// The items of a structure. The constructor rejects malformed items, nested ones included.
 class Items {
  public:
   explicit Items(std::string_view encoded, int level = 0) {
     while (!encoded.empty()) {
       items_.push_back(TakeFirst(encoded));
       if (items_.back().type == Type::kStructure) {
-        if (level == kMostLevels) {
+        if (level == kMaxNesting) {
           ThrowMalformed();
         }
-        Items(items_.back().value, level + 1);
+        Items(items_.back().value, level + 1);  // only to check the nested items
       }
     }
   }
 
-  /// The item of this tag, if it is there; of another type it must not be.
+  /// The value of the item with this tag, if there is one. Throws if it has another type.
   std::optional<std::string_view> Find(Tag tag, Type type) const {
     const auto item = std::find_if(items_.begin(), items_.end(),
-                                   [&](const auto& each) { return each.tag == tag; });
+                                   [&](const auto& other) { return other.tag == tag; });
     if (item == items_.end()) {
       return std::nullopt;
     }
@@ -172,7 +172,7 @@ class Items {
     }
     return item->value;
   }
-  /// The item of this tag, which must be there.
+  /// The value of the item with this tag. Throws if there is none.
   std::string_view At(Tag tag, Type type) const {
     const auto value = Find(tag, type);
     return value ? *value : (ThrowMalformed(), "");
@@ -209,24 +209,24 @@ void RequireVersion(const Items& version) {
   version.At(Tag::kProtocolVersionMinor, Type::kInteger);
 }
 
-/// The server's own words about a failure, as far as they can be shown.
-std::string Shown(std::string_view message) {
-  std::string shown(message.substr(0, kMostMessageBytes));
+/// The server's message about a failure: its first bytes, with ? for unprintable characters.
+std::string Printable(std::string_view message) {
+  std::string printable(message.substr(0, kMaxMessageBytes));
   const auto isUnprintable = [](char c) { return c < ' ' || c > '~'; };
-  std::replace_if(shown.begin(), shown.end(), isUnprintable, '?');
-  return shown;
+  std::replace_if(printable.begin(), printable.end(), isUnprintable, '?');
+  return printable;
 }
 
 [[noreturn]] void ThrowRejected(std::uint32_t reason, std::string_view message) {
   std::string text = "it rejects the KMIP request: ";
   text += reason - 1 < kResultReasons.size() ? kResultReasons[reason - 1]
                                              : "Result Reason " + std::to_string(reason);
-  throw ServerFailure(message.empty() ? text : text + " (" + Shown(message) + ")");
+  throw ServerFailure(message.empty() ? text : text + " (" + Printable(message) + ")");
 }
 
 void RequireBatchItem(const Items& item) {
   const std::uint32_t status = item.NumberAt(Tag::kResultStatus, Type::kEnumeration);
-  // A server that could not read the request can't say to what it responds.
+  // A server that could not parse the request omits the operation in its response.
   const auto operation = item.Find(Tag::kOperation, Type::kEnumeration);
   const auto id = item.Find(Tag::kUniqueBatchItemId, Type::kByteString);
   if ((operation ? ReadBigEndian(*operation) != kDiscoverVersions : status == kSuccess) ||
@@ -238,7 +238,7 @@ void RequireBatchItem(const Items& item) {
     return;
   }
   const std::uint32_t reason = item.NumberAt(Tag::kResultReason, Type::kEnumeration);
-  // So says a server of KMIP 1.0, which does not know the operation.
+  // A server of KMIP 1.0 responds so: it does not have the operation.
   if (reason != kOperationNotSupported) {
     ThrowRejected(reason, item.Find(Tag::kResultMessage, Type::kTextString).value_or(""));
   }
@@ -267,7 +267,7 @@ bool IsDiscoverVersionsResponse(std::string_view received) {
     return false;
   }
   const std::size_t size = kItemHeader + ReadBigEndian(received.substr(4, 4));
-  if (size > kMostBytes) {
+  if (size > kMaxResponseBytes) {
     ThrowNotKmip("its response is too long");
   }
   if (received.size() < size) {

@@ -10,8 +10,8 @@ namespace quelt {
 /// The encoded request message.
 std::string DiscoverVersionsRequest();
 
-/// Whether `received` is the complete response message. Throws ServerFailure as soon as it can't
-/// become one, and if the server rejects the request.
+/// Whether `received` is a complete response message; false while bytes are missing. Throws
+/// ServerFailure as soon as it is not the start of one, and if the server rejects the request.
 bool IsDiscoverVersionsResponse(std::string_view received);
 
 }  // namespace quelt

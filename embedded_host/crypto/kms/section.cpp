@@ -1,5 +1,5 @@
-// "kms", "cloudKms": key management servers with their keys and passwords, client certificates, the
-// trust store, and the answers of the cloud KMS.
+// The scenario keys "kms" (key management servers with their keys and passwords, client
+// certificates, trusted certificates) and "cloudKms" (status answers of the cloud KMS).
 #include "embedded_host/crypto/kms/client_certificate.h"
 #include "embedded_host/crypto/kms/sections.h"
 #include "embedded_host/crypto/kms/server.h"
@@ -36,7 +36,7 @@ constexpr TextField kTextFields[] = {
 struct NumberField {
   const char* key;
   Member<std::int32_t> member;
-  std::int32_t most = std::numeric_limits<std::int32_t>::max();
+  std::int32_t max = std::numeric_limits<std::int32_t>::max();
 };
 constexpr NumberField kNumberFields[] = {
     {"port", &KmsServerInfo::port, 65535},    {"proxyPort", &KmsServerInfo::proxyPort, 65535},
@@ -52,7 +52,7 @@ void LoadServer(Connection& db, const Node& node) {
     server.*field.member = node.TextOr(field.key, "");
   }
   for (const NumberField& field : kNumberFields) {
-    server.*field.member = static_cast<std::int32_t>(node.IntegerOr(field.key, -1, -1, field.most));
+    server.*field.member = static_cast<std::int32_t>(node.IntegerOr(field.key, -1, -1, field.max));
   }
   AddKmsServer(db, server);
 }
@@ -81,7 +81,7 @@ void LoadPassword(Connection& db, const Node& node) {
 
 void LoadCertificate(Connection& db, const Node& node) {
   try {
-    Trust(db, node.Text());
+    AddTrustedCertificates(db, node.Text());
   } catch (const QueltCtlException& failure) {
     node.Fail(std::string("certificates in PEM form (") + failure.what() + ")");
   }
@@ -151,7 +151,7 @@ json DumpServer(const KmsServerInfo& server, bool withSecrets) {
   return dumped;
 }
 
-/// Records which passwords a dump without secrets leaves out.
+/// Records which passwords a dump without secrets omits.
 void OmitPasswords(Connection& db, json& document) {
   Rows servers = db.Query("SELECT password <> '' FROM kms_server ORDER BY position");
   for (int i = 0; servers.Next(); ++i) {

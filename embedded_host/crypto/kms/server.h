@@ -1,4 +1,4 @@
-// The configured key management servers. Inside a transaction of the caller.
+// The table of key management servers. Every function runs inside the caller's transaction.
 #pragma once
 
 #include <vector>
@@ -10,12 +10,11 @@ namespace quelt {
 
 using HostCtl::Quelt::KmsServerInfo;
 
-/// All servers, in the host's order; only a dump has a use for their passwords.
+/// All servers, in the order of the table. Only a dump reads their passwords.
 std::vector<KmsServerInfo> AllKmsServers(Connection& db, bool withPasswords = false);
 void AddKmsServer(Connection& db, const KmsServerInfo& server);
 
-/// The id under which the password of a KEK on a KMIP cluster is kept. Different pairs have
-/// different ids.
+/// The id under which the password for a KEK on a KMIP cluster is stored. Unique for each pair.
 std::string PasswordKeyId(const std::string& kekId, const std::string& kmipClusterId);
 
 }  // namespace quelt

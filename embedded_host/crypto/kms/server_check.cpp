@@ -9,14 +9,14 @@ namespace quelt {
 
 namespace {
 
-/// The port that is registered for KMIP.
+/// The port number registered for KMIP.
 constexpr int kKmipPort = 5696;
 
 int PortOf(const KmsServerInfo& server) { return server.port == -1 ? kKmipPort : server.port; }
 
 }  // namespace
 
-std::string NameOf(const KmsServerInfo& server) {
+std::string DescribeServer(const KmsServerInfo& server) {
   return "KMS server \"" + server.name + "\" (" + server.address + ":" +
          std::to_string(PortOf(server)) + ")";
 }
@@ -26,9 +26,9 @@ ServerCheck::ServerCheck(const KmsServerInfo& server, const TlsContext& tls, Dea
   Continue(false);
 }
 
-void ServerCheck::Continue(bool timeIsOver) {
+void ServerCheck::Continue(bool timedOut) {
   try {
-    Step(timeIsOver);
+    Step(timedOut);
   } catch (const ServerFailure& failure) {
     finished_ = true;
     failure_ = failure.what();
@@ -38,7 +38,8 @@ void ServerCheck::Continue(bool timeIsOver) {
   }
 }
 
-/// The server need not wait for the end of the other checks. Tells it why, if it listens.
+/// Closes the connection at once, while other checks continue. Sends the pending TLS alert, if the
+/// server still receives it.
 void ServerCheck::Close() {
   try {
     if (tls_) {
@@ -46,22 +47,22 @@ void ServerCheck::Close() {
       SendSome();
     }
   } catch (const ServerFailure&) {
-    // The check has its result.
+    // The result of the check is already known.
   }
   tls_.reset();
   socket_.reset();
 }
 
-void ServerCheck::Step(bool timeIsOver) {
+void ServerCheck::Step(bool timedOut) {
   if (tls_) {
-    if (timeIsOver) {
+    if (timedOut) {
       ThrowTimedOut();
     }
-    finished_ = Talk();
+    finished_ = Exchange();
   } else if (socket_) {
-    Connect(timeIsOver);
+    Connect(timedOut);
   } else if (lookup_) {
-    if (timeIsOver) {
+    if (timedOut) {
       ThrowTimedOut();
     }
     addresses_ = lookup_->Take();
@@ -77,10 +78,10 @@ void ServerCheck::Step(bool timeIsOver) {
   }
 }
 
-/// The addresses left share the time left.
+/// Divides the remaining time equally among the remaining addresses.
 void ServerCheck::StartConnecting() {
   std::ptrdiff_t left = 0;
-  for (const addrinfo* each = address_; each != nullptr; each = each->ai_next) {
+  for (const addrinfo* next = address_; next != nullptr; next = next->ai_next) {
     ++left;
   }
   const Deadline now = std::chrono::steady_clock::now();
@@ -97,9 +98,9 @@ void ServerCheck::StartConnecting() {
   }
 }
 
-void ServerCheck::Connect(bool timeIsOver) {
+void ServerCheck::Connect(bool timedOut) {
   try {
-    if (timeIsOver) {
+    if (timedOut) {
       ThrowTimedOut();
     }
     socket_->FinishConnecting();
@@ -113,11 +114,11 @@ void ServerCheck::Connect(bool timeIsOver) {
   }
   until_ = deadline_;
   tls_.emplace(context_, server_.address);
-  finished_ = Talk();
+  finished_ = Exchange();
 }
 
-/// One reading and one writing at most: no server keeps the others from their turn.
-bool ServerCheck::Talk() {
+/// Receives and sends at most once per call, so that no server delays the checks of the others.
+bool ServerCheck::Exchange() {
   const bool closed = !ReceiveSome();
   const bool connected = tls_->Connect();
   if (connected && !requested_) {
@@ -131,13 +132,13 @@ bool ServerCheck::Talk() {
         return true;
       }
     } catch (const ServerFailure& failure) {
-      throw ServerFailure(tls_->Explained(failure.what()));
+      throw ServerFailure(tls_->AddCertificateHint(failure.what()));
     }
   }
   if (closed || ended) {
-    throw ServerFailure(tls_->Explained(connected
-                                            ? "it closed the connection without a response"
-                                            : "it closed the connection during the TLS handshake"));
+    throw ServerFailure(
+        tls_->AddCertificateHint(connected ? "it closed the connection without a response"
+                                           : "it closed the connection during the TLS handshake"));
   }
   SendSome();
   return false;
@@ -148,14 +149,14 @@ bool ServerCheck::ReceiveSome() {
   std::array<char, 16384> buffer;
   const std::optional<std::size_t> size = socket_->Receive(buffer);
   if (size > 0u) {
-    tls_->Received(std::span(buffer.data(), *size));
+    tls_->PutIncoming(std::span(buffer.data(), *size));
   }
   return size != 0u;
 }
 
 void ServerCheck::SendSome() {
   if (const std::span<const char> bytes = tls_->Outgoing(); !bytes.empty()) {
-    tls_->Sent(socket_->Send(bytes));
+    tls_->DropOutgoing(socket_->Send(bytes));
   }
 }
 

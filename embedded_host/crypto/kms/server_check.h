@@ -1,4 +1,4 @@
-// The check of one key management server, in steps that never wait.
+// The check of one key management server, as a state machine that never blocks.
 #pragma once
 
 #include <poll.h>
@@ -16,30 +16,30 @@ namespace quelt {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// Looks the server up, connects, shakes hands and asks one KMIP question.
+/// Resolves the server's name, connects, performs the TLS handshake and one KMIP exchange.
 class ServerCheck {
  public:
-  /// Starts. `server` and `tls` outlive the check.
+  /// Starts the check. `server` and `tls` outlive the check.
   ServerCheck(const KmsServerInfo& server, const TlsContext& tls, Deadline deadline);
   ServerCheck(const ServerCheck&) = delete;
   ServerCheck& operator=(const ServerCheck&) = delete;
 
   bool finished() const { return finished_; }
-  /// Why the server is not good; "" if it is. Once finished.
+  /// Why the server is not good; "" if it is. Valid when finished.
   const std::string& failure() const { return failure_; }
 
-  /// What to wait for, and until when. While not finished.
+  /// The event to wait for, and until when. Valid while not finished.
   pollfd awaited() const;
   Deadline awaited_until() const { return until_; }
 
-  /// Continues after the awaited event, or after the time for it is over.
-  void Continue(bool timeIsOver);
+  /// Continues after the awaited event, or with `timedOut` after the time for it.
+  void Continue(bool timedOut);
 
  private:
-  void Step(bool timeIsOver);
+  void Step(bool timedOut);
   void StartConnecting();
-  void Connect(bool timeIsOver);
-  bool Talk();
+  void Connect(bool timedOut);
+  bool Exchange();
   bool ReceiveSome();
   void SendSome();
   void Close();
@@ -49,10 +49,10 @@ class ServerCheck {
   const TlsContext& context_;
   const Deadline deadline_;
   Deadline until_;
-  // Each begins when the one before it has done its part.
+  // One for each step, in this order. A step ends before the next begins.
   std::optional<AddressLookup> lookup_;
   Addresses addresses_;
-  const addrinfo* address_ = nullptr;  // the one that is being connected to
+  const addrinfo* address_ = nullptr;  // the one to which the socket connects
   std::optional<Socket> socket_;
   std::optional<TlsConnection> tls_;
   bool requested_ = false;
@@ -61,7 +61,7 @@ class ServerCheck {
   std::string failure_;
 };
 
-/// The server as reasons name it.
-std::string NameOf(const KmsServerInfo& server);
+/// The server's name and address for messages.
+std::string DescribeServer(const KmsServerInfo& server);
 
 }  // namespace quelt

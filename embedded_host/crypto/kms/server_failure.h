@@ -5,7 +5,7 @@
 
 namespace quelt {
 
-/// The cause in the user's terms; the text follows the server's name.
+/// Its text continues a sentence that starts with the server's name.
 class ServerFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -1,4 +1,4 @@
-// The configured servers, and passwords by key id.
+// The configured key management servers, and passwords by key id.
 #include "embedded_host/crypto/kms/server.h"
 #include "embedded_host/operation/host_system.h"
 #include "embedded_host/operation/operation.h"
@@ -75,7 +75,7 @@ bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string& keyId, std::str
               return false;
             }
             const Bytes text = rows.Blob(0);
-            password.assign(text.begin(), text.end());  // it passes through no other place
+            password.assign(text.begin(), text.end());  // no other copy needs to be wiped
             return true;
           },
           FailureAnswer(false));

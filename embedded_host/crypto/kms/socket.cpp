@@ -12,7 +12,7 @@ namespace quelt {
 
 namespace {
 
-[[noreturn]] void ThrowSystem(int error) {
+[[noreturn]] void ThrowSystemError(int error) {
   throw ServerFailure(std::generic_category().message(error));
 }
 
@@ -24,13 +24,13 @@ Socket::Socket(const addrinfo& address)
     : descriptor_(
           socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
   if (descriptor_ < 0) {
-    ThrowSystem(errno);
+    ThrowSystemError(errno);
   }
   if (connect(descriptor_, address.ai_addr, address.ai_addrlen) != 0 && errno != EINPROGRESS &&
       errno != EINTR) {
     const int error = errno;
     close(descriptor_);
-    ThrowSystem(error);
+    ThrowSystemError(error);
   }
 }
 
@@ -41,7 +41,7 @@ void Socket::FinishConnecting() {
   socklen_t size = sizeof error;
   getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &size);
   if (error != 0) {
-    ThrowSystem(error);
+    ThrowSystemError(error);
   }
 }
 
@@ -58,7 +58,7 @@ std::size_t Socket::Send(std::span<const char> bytes) {
       return bytes.size();
     }
     if (errno != EINTR) {
-      ThrowSystem(errno);
+      ThrowSystemError(errno);
     }
   }
 }
@@ -76,7 +76,7 @@ std::optional<std::size_t> Socket::Receive(std::span<char> buffer) {
       return 0;
     }
     if (errno != EINTR) {
-      ThrowSystem(errno);
+      ThrowSystemError(errno);
     }
   }
 }

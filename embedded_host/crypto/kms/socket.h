@@ -10,22 +10,23 @@ namespace quelt {
 
 class Socket {
  public:
-  /// Starts to connect. Throws ServerFailure, as all operations here do.
+  /// Starts to connect. All functions of this class throw ServerFailure.
   explicit Socket(const addrinfo& address);
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
   ~Socket();
 
-  /// Becomes writable when the connection stands or has failed.
+  /// Becomes writable when the connection is established or has failed.
   int descriptor() const { return descriptor_; }
   /// Call when the descriptor has become writable.
   void FinishConnecting();
 
-  /// How many bytes were sent; fewer than all when the socket's buffer is full. A connection that
-  /// the peer has closed takes all: what the peer sent before, and the cause, is still received.
+  /// The number of bytes sent; fewer than all when the socket's buffer is full. All when the peer
+  /// has closed the connection: Receive still returns what the peer sent before, including the
+  /// cause.
   std::size_t Send(std::span<const char> bytes);
-  /// How many bytes were received; 0 when the peer has closed the connection or broken it off,
-  /// nothing when there are none yet.
+  /// The number of bytes received; 0 when the peer has closed or reset the connection, nothing when
+  /// no bytes have arrived yet.
   std::optional<std::size_t> Receive(std::span<char> buffer);
 
  private:

@@ -1,5 +1,5 @@
-// Whether a KMS is good: one KMIP exchange with each server of a KMIP cluster; for the cloud KMS,
-// which has no server here, the answer that the scenario gives.
+// The status of a KMS: one KMIP exchange with each server of a KMIP cluster. For the cloud KMS,
+// which this host does not connect to, the status that the scenario defines.
 #include <poll.h>
 
 #include <algorithm>
@@ -26,37 +26,38 @@ using std::chrono::steady_clock;
 
 constexpr int kDefaultSeconds = 10;
 
-/// What the host knows about a KMIP cluster.
-struct ClusterFacts {
+/// The configuration of a KMIP cluster.
+struct ClusterConfiguration {
   std::vector<KmsServerInfo> servers;
   std::vector<std::string> trusted;
   ClientCertificate client;
-  bool knowsKey = false;
+  bool hasKey = false;
 };
 
-ClusterFacts ReadFacts(Connection& db, const std::string& clusterId, const std::string& keyId) {
-  ClusterFacts facts;
-  facts.servers = AllKmsServers(db);
-  std::erase_if(facts.servers,
+ClusterConfiguration ReadConfiguration(Connection& db, const std::string& clusterId,
+                                       const std::string& keyId) {
+  ClusterConfiguration cluster;
+  cluster.servers = AllKmsServers(db);
+  std::erase_if(cluster.servers,
                 [&](const auto& server) { return server.kmipClusterId != clusterId; });
-  facts.trusted = TrustedCertificates(db);
-  facts.client = ReadClientCertificate(db, clusterId);
+  cluster.trusted = TrustedCertificates(db);
+  cluster.client = ReadClientCertificate(db, clusterId);
   Rows rows =
       db.Query("SELECT 1 FROM kms_key WHERE kmip_cluster_id = ? AND key_id = ?", clusterId, keyId);
-  facts.knowsKey = rows.Next();
-  return facts;
+  cluster.hasKey = rows.Next();
+  return cluster;
 }
 
 void Poll(std::vector<pollfd>& awaited, Deadline until) {
   const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now());
   const auto wait = std::clamp(left, milliseconds(0), milliseconds(seconds(3600)));
   if (poll(awaited.data(), awaited.size(), static_cast<int>(wait.count())) < 0 && errno != EINTR) {
-    throw std::system_error(errno, std::generic_category(), "Key servers cannot be waited for");
+    throw std::system_error(errno, std::generic_category(), "Cannot wait for the key servers");
   }
 }
 
-/// Waits for all checks at the same time. Each ends within its own time.
-void Finish(std::deque<ServerCheck>& checks) {
+/// Runs all checks concurrently until each has finished or timed out.
+void RunChecks(std::deque<ServerCheck>& checks) {
   for (;;) {
     std::vector<ServerCheck*> open;
     std::vector<pollfd> awaited;
@@ -84,20 +85,20 @@ void Finish(std::deque<ServerCheck>& checks) {
   }
 }
 
-/// Whether one server is good; `reason` names the others and why they are not.
-bool IsOneGood(const ClusterFacts& facts, Deadline deadline, std::string& reason) {
-  const TlsContext tls(facts.trusted, facts.client);
+/// Whether at least one server is good. Sets `reason` to the failures of the others.
+bool IsAnyServerGood(const ClusterConfiguration& cluster, Deadline deadline, std::string& reason) {
+  const TlsContext tls(cluster.trusted, cluster.client);
   std::deque<ServerCheck> checks;
-  for (const KmsServerInfo& server : facts.servers) {
+  for (const KmsServerInfo& server : cluster.servers) {
     checks.emplace_back(server, tls, deadline);
   }
-  Finish(checks);
+  RunChecks(checks);
   bool good = false;
   for (std::size_t i = 0; i < checks.size(); ++i) {
     const std::string& failure = checks[i].failure();
     good = good || failure.empty();
     if (!failure.empty()) {
-      reason += (reason.empty() ? "" : "; ") + NameOf(facts.servers[i]) + ": " + failure;
+      reason += (reason.empty() ? "" : "; ") + DescribeServer(cluster.servers[i]) + ": " + failure;
     }
   }
   return good;
@@ -110,16 +111,16 @@ bool EmbeddedHostSystem::QueryKmsStatus(const std::string& kmipClusterId, const 
   const auto check = [&] {
     const Deadline deadline =
         steady_clock::now() + seconds(timeLimit > 0 ? timeLimit : kDefaultSeconds);
-    // No connection to the store is held while servers are waited for.
-    const ClusterFacts facts = Store::Instance().Snapshot(
-        [&](Connection& db) { return ReadFacts(db, kmipClusterId, keyId); });
-    if (facts.servers.empty()) {
+    // Read everything first: no database connection is held while waiting for servers.
+    const ClusterConfiguration cluster = Store::Instance().Snapshot(
+        [&](Connection& db) { return ReadConfiguration(db, kmipClusterId, keyId); });
+    if (cluster.servers.empty()) {
       reason = "No server of KMIP cluster \"" + kmipClusterId + "\" is configured";
       return false;
     }
     reason.clear();
-    bool good = IsOneGood(facts, deadline, reason);
-    if (!facts.knowsKey) {
+    bool good = IsAnyServerGood(cluster, deadline, reason);
+    if (!cluster.hasKey) {
       good = false;
       reason += (reason.empty() ? "" : "; ") + ("KMIP cluster \"" + kmipClusterId) +
                 "\" has no key \"" + keyId + "\"";

@@ -14,12 +14,11 @@ namespace quelt {
 
 namespace {
 
-/// What a server may agree on, whatever OpenSSL's configuration file allows: nothing without a
-/// certificate, nothing weak.
+/// Independent of OpenSSL's configuration file: no anonymous, unencrypted or weak ciphers.
 constexpr const char* kCiphers = "DEFAULT:!aNULL:!eNULL:@SECLEVEL=2";
 
-/// Trusts exactly these certificates, also one that is no authority's but the server's own.
-void Trust(SSL_CTX* context, const std::vector<std::string>& trusted) {
+/// Trusts exactly these certificates, including ones that are not of a certificate authority.
+void SetTrusted(SSL_CTX* context, const std::vector<std::string>& trusted) {
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
   X509_STORE* const store = SSL_CTX_get_cert_store(context);
   X509_STORE_set_flags(store, X509_V_FLAG_PARTIAL_CHAIN);
@@ -32,7 +31,7 @@ void Trust(SSL_CTX* context, const std::vector<std::string>& trusted) {
   }
 }
 
-void Use(SSL_CTX* context, const ClientCertificate& client) {
+void SetClientCertificate(SSL_CTX* context, const ClientCertificate& client) {
   bool done = SSL_CTX_use_certificate(context, client.chain.front().get()) == 1 &&
               SSL_CTX_use_PrivateKey(context, client.key.get()) == 1;
   for (auto issuer = client.chain.begin() + 1; done && issuer != client.chain.end(); ++issuer) {
@@ -43,17 +42,17 @@ void Use(SSL_CTX* context, const ClientCertificate& client) {
   }
 }
 
-/// Whether this alert (RFC 8446, section 6) rejects a client's certificate or the lack of one.
+/// Whether this alert (RFC 8446, section 6) rejects a client certificate or its absence.
 bool ConcernsCertificate(int alert) {
   static constexpr std::array kAlerts = {
-      SSL_AD_HANDSHAKE_FAILURE,  // all that a server of TLS 1.2 says about a missing one
+      SSL_AD_HANDSHAKE_FAILURE,  // the alert of a TLS 1.2 server when the certificate is missing
       SSL_AD_BAD_CERTIFICATE,     SSL_AD_UNSUPPORTED_CERTIFICATE, SSL_AD_CERTIFICATE_REVOKED,
       SSL_AD_CERTIFICATE_EXPIRED, SSL_AD_CERTIFICATE_UNKNOWN,     SSL_AD_UNKNOWN_CA,
       SSL_AD_ACCESS_DENIED,       SSL_AD_CERTIFICATE_REQUIRED};
   return std::find(kAlerts.begin(), kAlerts.end(), alert) != kAlerts.end();
 }
 
-[[noreturn]] void ThrowUnverified(long result) {
+[[noreturn]] void ThrowVerificationFailure(long result) {
   switch (result) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
       throw ServerFailure("its certificate has expired");
@@ -76,15 +75,15 @@ TlsContext::TlsContext(const std::vector<std::string>& trusted, const ClientCert
   context_.reset(SSL_CTX_new(TLS_client_method()));
   if (context_ == nullptr || SSL_CTX_set_min_proto_version(get(), TLS1_2_VERSION) != 1 ||
       SSL_CTX_set_cipher_list(get(), kCiphers) != 1) {
-    ThrowOpensslFailure("TLS cannot be started");
+    ThrowOpensslFailure("TLS cannot be initialized");
   }
-  Trust(get(), trusted);
+  SetTrusted(get(), trusted);
   if (client.chain.empty()) {
     no_certificate_ = "no client certificate is configured";
   } else if (client.key == nullptr) {
     no_certificate_ = "no key of the client certificate is configured";
   } else {
-    Use(get(), client);
+    SetClientCertificate(get(), client);
   }
 }
 
@@ -100,15 +99,15 @@ TlsConnection::TlsConnection(const TlsContext& context, const std::string& host)
     ERR_clear_error();
     throw std::bad_alloc();
   }
-  SSL_set_bio(tls_.get(), incoming, outgoing);  // which owns them
+  SSL_set_bio(tls_.get(), incoming, outgoing);  // takes ownership
   SSL_set_connect_state(tls_.get());
   SSL_set_cert_cb(
       tls_.get(),
-      [](SSL*, void* asked) {
-        *static_cast<bool*>(asked) = true;
+      [](SSL*, void* requested) {
+        *static_cast<bool*>(requested) = true;
         return 1;
       },
-      &asked_for_certificate_);
+      &certificate_requested_);
   if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls_.get()), host.c_str()) != 1 &&
       (SSL_set1_host(tls_.get(), host.c_str()) != 1 ||
        SSL_set_tlsext_host_name(tls_.get(), host.c_str()) != 1)) {
@@ -122,16 +121,16 @@ std::span<const char> TlsConnection::Outgoing() const {
   return {bytes, static_cast<std::size_t>(size)};
 }
 
-void TlsConnection::Sent(std::size_t size) {
-  std::array<char, 4096> sent;
+void TlsConnection::DropOutgoing(std::size_t size) {
+  std::array<char, 4096> dropped;
   while (size > 0) {
-    const int read = BIO_read(SSL_get_wbio(tls_.get()), sent.data(),
-                              static_cast<int>(std::min(size, sent.size())));
+    const int read = BIO_read(SSL_get_wbio(tls_.get()), dropped.data(),
+                              static_cast<int>(std::min(size, dropped.size())));
     size -= static_cast<std::size_t>(read);
   }
 }
 
-void TlsConnection::Received(std::span<const char> bytes) {
+void TlsConnection::PutIncoming(std::span<const char> bytes) {
   RequireTls(bytes);
   if (BIO_write(SSL_get_rbio(tls_.get()), bytes.data(), static_cast<int>(bytes.size())) !=
       static_cast<int>(bytes.size())) {
@@ -193,7 +192,7 @@ void TlsConnection::ThrowFailure() {
   const unsigned long error = ERR_peek_error();
   const std::string reason = TakeOpensslReason();
   if (const long result = SSL_get_verify_result(tls_.get()); result != X509_V_OK) {
-    ThrowUnverified(result);
+    ThrowVerificationFailure(result);
   }
   if (ERR_GET_LIB(error) == ERR_LIB_SSL && ERR_GET_REASON(error) > SSL_AD_REASON_OFFSET) {
     ThrowAlert(ERR_GET_REASON(error) - SSL_AD_REASON_OFFSET);
@@ -203,16 +202,16 @@ void TlsConnection::ThrowFailure() {
 
 void TlsConnection::ThrowAlert(int alert) {
   const std::string meaning = SSL_alert_desc_string_long(alert);
-  if (!asked_for_certificate_ || !ConcernsCertificate(alert)) {
-    throw ServerFailure(Explained("TLS failed: the server says \"" + meaning + "\""));
+  if (!certificate_requested_ || !ConcernsCertificate(alert)) {
+    throw ServerFailure(AddCertificateHint("TLS failed: the server says \"" + meaning + "\""));
   }
   throw ServerFailure(context_.no_certificate().empty()
                           ? "it rejects the client certificate: " + meaning
                           : context_.no_certificate() + ", and the server requires one");
 }
 
-std::string TlsConnection::Explained(const std::string& failure) const {
-  return asked_for_certificate_ && !context_.no_certificate().empty()
+std::string TlsConnection::AddCertificateHint(const std::string& failure) const {
+  return certificate_requested_ && !context_.no_certificate().empty()
              ? failure + " (it asked for a client certificate; " + context_.no_certificate() + ")"
              : failure;
 }

@@ -1,7 +1,7 @@
-// The client's side of TLS, apart from the socket: nothing here waits.
+// The client side of TLS, without the socket: nothing here blocks.
 //
-// A server has to show a certificate that is trusted, valid and its own. There is no way around the
-// verification.
+// A server must present a certificate that is trusted, valid and issued for its name. The
+// verification cannot be switched off.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -16,14 +16,14 @@
 
 namespace quelt {
 
-/// What the connections of one check share.
+/// Settings that the connections of one check share.
 class TlsContext {
  public:
   /// `trusted` are certificates in PEM form. Throws QueltCtlException.
   TlsContext(const std::vector<std::string>& trusted, const ClientCertificate& client);
 
   SSL_CTX* get() const { return context_.get(); }
-  /// Why a server that asks for a client certificate gets none; "" if it gets one.
+  /// Why no client certificate is sent to a server that requests one; "" if one is sent.
   const std::string& no_certificate() const { return no_certificate_; }
 
  private:
@@ -31,30 +31,32 @@ class TlsContext {
   std::string no_certificate_;
 };
 
-/// A connection that reads from and writes to memory. Its failures are ServerFailure.
+/// A connection that reads from and writes to memory. Its functions throw ServerFailure.
 class TlsConnection {
  public:
-  /// `host` is the name or numeric address that the server must prove to be. `context` outlives the
-  /// connection.
+  /// `host` is the name or numeric address that the server's certificate must contain. `context`
+  /// outlives the connection.
   TlsConnection(const TlsContext& context, const std::string& host);
   TlsConnection(const TlsConnection&) = delete;
   TlsConnection& operator=(const TlsConnection&) = delete;
 
-  // Bytes for the peer, and from it.
+  /// Bytes to send to the peer.
   std::span<const char> Outgoing() const;
-  void Sent(std::size_t size);
-  void Received(std::span<const char> bytes);
+  /// Removes bytes that were sent.
+  void DropOutgoing(std::size_t size);
+  /// Adds bytes that were received from the peer.
+  void PutIncoming(std::span<const char> bytes);
 
-  /// Continues the handshake; false while it needs more bytes from the peer.
+  /// Continues the handshake; false while it needs further bytes from the peer.
   bool Connect();
   void Write(std::string_view text);
-  /// Appends what has arrived to `text`; false when the peer has ended the connection.
+  /// Appends decrypted bytes to `text`; false when the peer has closed the connection.
   bool Read(std::string& text);
-  /// Ends the connection as far as that needs nothing from the peer.
+  /// Sends the closing alert; does not wait for the peer's.
   void Close();
 
-  /// Adds to a failure's text whether the server asked in vain for a client certificate.
-  std::string Explained(const std::string& failure) const;
+  /// Adds a hint to a failure's text if the server requested a client certificate and got none.
+  std::string AddCertificateHint(const std::string& failure) const;
 
  private:
   [[noreturn]] void ThrowFailure();
@@ -63,8 +65,8 @@ class TlsConnection {
 
   const TlsContext& context_;
   std::unique_ptr<SSL, FreedWithForksBlocked<SSL_free>> tls_;
-  std::string start_;  // of what the peer has sent
-  bool asked_for_certificate_ = false;
+  std::string start_;  // first bytes that the peer sent
+  bool certificate_requested_ = false;
 };
 
 }  // namespace quelt

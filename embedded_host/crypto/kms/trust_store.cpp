@@ -5,7 +5,7 @@
 
 namespace quelt {
 
-void Trust(Connection& db, const std::string& text) {
+void AddTrustedCertificates(Connection& db, const std::string& text) {
   for (const Certificate& certificate : ReadCertificates(text)) {
     db.Execute("INSERT OR IGNORE INTO trusted_certificate (fingerprint, pem) VALUES (?, ?)",
                Fingerprint(*certificate), PemText(*certificate));
@@ -36,7 +36,7 @@ std::string QueltUtil::FormatCertString(const std::string& certificate) {
 
 void QueltUtil::AddKmsCertToTrustStore(const std::string& certificate, bool flag) {
   Operation("AddKmsCertToTrustStore", {{"certificate", certificate}, {"flag", flag}})
-      .Write([&](Connection& db) { quelt::Trust(db, certificate); });
+      .Write([&](Connection& db) { quelt::AddTrustedCertificates(db, certificate); });
 }
 
 }  // namespace ZelCtl::Quelt

@@ -1,5 +1,5 @@
-// The certificates that key management servers may show, or that signed theirs. Each is kept once,
-// in PEM form. Inside a transaction of the caller.
+// The table of trusted certificates: those of key management servers or of their issuers, each
+// stored once, in PEM form. Every function runs inside the caller's transaction.
 #pragma once
 
 #include <string>
@@ -10,10 +10,10 @@
 
 namespace quelt {
 
-/// Adds all certificates of a text, or none: see ReadCertificates.
-void Trust(Connection& db, const std::string& text);
+/// Adds all certificates of `text`. Throws as ReadCertificates does, without adding any.
+void AddTrustedCertificates(Connection& db, const std::string& text);
 
-/// All certificates, in the order of their addition.
+/// All certificates, in the order in which they were added.
 std::vector<std::string> TrustedCertificates(Connection& db);
 
 }  // namespace quelt

@@ -1,4 +1,5 @@
-// Switching encryption on and off, and wrapping DEKs under another KEK: all disks or none.
+// Enabling and disabling encryption, and rewrapping DEKs with the current KEK. Each operation
+// changes all of its disks or none.
 #include "embedded_host/crypto/disk.h"
 #include "embedded_host/crypto/key_cache.h"
 #include "embedded_host/crypto/wrapping.h"
@@ -12,13 +13,13 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
-/// What DEKs are wrapped under at present.
-struct PresentKek {
+/// The KEK that new and rewrapped DEKs are wrapped with.
+struct CurrentKek {
   std::string id;
-  std::string clusterId;  ///< the KMIP cluster that holds the KEK; "" when none does
+  std::string clusterId;  ///< the KMIP cluster that has the KEK; "" when none has
   Kek key;
 
-  explicit PresentKek(Connection& db) : id(FindSetting(db, "kekId").value_or("")) {
+  explicit CurrentKek(Connection& db) : id(FindSetting(db, "kekId").value_or("")) {
     if (id.empty()) {
       throw QueltCtlException("No KEK id is set");
     }
@@ -31,46 +32,46 @@ struct PresentKek {
   }
 };
 
-void WrapUnder(const PresentKek& kek, const Dek& dek, Disk& disk) {
-  SetKeyArrangement(disk.metadata, kek.id, kek.clusterId);
+void WrapWithKek(const CurrentKek& kek, const Dek& dek, Disk& disk) {
+  SetKeyIds(disk.metadata, kek.id, kek.clusterId);
   WrapDek(disk.uuid, kek.key, dek, disk.metadata);
 }
 
-/// Whatever arrangement the disk had before it was switched off, it is under the KEK now.
-void Encrypt(Connection& db, const PresentKek& kek, Disk& disk) {
+/// Encrypts with a new DEK and the current KEK, independent of the disk's earlier encryption.
+void Encrypt(Connection& db, const CurrentKek& kek, Disk& disk) {
   disk.metadata.flags = ENCR_FLAG_ENCRYPTED;
   disk.metadata.dekGenerationId += 1;
   disk.aws = {};
   Dek dek;
-  MakeDek(dek);
-  WrapUnder(kek, dek, disk);
-  StoreRecords(db, disk);
+  GenerateDek(dek);
+  WrapWithKek(kek, dek, disk);
+  UpdateRecords(db, disk);
   PutKey(db, disk.DekId(), "DEK", Bytes(dek.data(), Dek::size()));
 }
 
-void SwitchOn(Connection& db) {
+void EnableEncryption(Connection& db) {
   std::vector<Disk> disks = AllDisks(db);
   std::erase_if(disks, [](const Disk& disk) { return disk.Has(ENCR_FLAG_ENCRYPTED); });
   if (disks.empty()) {
     return;
   }
-  const PresentKek kek(db);
+  const CurrentKek kek(db);
   for (Disk& disk : disks) {
     Encrypt(db, kek, disk);
   }
 }
 
-void SwitchOff(Connection& db) {
+void DisableEncryption(Connection& db) {
   for (Disk& disk : AllDisks(db)) {
     if (disk.Has(ENCR_FLAG_ENCRYPTED)) {
       disk.metadata.flags &= static_cast<std::uint8_t>(~ENCR_FLAG_ENCRYPTED);
-      StoreRecords(db, disk);
+      UpdateRecords(db, disk);
       RemoveKey(db, disk.DekId());
     }
   }
 }
 
-void RefuseRekey(const Disk& disk) {
+void RequireRewrappable(const Disk& disk) {
   if (!disk.Has(ENCR_FLAG_ENCRYPTED)) {
     throw QueltCtlException("Disk \"" + disk.name + "\" is not encrypted");
   }
@@ -80,22 +81,22 @@ void RefuseRekey(const Disk& disk) {
   }
 }
 
-void Rekey(Connection& db, const std::vector<std::string>& names) {
+void RewrapDeks(Connection& db, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
-    RefuseRekey(FindDisk(db, name));
+    RequireRewrappable(FindDisk(db, name));
   }
-  const PresentKek kek(db);
+  const CurrentKek kek(db);
   for (const std::string& name : names) {
-    // Read again: a name may come twice.
+    // Read each disk again: a name may occur twice.
     Disk disk = FindDisk(db, name);
     Dek dek;
-    UnwrapDekOf(db, disk, dek);
-    WrapUnder(kek, dek, disk);
-    StoreRecords(db, disk);
+    UnwrapDiskDek(db, disk, dek);
+    WrapWithKek(kek, dek, disk);
+    UpdateRecords(db, disk);
   }
 }
 
-std::string Joined(const std::vector<std::string>& texts) {
+std::string Join(const std::vector<std::string>& texts) {
   std::string joined;
   for (const std::string& text : texts) {
     joined += (joined.empty() ? "" : ", ") + text;
@@ -107,14 +108,14 @@ std::string Joined(const std::vector<std::string>& texts) {
 
 void EmbeddedHostSystem::SetHostEncryptionEnabled(bool enabled, bool flag) {
   Operation("SetHostEncryptionEnabled", {{"enabled", enabled}, {"flag", flag}})
-      .Write([&](Connection& db) { enabled ? SwitchOn(db) : SwitchOff(db); });
+      .Write([&](Connection& db) { enabled ? EnableEncryption(db) : DisableEncryption(db); });
 }
 
 void EmbeddedHostSystem::ShallowRekeyDisks(const std::vector<std::string>& disks, bool flag) {
-  const std::string names = Joined(disks);
+  const std::string names = Join(disks);
   Operation("ShallowRekeyDisks", {{"disks", names}, {"flag", flag}}).Write([&](Connection& db) {
     if (!disks.empty()) {
-      Rekey(db, disks);
+      RewrapDeks(db, disks);
     }
   });
 }
