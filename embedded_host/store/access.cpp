@@ -12,17 +12,17 @@ namespace quelt {
 
 namespace {
 
-/// Root may use what belongs to others: it could read it anyway.
+/// Root may use the files of other users: it could read them anyway.
 bool BelongsToAnotherUser(const struct stat& entry) {
   return entry.st_uid != geteuid() && geteuid() != 0;
 }
 
-/// In a folder with the sticky bit, like /tmp, others may add files, but not replace ours.
+/// In a folder with the sticky bit, like /tmp, other users may add files, but not replace ours.
 void RequireSafeFolder(const std::string& path) {
   const std::string folder = std::filesystem::path(path).parent_path();
   struct stat entry = {};
   if (stat(folder.c_str(), &entry) != 0) {
-    return;  // it is made, or whoever opens the file says why it can't be
+    return;  // created later, or opening the file fails with the reason
   }
   const bool sticky = (entry.st_mode & S_ISVTX) != 0;
   if (BelongsToAnotherUser(entry) && entry.st_uid != 0 && !sticky) {
@@ -33,7 +33,7 @@ void RequireSafeFolder(const std::string& path) {
   }
 }
 
-/// False when nothing is there.
+/// Returns whether the file exists.
 bool SecureFile(const std::string& path) {
   struct stat entry = {};
   if (lstat(path.c_str(), &entry) != 0) {
@@ -61,11 +61,11 @@ bool SecureFile(const std::string& path) {
 
 bool SecureState(const std::string& path) {
   RequireSafeFolder(path);
-  const bool isThere = SecureFile(path);
+  const bool exists = SecureFile(path);
   for (const char* suffix : {"-wal", "-shm", "-control"}) {
     SecureFile(path + suffix);
   }
-  return isThere;
+  return exists;
 }
 
 }  // namespace quelt

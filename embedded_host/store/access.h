@@ -1,14 +1,14 @@
-// Who gets at the host's state. The files are their owner's alone; a folder in which others could
-// replace them, and a link in place of one, are refused.
+// Access control of the state files. Only their owner may read or write them. A folder in which
+// another user could replace them, and a symbolic link in place of a file, are rejected.
 #pragma once
 
 #include <string>
 
 namespace quelt {
 
-/// Looks at the state's folder, at the state and at what SQLite and the control word keep beside
-/// it. False when there is no state yet. Files that others may read or write, as after a copy, are
-/// made their owner's alone. Throws QueltCtlException for anything that is not the user's own.
+/// Checks the state's folder, the state file, SQLite's files beside it and the control file.
+/// Restricts the files to their owner where others have access, for example after a copy. Returns
+/// whether the state file exists. Throws QueltCtlException for an untrusted folder or file.
 bool SecureState(const std::string& path);
 
 }  // namespace quelt

@@ -1,5 +1,5 @@
 // One connection to the host's database, with its prepared statements. Used by one thread at a
-// time. Its failures are SQLite::Exception; the store makes them the host library's.
+// time. Fails with SQLite::Exception, which the store translates to the host library's exception.
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
@@ -14,11 +14,12 @@
 #include <string>
 #include <unordered_map>
 
+#include "embedded_host/store/busy_timeout.h"
 #include "embedded_host/store/environment.h"
 
 namespace quelt {
 
-/// Bytes bound to or read from a statement; not owned.
+/// Bytes to bind to a statement or read from one; not owned.
 using Bytes = std::span<const std::uint8_t>;
 
 /// The rows of a running query. Resets the statement when it goes out of scope.
@@ -32,20 +33,19 @@ class Rows {
   /// Steps to the next row; false when there is none.
   bool Next() { return statement_.executeStep(); }
 
-  // Columns of the present row, from 0.
+  // Columns of the current row, numbered from 0. An untrusted state file may hold any value in any
+  // column.
   std::string Text(int column) const {
     const SQLite::Column value = statement_.getColumn(column);
     const char* const text = value.getText();
     return std::string(text, static_cast<std::size_t>(value.getBytes()));
   }
   std::int64_t Integer(int column) const { return statement_.getColumn(column).getInt64(); }
-  /// The place of one of so many choices: a state from elsewhere may hold another number. Throws
-  /// QueltCtlException.
-  std::size_t Index(int column, std::size_t choices) const;
+  /// An index below `count`. Throws QueltCtlException for any other number.
+  std::size_t Index(int column, std::size_t count) const;
   bool Boolean(int column) const { return Integer(column) != 0; }
   bool IsNull(int column) const { return statement_.isColumnNull(column); }
-  /// A blob of exactly this size: a state from elsewhere may hold another. Throws
-  /// QueltCtlException.
+  /// Copies a blob. Throws QueltCtlException when it has another size than `to`.
   void Copy(int column, std::span<std::uint8_t> to) const;
   /// Valid until the next step.
   Bytes Blob(int column) const {
@@ -60,28 +60,30 @@ class Rows {
 
 class Connection {
  public:
-  /// Opens the file, which exists, without reading it. `place` outlives the connection. Throws
+  /// Opens the existing file without reading it. `place` outlives the connection. Throws
   /// QueltCtlException.
   explicit Connection(const StorePlace& place);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Sets durability and secrecy. Reads the file.
+  /// Sets durability and wiping of deleted content. Reads the file.
   void Configure();
 
-  /// Whether a statement that finds another writer at work waits for it, which is so at first, or
-  /// fails.
-  void EnableBusyHandler(bool wait);
+  /// Whether statements wait for another process that is writing (the default), or fail with
+  /// SQLITE_BUSY.
+  void WaitForOtherWriters(bool wait);
 
-  /// Until when statements wait for other writers; with nothing, for place().wait.
-  void WaitUntil(std::optional<std::chrono::steady_clock::time_point> end) { wait_ends_ = end; }
+  /// Statements wait for other writers up to `deadline`; with std::nullopt, for the busy time-out.
+  void SetBusyDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+    busy_handler_.SetDeadline(deadline);
+  }
 
-  /// Whether a transaction is still open.
+  /// Whether a transaction is open.
   bool InTransaction() const;
 
-  /// Runs a statement that gives no rows; returns how many rows it changed. `sql` is a literal:
-  /// its statement is prepared once per connection. The values, which may be secrets, are not
-  /// copied for it and not known to it afterwards.
+  /// Runs a statement without result rows; returns how many rows it changed. `sql` is a literal:
+  /// its statement is prepared once per connection. The values may be secrets: they are not copied,
+  /// and the statement keeps no reference to them.
   template <typename... Values>
   int Execute(const char* sql, const Values&... values) {
     SQLite::Statement& statement = Prepared(sql);
@@ -93,7 +95,7 @@ class Connection {
     return statement.exec();
   }
 
-  /// Starts a query. The values are copied: no secrets.
+  /// Starts a query. The values must not be secrets: SQLite copies them.
   template <typename... Values>
   Rows Query(const char* sql, const Values&... values) {
     SQLite::Statement& statement = Prepared(sql);
@@ -107,13 +109,11 @@ class Connection {
   SQLite::Database& database() { return database_; }
   const StorePlace& place() const { return place_; }
 
-  /// When to look again whether the file still stands (coarse clock); the store's own.
-  std::int64_t nextFileCheck = 0;
+  /// For IsSameFile (store/state_file.h): when a read checks the file again, on the coarse clock.
+  std::chrono::nanoseconds nextFileCheck{0};
 
  private:
-  static int WaitForWriter(void* connection, int retries);
-
-  /// Makes the statement forget its values at the end.
+  /// Resets a statement and clears its bound values.
   class Unbinding {
    public:
     explicit Unbinding(SQLite::Statement& statement) : statement_(statement) {}
@@ -163,7 +163,7 @@ class Connection {
   SQLite::Statement& Prepared(const char* sql);
 
   const StorePlace& place_;
-  std::optional<std::chrono::steady_clock::time_point> wait_ends_;
+  BusyHandler busy_handler_;
   SQLite::Database database_;
   std::unordered_map<const char*, std::unique_ptr<SQLite::Statement>> statements_;
 };

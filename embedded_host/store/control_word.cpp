@@ -17,8 +17,8 @@ std::string ControlFile(const std::string& state) { return state + "-control"; }
 
 }  // namespace
 
-std::atomic<const ControlWord*> ControlWord::present_{nullptr};
-const ControlWord* ControlWord::latest_ = nullptr;
+std::atomic<const ControlWord*> ControlWord::current_{nullptr};
+const ControlWord* ControlWord::newest_ = nullptr;
 
 int OpenControlFile(const std::string& state) {
   const std::string file = ControlFile(state);
@@ -32,38 +32,38 @@ int OpenControlFile(const std::string& state) {
 const ControlWord* ControlWord::Map(const std::string& state) {
   const int descriptor = OpenControlFile(state);
   struct stat entry = {};
-  void* place = MAP_FAILED;
-  // Growing it again where another process just did changes nothing.
+  void* mapping = MAP_FAILED;
+  // When another process has just set the size, this changes nothing.
   if (ftruncate(descriptor, sizeof(Counter)) == 0 && fstat(descriptor, &entry) == 0) {
-    place = mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    mapping = mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
   }
   const int error = errno;
   close(descriptor);
-  if (place == MAP_FAILED) {
+  if (mapping == MAP_FAILED) {
     ThrowSystemFailure(ControlFile(state), error);
   }
-  return new ControlWord(static_cast<Counter*>(place), entry.st_dev, entry.st_ino);
+  return new ControlWord(static_cast<Counter*>(mapping), entry.st_dev, entry.st_ino);
 }
 
 const ControlWord& ControlWord::Ensure(const StorePlace& place) {
-  const ControlWord* present = Present();
-  if (present == nullptr) {
-    present = place.in_memory() ? new ControlWord(new Counter(0), 0, 0) : Map(place.path);
-    present_.store(present, std::memory_order_release);
+  const ControlWord* current = Current();
+  if (current == nullptr) {
+    current = place.in_memory() ? new ControlWord(new Counter(0), 0, 0) : Map(place.path);
+    current_.store(current, std::memory_order_release);
   }
-  return *present;
+  return *current;
 }
 
 void ControlWord::DropIfReplaced(const StorePlace& place) {
-  const ControlWord* present = Present();
-  if (present == nullptr || place.in_memory()) {
+  const ControlWord* current = Current();
+  if (current == nullptr || place.in_memory()) {
     return;
   }
   struct stat entry = {};
-  const bool stands = stat(ControlFile(place.path).c_str(), &entry) == 0 &&
-                      entry.st_dev == present->device_ && entry.st_ino == present->inode_;
-  if (!stands) {
-    present_.compare_exchange_strong(present, nullptr);
+  const bool isSame = stat(ControlFile(place.path).c_str(), &entry) == 0 &&
+                      entry.st_dev == current->device_ && entry.st_ino == current->inode_;
+  if (!isSame) {
+    current_.compare_exchange_strong(current, nullptr);
   }
 }
 

@@ -23,22 +23,22 @@ using std::filesystem::path;
 
 Seed seed_new_state = nullptr;
 
-/// Makes what was written to a folder's list of files survive a power loss.
+/// Makes the names in a folder durable, so that a new file survives a power loss.
 void SyncFolder(const path& folder, const std::string& file) {
   const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // Some file systems can't: that is not the file's fault.
+  // EINVAL: the file system does not support fsync on folders.
   if (!descriptor.valid() || (fsync(descriptor.get()) != 0 && errno != EINVAL)) {
     ThrowSystemFailure(file, errno);
   }
 }
 
-/// Folders that are made are their owner's alone; those that stand are left as they are.
-void MakeFolders(const path& folder, const std::string& file) {
-  path made;
+/// Creates missing folders with access for the owner only; existing ones are not changed.
+void CreateFolders(const path& folder, const std::string& file) {
+  path created;
   for (const path& name : folder) {
-    const path parent = made;
-    made /= name;
-    if (mkdir(made.c_str(), 0700) == 0) {
+    const path parent = created;
+    created /= name;
+    if (mkdir(created.c_str(), 0700) == 0) {
       SyncFolder(parent, file);
     } else if (errno != EEXIST) {
       ThrowSystemFailure(file, errno);
@@ -46,11 +46,11 @@ void MakeFolders(const path& folder, const std::string& file) {
   }
 }
 
-/// A file that goes away again with what SQLite put beside it.
+/// A temporary file; the destructor removes it and SQLite's files beside it.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& target) : path_(target + "-XXXXXX") {
-    path_.reserve(path_.size() + kLongestSuffix);  // going away allocates nothing
+    path_.reserve(path_.size() + kLongestSuffix);  // the destructor must not allocate
     const Descriptor descriptor(mkostemp(path_.data(), O_CLOEXEC));
     if (!descriptor.valid()) {
       ThrowSystemFailure(target, errno);
@@ -74,12 +74,12 @@ class TemporaryFile {
   std::string path_;
 };
 
-/// Fills an empty file and leaves nothing beside it.
+/// Creates the database in the empty temporary file; leaves no log beside it.
 void BuildState(const TemporaryFile& temporary, const StorePlace& target) {
-  const StorePlace place{temporary.path(), target.wait};
+  const StorePlace place{temporary.path(), target.busyTimeout};
   Connection connection(place);
   try {
-    // No journal file: a crash before the file is published loses nothing that anybody needs.
+    // No journal file: nobody needs the content after a crash before the file is published.
     connection.database().exec("PRAGMA journal_mode = MEMORY");
     connection.database().exec("PRAGMA application_id = " + std::to_string(kApplicationId));
     connection.Configure();
@@ -91,8 +91,8 @@ void BuildState(const TemporaryFile& temporary, const StorePlace& target) {
   }
 }
 
-/// While this exists, no other process creates or removes the state: nobody takes the log of a file
-/// just made for a stray one.
+/// While this exists, no other process creates or removes the state. Otherwise a process could
+/// remove the log of a file that another one has just created.
 class CreationLock {
  public:
   explicit CreationLock(const std::string& file) : control_(OpenControlFile(file)) {
@@ -105,7 +105,7 @@ class CreationLock {
   const Descriptor control_;
 };
 
-/// The log of a file that was removed by hand would be taken for the new file's.
+/// SQLite would apply the log of a state file that was removed by hand to the new file.
 void RemoveStrayLog(const std::string& file) {
   for (const char* suffix : {"-wal", "-shm", "-journal"}) {
     if (unlink((file + suffix).c_str()) != 0 && errno != ENOENT) {
@@ -130,7 +130,7 @@ void FillNewState(Connection& db) {
 void CreateState(const StorePlace& place) {
   const std::string& file = place.path;
   const path folder = path(file).parent_path();
-  MakeFolders(folder, file);
+  CreateFolders(folder, file);
   const CreationLock lock(file);
   if (access(file.c_str(), F_OK) == 0) {
     return;

@@ -1,7 +1,6 @@
-// The creation of the host's state, that is the file, its tables and their first content, and the
-// removal of the file.
+// Creates the host's state (the file, its tables and their initial content) and removes it.
 //
-// The first content comes from a layer above the store, which registers a function for it.
+// The initial content comes from a layer above the store, which registers a callback, the seed.
 #pragma once
 
 #include "embedded_host/store/connection.h"

@@ -1,4 +1,4 @@
-// A file descriptor that is closed by its owner's end.
+// Owns a file descriptor: its destructor closes it.
 #pragma once
 
 #include <unistd.h>

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -48,14 +47,14 @@ std::string HomeDirectory() {
 
 std::string StatePath() {
   if (const char* const path = std::getenv("QUELT_HOST_STATE"); path != nullptr) {
-    // Probably an unset variable of a shell script: the user's own host is not meant.
+    // Probably an unset variable in a shell script: don't fall back to the user's own host.
     if (*path == '\0') {
       throw HostCtl::Lib::Quelt::QueltCtlException(
           "QUELT_HOST_STATE is empty: expected the path of the host's state, or no such variable");
     }
     return path;
   }
-  // A relative base directory is to be ignored (XDG Base Directory Specification).
+  // The XDG Base Directory Specification says to ignore a relative path.
   std::string base = Environment("XDG_STATE_HOME");
   if (!base.starts_with('/')) {
     base = HomeDirectory() + "/.local/state";
@@ -63,7 +62,7 @@ std::string StatePath() {
   return base + "/quelt/host.db";
 }
 
-/// A later change of the working directory must not lead to another file.
+/// Makes the path absolute, so that a later change of the working directory has no effect.
 std::string Absolute(const std::string& path) {
   std::error_code error;
   std::string absolute = std::filesystem::absolute(path, error).string();
@@ -84,13 +83,7 @@ StorePlace ReadStorePlace() {
       ThrowStoreFailure(place.path, "a folder's path, not a file's");
     }
   }
-  const std::string seconds = Environment("QUELT_HOST_WAIT");
-  const char* const end = seconds.data() + seconds.size();
-  unsigned wait = 0;
-  if (const auto read = std::from_chars(seconds.data(), end, wait);
-      read.ec == std::errc() && read.ptr == end) {
-    place.wait = std::chrono::seconds(wait);
-  }
+  place.busyTimeout = ReadBusyTimeout();
   return place;
 }
 

@@ -16,8 +16,8 @@ namespace {
 
 std::string SystemText(int error) { return std::generic_category().message(error); }
 
-/// SQLite needs a writable folder for the files beside the database. Its own error may name a
-/// missing one of these files instead.
+/// SQLite needs a writable folder for the files beside the database. Its own error does not mention
+/// the folder.
 void RequireWritableFolder(const StorePlace& place) {
   const std::string folder = std::filesystem::path(place.path).parent_path();
   if (!place.in_memory() && access(folder.c_str(), W_OK) != 0) {
@@ -41,7 +41,7 @@ void ThrowSystemFailure(const std::string& file, int error) {
 
 void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                           const SQLite::Exception& failure) {
-  const int code = failure.getErrorCode() & 0xff;  // without SQLite's finer distinctions
+  const int code = failure.getErrorCode() & 0xff;  // the primary code of an extended one
   if (code == SQLITE_BUSY) {
     ThrowTimeout(place, kOtherWriter);
   }
@@ -59,9 +59,9 @@ void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
   ThrowStoreFailure(place.path, reason);
 }
 
-void ThrowTimeout(const StorePlace& place, std::string_view what) {
-  ThrowStoreFailure(place.path,
-                    "waited " + std::to_string(place.wait.count()) + " s for " + std::string(what));
+void ThrowTimeout(const StorePlace& place, std::string_view resource) {
+  ThrowStoreFailure(place.path, "waited " + std::to_string(place.busyTimeout.count()) + " s for " +
+                                    std::string(resource));
 }
 
 }  // namespace quelt

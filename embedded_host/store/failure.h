@@ -1,4 +1,4 @@
-// Failures of the store, in one form: "<file>: <reason>", as the host library's exception.
+// Failures of the store as the host library's exception, with the text "<file>: <reason>".
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ struct StorePlace;
 
 [[noreturn]] void ThrowStoreFailure(const std::string& file, std::string_view reason);
 
-/// The file is a Quelt host's state, but its content is damaged. The text names the command that
+/// The file is a Quelt host's state, but its content is damaged. The message names the command that
 /// replaces it.
 class DamagedState final : public HostCtl::Lib::Quelt::QueltCtlException {
  public:
@@ -27,14 +27,14 @@ class DamagedState final : public HostCtl::Lib::Quelt::QueltCtlException {
 /// The reason is the system's text for the errno value `error`.
 [[noreturn]] void ThrowSystemFailure(const std::string& file, int error);
 
-/// The reason is SQLite's text, with the system's where there is one. Throws DamagedState when
-/// SQLite finds the content damaged.
+/// The reason is SQLite's message, followed by the system's if there is one. Throws DamagedState
+/// when SQLite reports damaged content.
 [[noreturn]] void ThrowDatabaseFailure(const StorePlace& place, Connection& connection,
                                        const SQLite::Exception& failure);
 
-// What was waited for in vain.
+// What the wait was for.
 inline constexpr std::string_view kOtherWriter = "another writer to finish";
 inline constexpr std::string_view kFreeConnection = "a connection";
-[[noreturn]] void ThrowTimeout(const StorePlace& place, std::string_view what);
+[[noreturn]] void ThrowTimeout(const StorePlace& place, std::string_view resource);
 
 }  // namespace quelt

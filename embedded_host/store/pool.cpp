@@ -14,16 +14,16 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// Above this many, threads wait for each other: each connection holds three file descriptors.
-constexpr std::size_t kMostConnections = 64;
+/// Limits file descriptors: each connection uses three. Further threads wait for a connection.
+constexpr std::size_t kMaxConnections = 64;
 
-/// Whether this thread holds a connection, or holds forks off.
+/// Whether this thread holds a connection or blocks forks.
 thread_local bool in_use_here = false;
 
 Pool* the_pool = nullptr;
 
-/// At load time: a pool made at its first use could be half made at a fork.
-__attribute__((constructor)) void MakePool() {
+/// Runs at load time: with creation at first use, a fork could find the pool half constructed.
+__attribute__((constructor)) void CreatePool() {
   the_pool = new Pool;
   pthread_atfork([] { the_pool->BeforeFork(); }, [] { the_pool->AfterForkInParent(); },
                  [] { the_pool->AfterForkInChild(); });
@@ -43,9 +43,9 @@ const StorePlace& Pool::place() {
 const StorePlace& Pool::PlaceLocked() {
   if (!place_) {
     place_ = ReadStorePlace();
-    // A database in memory belongs to its one connection.
-    most_in_use_ = place_->in_memory() ? 1 : kMostConnections;
-    idle_.reserve(most_in_use_);
+    // A database in memory exists in one connection only.
+    max_in_use_ = place_->in_memory() ? 1 : kMaxConnections;
+    idle_.reserve(max_in_use_);
   }
   return *place_;
 }
@@ -55,11 +55,11 @@ std::unique_ptr<Connection> Pool::Acquire(Use use) {
     throw std::logic_error("An operation of the embedded host was started inside another");
   }
   std::unique_ptr<Connection> connection;
-  std::optional<steady_clock::time_point> waitEnds;
+  std::optional<steady_clock::time_point> deadline;
   {
     std::unique_lock lock(mutex_);
     PlaceLocked();
-    waitEnds = Wait(lock, use);
+    deadline = Wait(lock, use);
     ++in_use_;
     writing_ = writing_ || use == Use::kWrite;
     connection = PopIdle();
@@ -76,7 +76,7 @@ std::unique_ptr<Connection> Pool::Acquire(Use use) {
     Release(nullptr, use);
     throw;
   }
-  connection->WaitUntil(waitEnds);
+  connection->SetBusyDeadline(deadline);
   return connection;
 }
 
@@ -85,7 +85,7 @@ void Pool::Release(std::unique_ptr<Connection> connection, Use use) noexcept {
   const std::lock_guard lock(mutex_);
   --in_use_;
   writing_ = writing_ && use != Use::kWrite;
-  // Closed, one that could not roll back does.
+  // A connection that failed to roll back is closed; closing rolls it back.
   if (connection != nullptr && !connection->InTransaction()) {
     idle_.push_back(std::move(connection));
   }
@@ -96,19 +96,19 @@ void Pool::Release(std::unique_ptr<Connection> connection, Use use) noexcept {
 
 std::optional<steady_clock::time_point> Pool::Wait(std::unique_lock<std::mutex>& lock, Use use) {
   const auto free = [&] {
-    return forks_ == 0 && in_use_ < most_in_use_ && !(writing_ && use == Use::kWrite);
+    return forks_ == 0 && in_use_ < max_in_use_ && !(writing_ && use == Use::kWrite);
   };
   if (free()) {
     return std::nullopt;
   }
-  const steady_clock::time_point end = steady_clock::now() + place_->wait;
+  const steady_clock::time_point deadline = steady_clock::now() + place_->busyTimeout;
   ++waiting_;
-  const bool freed = changed_.wait_until(lock, end, free);
+  const bool freed = changed_.wait_until(lock, deadline, free);
   --waiting_;
   if (!freed) {
     ThrowTimeout(*place_, use == Use::kWrite ? kOtherWriter : kFreeConnection);
   }
-  return end;
+  return deadline;
 }
 
 std::unique_ptr<Connection> Pool::PopIdle() {
@@ -157,7 +157,8 @@ void Pool::AfterForkInParent() {
 }
 
 void Pool::AfterForkInChild() {
-  // The threads that waited are not here, and the condition variable must not wait for them.
+  // The parent's waiting threads don't exist in the child. Replace the condition variable: its
+  // destructor would wait for them.
   new (&changed_) std::condition_variable;
   idle_.clear();
   waiting_ = 0;

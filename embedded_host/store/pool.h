@@ -1,12 +1,12 @@
-// The connections of this process to the host's state, and what becomes of them in a fork.
+// The pool of this process's connections to the host's state. Any thread may use it.
 //
-// SQLite keeps its file locks in a table of the process, which a forked child inherits wrongly.
-// So before a fork all connections in use are waited for, all are closed, and nobody gets one until
-// the fork has happened; parent and child then open anew. A host in memory stays in the parent; the
-// child starts with a fresh one.
+// A forked child must not use SQLite connections of its parent: it inherits SQLite's table of file
+// locks, but not the locks. So a fork waits until no connection is in use, and closes all of them;
+// parent and child open new ones. A state in memory remains with the parent; the child gets a new
+// one.
 //
-// Three rules follow for whoever holds a connection: be quick, start no other operation (it is
-// refused), and do not fork (it would wait for itself).
+// Therefore a thread that holds a connection is quick, starts no other operation (Acquire throws)
+// and does not fork (it would deadlock).
 #pragma once
 
 #include <chrono>
@@ -30,71 +30,74 @@ class Pool {
   Pool(const Pool&) = delete;
   Pool& operator=(const Pool&) = delete;
 
-  /// Read from the environment at the first call.
+  /// Reads the environment at the first call.
   const StorePlace& place();
 
-  /// A connection for the calling thread. Writers of one process get theirs one after another, so
-  /// that a fork never waits for more than one of them. Throws QueltCtlException, also when the
-  /// wait took too long.
+  /// Takes a connection for the calling thread. Only one thread at a time gets one for writing, so
+  /// that a fork waits for at most one writer. Throws QueltCtlException, also after waiting for the
+  /// busy time-out.
   std::unique_ptr<Connection> Acquire(Use use);
-  /// `connection` may be null, or one that must not be used again.
+  /// Returns a connection to the pool. `connection` is null when Acquire failed to open one.
   void Release(std::unique_ptr<Connection> connection, Use use) noexcept;
 
-  /// True while the calling thread holds a connection, or holds forks off.
+  /// Whether the calling thread holds a connection or blocks forks.
   static bool InUseHere();
 
-  /// Until AllowForks, no thread of this process forks. See ForkBlocker.
+  /// Between these calls, forks of this process wait. See ForkBlocker.
   void BlockForks();
   void AllowForks() noexcept;
 
-  // Called around each fork of the process.
+  // Handlers for pthread_atfork.
   void BeforeFork();
   void AfterForkInParent();
   void AfterForkInChild();
 
  private:
+  /// As place(); the caller holds mutex_.
   const StorePlace& PlaceLocked();
-  /// Until when the operation may wait further; nothing when it has not waited.
+  /// Waits until a connection may be used. Returns the deadline for further waiting; std::nullopt
+  /// when it did not wait.
   std::optional<std::chrono::steady_clock::time_point> Wait(std::unique_lock<std::mutex>& lock,
                                                             Use use);
   std::unique_ptr<Connection> PopIdle();
 
-  std::mutex mutex_;  // held by the forking thread while it forks
+  std::mutex mutex_;  // held by a forking thread during the fork
   std::condition_variable changed_;
   std::optional<StorePlace> place_;
   std::vector<std::unique_ptr<Connection>> idle_;
-  std::size_t most_in_use_ = 0;
+  std::size_t max_in_use_ = 0;
   std::size_t in_use_ = 0;
   std::size_t fork_blockers_ = 0;
   std::size_t waiting_ = 0;
-  unsigned forks_ = 0;  // threads that are about to fork
+  unsigned forks_ = 0;  // threads in fork()
   bool writing_ = false;
 };
 
-/// The pool of this process. Made when the library is loaded and never destroyed: at exit, daemon
-/// threads may still be inside.
+/// The pool of this process. Created when the library is loaded and never destroyed: daemon threads
+/// may still use it at exit.
 Pool& ConnectionPool();
 
-/// While one of these lives no thread of this process forks: for work with a library whose own
-/// locks a child would find taken for good. Be quick, and take no connection meanwhile. Where the
-/// thread holds one, forks wait already.
+/// While this exists, forks of this process wait. For calls into a library with locks of its own: a
+/// child forked during such a call would inherit a locked lock that nobody unlocks. Be quick, and
+/// acquire no connection meanwhile. Without effect when the thread holds a connection: forks
+/// already wait for that.
 class ForkBlocker {
  public:
-  ForkBlocker() : holds_(!Pool::InUseHere()) {
-    if (holds_) {
+  ForkBlocker() : blocks_(!Pool::InUseHere()) {
+    if (blocks_) {
       ConnectionPool().BlockForks();
     }
   }
   ForkBlocker(const ForkBlocker&) = delete;
   ForkBlocker& operator=(const ForkBlocker&) = delete;
   ~ForkBlocker() {
-    if (holds_) {
+    if (blocks_) {
       ConnectionPool().AllowForks();
     }
   }
 
  private:
-  const bool holds_;
+  const bool blocks_;
 };
 
 }  // namespace quelt

@@ -26,6 +26,8 @@ namespace {
   "  sub_cluster_uuid   TEXT NOT NULL,\n"       \
   "  UNIQUE (uuid, address, port)\n"
 
+// SQLite stores the comments inside of a CREATE statement, and UpgradeSchema compares them: don't
+// change those.
 constexpr const char* kTables = R"sql(
 -- Single settings: hardwareSku, iloFirst, iloSecond, kekId, hostKeyId, ...
 CREATE TABLE setting (
@@ -41,13 +43,13 @@ CREATE TABLE service_setting (
   PRIMARY KEY (service, key)
 ) WITHOUT ROWID;
 
--- What processes keep at hand (store/switches.h): journal, csd, metadataNode.
+-- Flags that processes cache (operation/switches.h): journal, csd, metadataNode.
 CREATE TABLE switch (
   name  TEXT PRIMARY KEY,
   is_on INTEGER NOT NULL
 ) WITHOUT ROWID;
 
--- Operations that misbehave on purpose.
+-- Injected faults (operation/faults.h), by operation.
 CREATE TABLE fault (
   operation TEXT PRIMARY KEY,
   kind      TEXT NOT NULL,
@@ -76,8 +78,8 @@ CREATE TABLE object (
 ) WITHOUT ROWID;
 CREATE INDEX object_group ON object (group_uuid) WHERE group_uuid IS NOT NULL;
 
--- The host's space, in bytes: one row. The last two columns follow the objects, so that a creation
--- need not look at all of them.
+-- The host's space, in bytes: one row. Triggers maintain the last two columns, so that creating an
+-- object does not read all objects.
 CREATE TABLE space (
   physical_capacity  INTEGER NOT NULL,
   dedup_metadata     INTEGER NOT NULL,
@@ -158,22 +160,22 @@ CREATE TABLE kms_password (
   password        TEXT NOT NULL
 ) WITHOUT ROWID;
 
--- Certificates that are trusted, each once.
+-- Trusted certificates.
 CREATE TABLE trusted_certificate (
   position    INTEGER PRIMARY KEY,
   fingerprint TEXT NOT NULL UNIQUE,  -- SHA-256
   pem         TEXT NOT NULL
 );
 
--- What the cloud KMS answers to a text.
+-- The cloud KMS's answers, by text.
 CREATE TABLE cloud_kms (
   text  TEXT PRIMARY KEY,
   good  INTEGER NOT NULL,
   error TEXT NOT NULL
 ) WITHOUT ROWID;
 
--- Unicast agents: the membership list, and what the configuration store records. The id keeps the
--- order in which they came.
+-- Unicast agents: the membership list, and the agents recorded in the configuration store. Ordered
+-- by id.
 CREATE TABLE agent ()sql" AGENT_COLUMNS R"sql();
 CREATE TABLE recorded_agent ()sql" AGENT_COLUMNS R"sql();
 
@@ -199,7 +201,7 @@ CREATE TABLE zelnic (
   ttl             INTEGER NOT NULL
 );
 
--- The journal of operations (journal.h).
+-- The journal of operations (operation/journal.h).
 CREATE TABLE journal (
   number    INTEGER PRIMARY KEY,
   time      INTEGER NOT NULL,  -- microseconds since 1970
@@ -213,7 +215,7 @@ CREATE TABLE journal (
 )sql";
 
 constexpr const char* kClientCertificates = R"sql(
--- How the host identifies itself to the servers of a KMIP cluster; PEM texts.
+-- The client certificate for the servers of a KMIP cluster; PEM texts.
 CREATE TABLE kms_client (
   kmip_cluster_id TEXT PRIMARY KEY,
   certificates    TEXT NOT NULL,  -- the client's own first
@@ -225,7 +227,7 @@ constexpr const char* kSteps[] = {kTables, kClientCertificates};
 
 int Version(Connection& db) { return db.database().execAndGet("PRAGMA user_version").getInt(); }
 
-/// All that a database defines, as text.
+/// All definitions in a database, as text.
 std::string Definitions(SQLite::Database& db) {
   return db
       .execAndGet(
@@ -234,19 +236,19 @@ std::string Definitions(SQLite::Database& db) {
       .getString();
 }
 
-/// Made by a database in memory, for the newest version once per process.
-std::string MadeBy(SchemaSteps steps) {
-  SQLite::Database made(kInMemory, SQLite::OPEN_READWRITE);
+/// The definitions that the steps create, from a database in memory.
+std::string DefinitionsOf(SchemaSteps steps) {
+  SQLite::Database database(kInMemory, SQLite::OPEN_READWRITE);
   for (const char* const step : steps) {
-    made.exec(step);
+    database.exec(step);
   }
-  return Definitions(made);
+  return Definitions(database);
 }
 
 void RequireDefinitions(Connection& db, SchemaSteps steps) {
-  static const std::string newest = MadeBy(kSteps);
+  static const std::string newest = DefinitionsOf(kSteps);
   const bool isNewest = steps.data() == kSteps && steps.size() == std::size(kSteps);
-  if (Definitions(db.database()) != (isNewest ? newest : MadeBy(steps))) {
+  if (Definitions(db.database()) != (isNewest ? newest : DefinitionsOf(steps))) {
     throw DamagedState(db.place().path, "its tables are not those of a Quelt host");
   }
 }
@@ -262,7 +264,7 @@ void UpgradeSchema(Connection& db, SchemaSteps steps) {
     return;
   }
   Transaction transaction(db, Transaction::Kind::kWrite);
-  // Another process may have been quicker.
+  // Another process may have upgraded the file since.
   const int version = Version(db);
   if (version < 0 || version > newest) {
     ThrowStoreFailure(db.place().path, "made by a newer host library (schema version " +

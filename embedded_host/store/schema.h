@@ -1,4 +1,4 @@
-// The tables of the host's state, and the steps that bring an older file up to date.
+// The tables of the host's state, and the steps that upgrade a file of an older version.
 #pragma once
 
 #include <span>
@@ -7,19 +7,20 @@
 
 namespace quelt {
 
-/// Stands in every state file ("Qult"), so that another program's database is told from ours.
+/// The application id ("Qult") in the header of every state file: it distinguishes state files from
+/// databases of other programs.
 inline constexpr std::uint32_t kApplicationId = 0x51756c74;
 
-/// Step i brings a file from version i to i + 1; a new file has version 0.
+/// Step i upgrades a file from version i to version i + 1; a new file has version 0.
 using SchemaSteps = std::span<const char* const>;
 SchemaSteps AllSteps();
 
-/// Runs the missing steps, all or none of them. A file that is newer than the last step, or whose
-/// tables, triggers and views are not exactly those of its version, is refused (QueltCtlException):
-/// what another one has put there would run with our statements.
+/// Runs the missing steps in one transaction. Throws QueltCtlException when the file is newer than
+/// the last step, or when its tables, triggers and views are not exactly those of its version: a
+/// foreign trigger or view would run as part of our statements.
 void UpgradeSchema(Connection& db, SchemaSteps steps = AllSteps());
 
-/// Empties all tables. Inside a transaction.
+/// Deletes all rows of all tables. Called inside a transaction.
 void ClearTables(Connection& db);
 
 }  // namespace quelt

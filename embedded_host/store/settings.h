@@ -1,4 +1,4 @@
-// Single settings of the host, by name.
+// Settings of the host, by name.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,12 @@
 
 namespace quelt {
 
-/// The setting's value, or nothing when it was never set.
+/// The setting's value; std::nullopt when it is not set.
 std::optional<std::string> FindSetting(Connection& db, const char* name);
-/// The same for secrets, which pass through no other place; false when it was never set.
+/// The same for a secret: makes no other copy than `value`. False when it is not set.
 bool FindSetting(Connection& db, const char* name, std::string& value);
-/// A number from 0 to 255. A state from elsewhere may hold another text: QueltCtlException.
+/// A number from 0 to 255. Throws QueltCtlException for any other text, which an untrusted state
+/// file may hold.
 std::optional<std::uint8_t> FindNumber(Connection& db, const char* name);
 void PutSetting(Connection& db, const char* name, const std::string& value);
 

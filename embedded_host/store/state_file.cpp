@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <ctime>
 
 #include "embedded_host/store/access.h"
-#include "embedded_host/store/coarse_clock.h"
 #include "embedded_host/store/control_word.h"
 #include "embedded_host/store/creation.h"
 #include "embedded_host/store/failure.h"
@@ -22,18 +22,18 @@ constexpr std::string_view kMagic{"SQLite format 3\0", 16};
 constexpr std::size_t kApplicationIdAt = 68;  // big-endian; SQLite's file format, section 1.3
 constexpr std::size_t kHeaderSize = 100;
 
-/// SQLite takes shorter paths than the system, and the file's companions have longer ones.
+/// SQLite's limit is below the system's, and the files beside the state have longer paths.
 void RejectLongPath(const std::string& path) {
   constexpr std::size_t kLongestSuffix = sizeof("-XXXXXX-journal") - 1;
-  const auto most = static_cast<std::size_t>(sqlite3_vfs_find(nullptr)->mxPathname);
-  if (path.size() + kLongestSuffix > most) {
+  const auto longest = static_cast<std::size_t>(sqlite3_vfs_find(nullptr)->mxPathname);
+  if (path.size() + kLongestSuffix > longest) {
     ThrowStoreFailure(path, "a path of " + std::to_string(path.size()) + " bytes, the longest is " +
-                                std::to_string(most - kLongestSuffix));
+                                std::to_string(longest - kLongestSuffix));
   }
 }
 
-/// Looks at the file's first bytes through the connection's own file handle: no lock, no log and no
-/// other file is touched, and no second handle is closed, which would drop SQLite's locks.
+/// Reads the header through the connection's own file handle: reading it with SQL would take locks
+/// and process the log, and closing a second handle would release SQLite's locks.
 void RejectForeignFile(Connection& connection) {
   sqlite3_file* file = nullptr;
   sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
@@ -56,9 +56,9 @@ void RejectForeignFile(Connection& connection) {
   }
 }
 
-/// SQLite takes a file that it can't write for one to read alone, also when the reason is gone in a
-/// moment (too many open files), and goes on so for as long as the connection lives. A lock on the
-/// log that is there for writing is given or denied for another writer; nobody waits.
+/// When SQLite can't open a file for writing, even for a temporary reason (too many open files), it
+/// opens it read-only for the life of the connection. For the log, BEGIN IMMEDIATE detects that: it
+/// fails with SQLITE_READONLY, not with success or SQLITE_BUSY.
 void RejectReadOnlyFile(Connection& connection) {
   sqlite3* const handle = connection.database().getHandle();
   const std::string& path = connection.place().path;
@@ -66,12 +66,20 @@ void RejectReadOnlyFile(Connection& connection) {
     access(path.c_str(), W_OK) != 0 ? ThrowSystemFailure(path, errno)
                                     : ThrowStoreFailure(path, "cannot be opened for writing");
   }
-  connection.EnableBusyHandler(false);
+  connection.WaitForOtherWriters(false);
   const int status = sqlite3_exec(handle, "BEGIN IMMEDIATE; ROLLBACK", nullptr, nullptr, nullptr);
-  connection.EnableBusyHandler(true);
+  connection.WaitForOtherWriters(true);
   if ((status & 0xff) == SQLITE_READONLY) {
     ThrowStoreFailure(path, "its log cannot be opened for writing");
   }
+}
+
+/// The time since an arbitrary start, accurate to a few milliseconds: much cheaper than a precise
+/// clock, as it is read for every operation.
+std::chrono::nanoseconds CoarseNow() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
 std::unique_ptr<Connection> OpenInMemory(const StorePlace& place) {
@@ -87,9 +95,9 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
   if (place.in_memory()) {
     return OpenInMemory(place);
   }
-  const bool isThere = SecureState(place.path);
+  const bool exists = SecureState(place.path);
   RejectLongPath(place.path);
-  if (!isThere) {
+  if (!exists) {
     CreateState(place);
   }
   auto connection = std::make_unique<Connection>(place);
@@ -105,11 +113,11 @@ std::unique_ptr<Connection> OpenState(const StorePlace& place) {
 }
 
 bool IsSameFile(Connection& connection, bool writing) {
-  const std::int64_t now = CoarseNow();
+  const std::chrono::nanoseconds now = CoarseNow();
   if (!writing && now < connection.nextFileCheck) {
     return true;
   }
-  connection.nextFileCheck = now + kLookAgainAfter;
+  connection.nextFileCheck = now + kFileCheckInterval;
   ControlWord::DropIfReplaced(connection.place());
   int moved = 0;
   sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);

@@ -1,23 +1,29 @@
 // The file that holds the host's state.
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "embedded_host/store/connection.h"
 
 namespace quelt {
 
-/// A connection to the host's state, ready for use; a state that does not exist yet is created
-/// (see creation.h). What is not a state of ours, or not one that we understand, is refused and
-/// left as it is. Throws QueltCtlException. `place` outlives the connection.
+/// Opens a connection to the host's state; creates a state that does not exist (see creation.h).
+/// Throws QueltCtlException, without changing the file, when it is not a state file, or one of a
+/// newer version. `place` outlives the connection.
 std::unique_ptr<Connection> OpenState(const StorePlace& place);
 
-/// False when the file that this connection has open was removed or replaced at its path. Looked at
-/// now and then when reading, always before writing, and the control file with it.
+/// The longest time for which reads may use a state file that was removed or replaced.
+inline constexpr std::chrono::milliseconds kFileCheckInterval{50};
+
+/// Whether the file at the state's path is still the one that this connection has open. Checked
+/// before every write, and before a read when the last check is older than kFileCheckInterval;
+/// between checks the answer is true. Checks the control file as well
+/// (ControlWord::DropIfReplaced).
 bool IsSameFile(Connection& connection, bool writing);
 
-/// Empties the log, where what was deleted from the state could still be read. Outside any
-/// transaction; where another process is in the way, that is left to a later time.
+/// Truncates the write-ahead log, which may still hold content deleted from the state. Called
+/// outside of transactions. Has no effect while another process uses the log.
 void EmptyLog(Connection& connection);
 
 }  // namespace quelt

@@ -1,8 +1,8 @@
-// The host's state: one SQLite database, reached through a pool of connections.
+// The host's state: one SQLite database, accessed through a pool of connections.
 //
-// Any thread may use the store. A body holds a connection: it is quick, starts no other operation
-// and does not fork. Whatever goes wrong with the database is a QueltCtlException that names the
-// file and the reason.
+// Any thread may use the store. `body` runs while a connection is held: it must be quick, start no
+// other operation and not fork (see pool.h). Failures of the database are thrown as
+// QueltCtlException with the file and the reason.
 #pragma once
 
 #include <memory>
@@ -19,10 +19,10 @@ namespace quelt {
 
 class Store {
  public:
-  /// The store of this process. Its path is decided at the first use.
+  /// The store of this process. The first use determines its path.
   static Store Instance() { return Store(ConnectionPool()); }
 
-  /// Runs `body(Connection&)` with one connection and no transaction around it.
+  /// Runs `body(Connection&)` without a transaction.
   template <typename Body>
   auto Read(Body&& body) {
     return WithConnection(Pool::Use::kRead, std::forward<Body>(body));
@@ -40,8 +40,8 @@ class Store {
     return InTransaction(Pool::Use::kWrite, Transaction::Kind::kWrite, std::forward<Body>(body));
   }
 
-  /// The same for notes about operations: what the body changed survives the end of the process,
-  /// but not, for some time, that of the machine; so it costs no wait for the disk.
+  /// As Write, without waiting for the disk: the changes survive a crash of the process, but a
+  /// crash of the machine may lose them.
   template <typename Body>
   void WriteRelaxed(Body&& body) {
     WithConnection(Pool::Use::kWrite, [&](Connection& connection) {
@@ -55,7 +55,7 @@ class Store {
   const std::string& path() const { return pool_.place().path; }
 
  private:
-  /// A connection out of the pool, given back at the end.
+  /// Holds a connection of the pool.
   class Lease {
    public:
     Lease(Pool& pool, Pool::Use use) : pool_(pool), use_(use), connection_(pool.Acquire(use)) {}

@@ -1,15 +1,16 @@
-// A transaction that is rolled back unless it was committed, and how durable commits are.
+// Transactions, and the durability of their commits.
 #pragma once
 
 #include "embedded_host/store/connection.h"
 
 namespace quelt {
 
+/// Rolls back in its destructor unless it was committed.
 class Transaction {
  public:
   enum class Kind { kRead, kWrite };
 
-  /// A write transaction waits for other writers, within the connection's limit.
+  /// A write transaction waits for other writers up to the busy time-out (store/busy_timeout.h).
   Transaction(Connection& connection, Kind kind) : connection_(connection) {
     connection_.Execute(kind == Kind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
   }
@@ -18,7 +19,7 @@ class Transaction {
 
   ~Transaction() {
     if (open_) {
-      // Fails where SQLite has already rolled back by itself; allocates nothing of ours.
+      // Fails when SQLite has already rolled back. Does not throw, as Execute might.
       connection_.database().tryExec("ROLLBACK");
     }
   }
@@ -33,7 +34,8 @@ class Transaction {
   bool open_ = true;
 };
 
-/// Commits of the connection don't wait for the disk while this stands. Outside transactions.
+/// While this exists, commits of the connection don't wait for the disk. Create and destroy it
+/// outside transactions.
 class RelaxedDurability {
  public:
   explicit RelaxedDurability(Connection& connection) : connection_(connection) {

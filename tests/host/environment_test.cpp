@@ -40,7 +40,7 @@ TEST(Environment, WaitIsMisread) {
   for (const auto& [text, seconds] :
        {std::pair("7", 7), {"0", 0}, {"", 30}, {"-1", 30}, {"1.5", 30}, {"99999999999", 30}}) {
     setenv("QUELT_HOST_WAIT", text, 1);
-    EXPECT_EQ(ReadStorePlace().wait.count(), seconds) << text;
+    EXPECT_EQ(ReadStorePlace().busyTimeout.count(), seconds) << text;
   }
 }
 
