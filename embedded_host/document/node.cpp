@@ -24,7 +24,7 @@ std::string EscapedKey(std::string_view key) {
 }
 
 void Node::Fail(std::string_view expectation) const {
-  throw ScenarioError((place_.empty() ? std::string("the document") : place_) + ": expected " +
+  throw ScenarioError((pointer_.empty() ? std::string("the document") : pointer_) + ": expected " +
                       std::string(expectation));
 }
 
@@ -66,7 +66,7 @@ std::vector<std::uint8_t> Node::Hex(std::size_t bytes) const { return Hex(bytes,
 std::vector<std::uint8_t> Node::Hex(std::size_t least, std::size_t most) const {
   auto bytes = value_->is_string() ? ReadHex(value_->get_ref<const std::string&>()) : std::nullopt;
   if (!bytes || bytes->size() < least || bytes->size() > most) {
-    // The value may be a key: it is not shown.
+    // Don't show the value: it may be a key.
     Fail(least == most ? std::to_string(2 * least) + " hexadecimal digits"
                        : "an even number of hexadecimal digits, " + std::to_string(2 * least) +
                              " to " + std::to_string(2 * most));
@@ -81,7 +81,7 @@ std::vector<Node> Node::Items() const {
   std::vector<Node> items;
   items.reserve(value_->size());
   for (const json& item : *value_) {
-    items.emplace_back(item, place_ + "/" + std::to_string(items.size()));
+    items.emplace_back(item, pointer_ + "/" + std::to_string(items.size()));
   }
   return items;
 }
@@ -92,7 +92,7 @@ std::vector<std::pair<std::string, Node>> Node::Members() const {
   }
   std::vector<std::pair<std::string, Node>> members;
   for (const auto& [key, value] : value_->items()) {
-    members.emplace_back(key, Node(value, place_ + "/" + EscapedKey(key)));
+    members.emplace_back(key, Node(value, pointer_ + "/" + EscapedKey(key)));
   }
   return members;
 }
@@ -107,7 +107,7 @@ void Node::AllowOnly(std::span<const std::string_view> keys) const {
       for (const std::string_view name : keys) {
         known += (known.empty() ? "" : ", ") + std::string(name);
       }
-      Node(value, place_ + "/" + EscapedKey(key)).Fail("one of these keys instead: " + known);
+      Node(value, pointer_ + "/" + EscapedKey(key)).Fail("one of these keys instead: " + known);
     }
   }
 }
@@ -126,23 +126,23 @@ std::optional<Node> Node::Find(const char* key) const {
   }
   const auto found = value_->find(key);
   return found == value_->end() ? std::nullopt
-                                : std::optional(Node(*found, place_ + "/" + EscapedKey(key)));
+                                : std::optional(Node(*found, pointer_ + "/" + EscapedKey(key)));
 }
 
-std::string Node::TextOr(const char* key, std::string missing) const {
+std::string Node::TextOr(const char* key, std::string fallback) const {
   const std::optional<Node> member = Find(key);
-  return member ? member->Text() : std::move(missing);
+  return member ? member->Text() : std::move(fallback);
 }
 
-bool Node::BooleanOr(const char* key, bool missing) const {
+bool Node::BooleanOr(const char* key, bool fallback) const {
   const std::optional<Node> member = Find(key);
-  return member ? member->Boolean() : missing;
+  return member ? member->Boolean() : fallback;
 }
 
-std::int64_t Node::IntegerOr(const char* key, std::int64_t missing, std::int64_t least,
+std::int64_t Node::IntegerOr(const char* key, std::int64_t fallback, std::int64_t least,
                              std::int64_t most) const {
   const std::optional<Node> member = Find(key);
-  return member ? member->Integer(least, most) : missing;
+  return member ? member->Integer(least, most) : fallback;
 }
 
 }  // namespace quelt

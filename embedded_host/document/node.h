@@ -1,4 +1,4 @@
-// A value in a scenario document, together with its place in it.
+// A value in a scenario document, with the JSON pointer to it.
 #pragma once
 
 #include <cstdint>
@@ -15,20 +15,22 @@
 
 namespace quelt {
 
-/// A document that is not a scenario: the text gives the place and what was expected there, for
-/// example "/disks/0/dek: expected 128 hexadecimal digits".
+/// A document is not a valid scenario. The text has the JSON pointer to the invalid value and what
+/// was expected there, for example "/disks/0/dek: expected 128 hexadecimal digits".
 class ScenarioError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A key as it stands in a place: "~" and "/" are escaped (RFC 6901).
+/// A key as part of a JSON pointer, with "~" and "/" escaped (RFC 6901).
 std::string EscapedKey(std::string_view key);
 
-/// Reads one value of the document and refuses what does not fit. Refers to the document.
+/// Reads one value of the document. Refers to the document; copies none of it. The functions throw
+/// ScenarioError for a value of another type or out of range.
 class Node {
  public:
-  Node(const nlohmann::json& value, std::string place) : value_(&value), place_(std::move(place)) {}
+  Node(const nlohmann::json& value, std::string pointer)
+      : value_(&value), pointer_(std::move(pointer)) {}
 
   [[noreturn]] void Fail(std::string_view expectation) const;
 
@@ -36,37 +38,37 @@ class Node {
   bool Boolean() const;
   std::int64_t Integer(std::int64_t least = std::numeric_limits<std::int64_t>::min(),
                        std::int64_t most = std::numeric_limits<std::int64_t>::max()) const;
-  /// An IPv4 or IPv6 address, given back in its normal form.
+  /// An IPv4 or IPv6 address; returns its canonical text.
   std::string Address() const;
-  /// Exactly `bytes` bytes, written as twice as many hexadecimal digits.
+  /// Exactly `bytes` bytes, as hexadecimal digits.
   std::vector<std::uint8_t> Hex(std::size_t bytes) const;
-  /// Any number of bytes from `least` to `most`, as hexadecimal digits.
+  /// From `least` to `most` bytes, as hexadecimal digits.
   std::vector<std::uint8_t> Hex(std::size_t least, std::size_t most) const;
 
   /// The items of an array.
   std::vector<Node> Items() const;
-  /// The members of an object whose keys are data.
+  /// The members of an object with arbitrary keys.
   std::vector<std::pair<std::string, Node>> Members() const;
 
-  /// Refuses the value unless it is an object with no other keys than these.
+  /// Throws unless the value is an object without other keys than these.
   void AllowOnly(std::span<const std::string_view> keys) const;
   void AllowOnly(std::initializer_list<std::string_view> keys) const {
     AllowOnly(std::span(keys.begin(), keys.size()));
   }
-  /// A member that must be there.
+  /// A required member.
   Node At(const char* key) const;
-  /// A member that may be missing.
+  /// An optional member.
   std::optional<Node> Find(const char* key) const;
 
-  // Optional members with what they are when missing.
-  std::string TextOr(const char* key, std::string missing) const;
-  bool BooleanOr(const char* key, bool missing) const;
-  std::int64_t IntegerOr(const char* key, std::int64_t missing, std::int64_t least,
+  // Optional members with their defaults.
+  std::string TextOr(const char* key, std::string fallback) const;
+  bool BooleanOr(const char* key, bool fallback) const;
+  std::int64_t IntegerOr(const char* key, std::int64_t fallback, std::int64_t least,
                          std::int64_t most) const;
 
  private:
   const nlohmann::json* value_;
-  std::string place_;
+  std::string pointer_;
 };
 
 }  // namespace quelt

@@ -14,16 +14,16 @@ using nlohmann::json;
 
 namespace {
 
-/// The parser's reason without its name for it and without the text that it stands at.
-std::string Reason(std::string_view what) {
+/// The parser's message without its error id and without the quotation of the document.
+std::string ReasonOf(std::string_view what) {
   what.remove_prefix(std::min(what.find("] ") + 2, what.size()));
   what = what.substr(0, what.find("; last read"));
   constexpr std::string_view kAt = "parse error at ";
   return std::string(what.starts_with(kAt) ? what.substr(kAt.size()) : what);
 }
 
-/// Builds the document and refuses a key that stands twice in one object. (The library's own filter
-/// for such things looks at all items of a list again after each of them.)
+/// Builds the document and rejects duplicate keys. (The library's own filter takes quadratic time
+/// for arrays: it checks all items again after each of them.)
 // NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
 class Builder : public json::json_sax_t {
  public:
@@ -45,20 +45,20 @@ class Builder : public json::json_sax_t {
     Level& level = open_.back();
     level.key = std::move(value);
     if (level.container->contains(level.key)) {
-      throw ScenarioError(Place() + ": expected this key once");
+      throw ScenarioError(Pointer() + ": expected this key once");
     }
     return true;
   }
 
   bool parse_error(std::size_t, const std::string&, const json::exception& failure) override {
-    throw ScenarioError(Reason(failure.what()));
+    throw ScenarioError(ReasonOf(failure.what()));
   }
 
  private:
   /// An object or array that has not ended yet.
   struct Level {
     json* container;
-    std::string key;  ///< of an object: the present one
+    std::string key;  ///< of an object: the current one
   };
 
   json& Put(json value) {
@@ -87,17 +87,18 @@ class Builder : public json::json_sax_t {
     return true;
   }
 
-  std::string Place() const {
-    std::string place;
+  std::string Pointer() const {
+    std::string pointer;
     for (const Level& level : open_) {
-      const bool list = level.container->is_array();
-      place += "/" + (list ? std::to_string(level.container->size() - 1) : EscapedKey(level.key));
+      const bool isArray = level.container->is_array();
+      pointer +=
+          "/" + (isArray ? std::to_string(level.container->size() - 1) : EscapedKey(level.key));
     }
-    return place;
+    return pointer;
   }
 
   json root_;
-  std::vector<Level> open_;  // a container does not move while it is open: only its last item grows
+  std::vector<Level> open_;  // an open container does not move: items are only added to the last
 };
 
 }  // namespace

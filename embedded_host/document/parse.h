@@ -1,4 +1,4 @@
-// The text of a scenario document.
+// Parses the text of a scenario document.
 #pragma once
 
 #include <iosfwd>
@@ -6,9 +6,9 @@
 
 namespace quelt {
 
-/// Reads a text to its end as JSON. Throws ScenarioError with line and column for what is not JSON,
-/// and with the place of a key that stands twice in one object. What was read is never in the
-/// message: it may be a key.
+/// Parses a JSON text up to its end. Throws ScenarioError, with line and column for invalid JSON
+/// and with the JSON pointer to a duplicate key. The message never quotes the text: it may be a
+/// key.
 nlohmann::json ParseDocument(std::istream& text);
 
 }  // namespace quelt

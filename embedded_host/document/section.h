@@ -12,25 +12,25 @@
 
 namespace quelt {
 
-/// Loads its top-level keys into the store and dumps them from it.
+/// How a subject loads its top-level keys into the store and dumps them from it.
 struct Section {
-  /// The top-level keys that belong to it. A missing key means "none of it".
+  /// The top-level keys of the section. All are optional; a missing one means "no data".
   std::span<const std::string_view> keys;
-  /// Fills the section's tables, which are empty, from the document's root. Throws ScenarioError.
+  /// Fills the section's empty tables from the document's root. Throws ScenarioError.
   void (*load)(Connection& db, const Node& root);
-  /// Adds the section's keys to `document`. Without secrets, it leaves keys and passwords out and
-  /// records each place with OmitSecret.
+  /// Adds the section's keys to `document`. Without secrets, leaves out keys and passwords and
+  /// calls OmitSecret for each.
   void (*dump)(Connection& db, bool withSecrets, nlohmann::json& document);
 };
 
-/// The top-level key under which OmitSecret records places.
+/// The top-level key whose array lists the secrets that a dump leaves out.
 inline constexpr char kSecretsOmitted[] = "secretsOmitted";
 
-/// Records in a dump that the secret at `place` (a JSON pointer, such as "/keys") was left out.
-void OmitSecret(nlohmann::json& document, std::string place);
+/// Records in a dump that the secret at `pointer` (a JSON pointer such as "/keys") is left out.
+void OmitSecret(nlohmann::json& document, std::string pointer);
 
-/// The places of the secrets that were left out when `document` was dumped, and that it still
-/// lacks. Throws ScenarioError for a place that is not a JSON pointer.
+/// The JSON pointers to the secrets that the dump `document` left out and that have not been added
+/// since. Throws ScenarioError for an entry that is not a JSON pointer.
 std::vector<std::string> MissingSecrets(const nlohmann::json& document);
 
 }  // namespace quelt

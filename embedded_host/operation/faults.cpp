@@ -15,13 +15,13 @@ constexpr std::array<std::string_view, 5> kKindNames = {"delay", "refuse", "thro
 
 Fault::Kind KindNamed(const std::string& name) {
   const auto found = std::find(kKindNames.begin(), kKindNames.end(), name);
-  // A kind that a newer tool knows: the nearest that this library can do.
+  // The kind may come from a newer version of the tool: use the closest known one.
   return found == kKindNames.end() ? Fault::Kind::kRefuse
                                    : static_cast<Fault::Kind>(found - kKindNames.begin());
 }
 
-/// The columns kind, message, delay, after, times of the present row.
-Fault FaultIn(const Rows& rows, int first) {
+/// The columns kind, message, delay, after and times of the current row, from column `first`.
+Fault ReadFault(const Rows& rows, int first) {
   Fault fault;
   fault.kind = KindNamed(rows.Text(first));
   fault.message = rows.Text(first + 1);
@@ -36,7 +36,7 @@ Fault FaultIn(const Rows& rows, int first) {
 std::optional<Fault> FindFault(Connection& db, const std::string& operation) {
   Rows rows = db.Query("SELECT kind, message, delay, after, times FROM fault WHERE operation = ?",
                        operation);
-  return rows.Next() ? std::optional(FaultIn(rows, 0)) : std::nullopt;
+  return rows.Next() ? std::optional(ReadFault(rows, 0)) : std::nullopt;
 }
 
 void PutFault(Connection& db, const std::string& operation, const Fault& fault) {
@@ -56,13 +56,12 @@ void RemoveFault(Connection& db, const std::string& operation) {
   db.Execute("DELETE FROM fault WHERE operation = ?", operation);
 }
 
-/// What one counted call came to.
-struct Count {
-  std::optional<Fault> strikes;
-  bool last = false;  ///< the fault is used up
+struct CountedCall {
+  std::optional<Fault> fault;  ///< that applies to the call
+  bool removed = false;        ///< this was the last call that the fault applies to
 };
 
-Count CountCall(Connection& db, const std::string& operation) {
+CountedCall CountCall(Connection& db, const std::string& operation) {
   std::optional<Fault> fault = FindFault(db, operation);
   if (!fault) {
     return {};
@@ -106,7 +105,7 @@ std::vector<NamedFault> ListFaults() {
     Rows rows = db.Query(
         "SELECT operation, kind, message, delay, after, times FROM fault ORDER BY operation");
     while (rows.Next()) {
-      faults.emplace_back(rows.Text(0), FaultIn(rows, 1));
+      faults.emplace_back(rows.Text(0), ReadFault(rows, 1));
     }
     return faults;
   });
@@ -114,17 +113,18 @@ std::vector<NamedFault> ListFaults() {
 
 std::optional<Fault> NextFault(OperationId operation) {
   const std::string name(operation.name());
-  // Most faults last until they are healed: nothing is counted, nothing is written.
+  // Most faults apply until they are healed: no count has to be written.
   std::optional<Fault> fault =
       Store::Instance().Read([&](Connection& db) { return FindFault(db, name); });
   if (!fault || (fault->after == 0 && !fault->times)) {
     return fault;
   }
-  const Count count = Store::Instance().Write([&](Connection& db) { return CountCall(db, name); });
-  if (count.last) {
+  const CountedCall call =
+      Store::Instance().Write([&](Connection& db) { return CountCall(db, name); });
+  if (call.removed) {
     InvalidateSwitches();
   }
-  return count.strikes;
+  return call.fault;
 }
 
 }  // namespace quelt

@@ -1,5 +1,5 @@
-// Faults: operations that misbehave on purpose. They stand in the state, so that one process sets
-// them for all others; calls of several processes count down together.
+// Injected faults. They are stored in the host's state: a fault applies to all processes of the
+// host, and the calls of all of them count.
 #pragma once
 
 #include <chrono>
@@ -14,37 +14,37 @@
 
 namespace quelt {
 
-/// How one operation misbehaves.
+/// What happens when an operation is called.
 struct Fault {
   enum class Kind {
-    kNone,           ///< it is only slow
-    kRefuse,         ///< it gives its false, null or status answer; throws where it has none
-    kThrow,          ///< it throws the host library's exception
-    kThrowStandard,  ///< it throws another standard exception
-    kThrowUnknown,   ///< it throws something that is no std::exception
+    kNone,           ///< nothing but the delay
+    kRefuse,         ///< returns the operation's failure answer; throws where it has none
+    kThrow,          ///< throws the host library's exception
+    kThrowStandard,  ///< throws another standard exception
+    kThrowUnknown,   ///< throws an object that is not a std::exception
   };
 
   Kind kind = Kind::kRefuse;
   std::string message{};                   ///< of the exception
   std::chrono::milliseconds delay{0};      ///< before anything else happens
-  std::int64_t after = 0;                  ///< calls that go well before it begins
-  std::optional<std::int64_t> times = {};  ///< calls that it strikes; nothing: until healed
+  std::int64_t after = 0;                  ///< calls before the first that the fault applies to
+  std::optional<std::int64_t> times = {};  ///< calls that it applies to; nothing: all, until healed
 };
 
-/// What a kind is called in the state and in the tool's output: "refuse", "throw", ...
+/// The name of a kind in the state and in the tool's output: "refuse", "throw", ...
 std::string_view KindName(Fault::Kind kind);
 
 using NamedFault = std::pair<std::string, Fault>;
 
-/// Sets the fault of an operation (one of kOperationNames), in place of the one it had.
+/// Sets the fault of an operation (one of kOperationNames); replaces an earlier one.
 void SetFault(std::string_view operation, const Fault& fault);
-/// Ends the fault of an operation, or all faults.
+/// Removes the fault of an operation, or all faults.
 void HealFault(std::string_view operation);
 void HealAllFaults();
-/// All faults, by name of operation.
+/// All faults, sorted by operation name.
 std::vector<NamedFault> ListFaults();
 
-/// Counts one call of an operation: the fault that strikes it, if one does.
+/// Counts one call of an operation; returns the fault that applies to it, if any.
 std::optional<Fault> NextFault(OperationId operation);
 
 }  // namespace quelt

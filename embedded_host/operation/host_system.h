@@ -1,4 +1,4 @@
-// The embedded host's operations object. Its operations stand in the files of their subjects.
+// The embedded host's HostSystem. The files of each subject define its operations.
 #pragma once
 
 #include "platform/plugin.h"

@@ -19,8 +19,8 @@ using std::chrono::microseconds;
 
 namespace {
 
-/// Whole characters of UTF-8, as far as they fit, and how much there was.
-std::string Cut(std::string_view text) {
+/// Truncates a longer text at a UTF-8 character boundary and appends its original size.
+std::string Truncate(std::string_view text) {
   if (text.size() <= kMaxJournalTextBytes) {
     return std::string(text);
   }
@@ -32,7 +32,7 @@ std::string Cut(std::string_view text) {
 }
 
 struct ToJson {
-  json operator()(std::string_view text) const { return Cut(text); }
+  json operator()(std::string_view text) const { return Truncate(text); }
   json operator()(std::int64_t number) const { return number; }
   json operator()(std::uint64_t number) const { return number; }
   json operator()(bool flag) const { return flag; }
@@ -52,15 +52,15 @@ void Write(const JournalRecord& record) {
 
 }  // namespace
 
-// A JSON object, put together here: the library's own objects allocate while they are destroyed,
-// and end the process when they can't.
+// Concatenates the object's text: the destructor of a json object allocates, and terminates the
+// process when that fails.
 std::optional<std::string> ArgumentsText(std::initializer_list<Argument> arguments) noexcept {
   try {
     std::string object;
     for (const Argument& argument : arguments) {
       const json value = std::visit(ToJson(), argument.value);
       object += (object.empty() ? "\"" : ",\"") + std::string(argument.name) + "\":" +
-                // What a script passes need not be UTF-8.
+                // Scripts may pass text that is not UTF-8.
                 value.dump(-1, ' ', false, json::error_handler_t::replace);
     }
     return "{" + object + "}";
@@ -96,10 +96,10 @@ void JournalEntry::End(const char* outcome, std::string_view message) noexcept {
   const auto duration = std::chrono::steady_clock::now() - start_;
   try {
     Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(),
-           std::string(operation_.name()), arguments_, outcome, Cut(message),
+           std::string(operation_.name()), arguments_, outcome, Truncate(message),
            duration_cast<microseconds>(duration).count()});
   } catch (...) {
-    // The operation has ended: what is lost is the record.
+    // The operation has ended: only the record is lost.
   }
 }
 

@@ -1,8 +1,9 @@
 // The journal: which operations were called, with what arguments, and how they ended.
 //
-// It stands in the state, so that it can be switched on, read and cleared from other processes. A
-// record is written when its operation has ended and has given its connection back. What goes wrong
-// with that is nobody's concern but the journal's: the operation ends as it would have without it.
+// The journal is stored in the host's state: any process can switch it on or off, read it and clear
+// it. A record is written after its operation has ended and released its connection. When writing
+// fails, the record is lost; the operation's result does not change. The time of a record is that
+// of the system clock; its duration is measured with the steady clock.
 #pragma once
 
 #include <chrono>
@@ -20,47 +21,48 @@
 
 namespace quelt {
 
-/// The newest records stay; a text longer than kMaxJournalTextBytes bytes is cut.
+/// Only the newest records are stored; longer texts are truncated.
 inline constexpr std::int64_t kMaxJournalRecords = 100'000;
 inline constexpr std::size_t kMaxJournalTextBytes = 4096;
 
-/// One operation that ended.
+/// One operation that has ended.
 struct JournalRecord {
-  std::int64_t number = 0;   ///< from 1, over all processes of the host, in the order of ending
-  std::int64_t time = 0;     ///< of its beginning, microseconds since 1970 (UTC)
+  std::int64_t number = 0;   ///< from 1, across all processes of the host, in order of ending
+  std::int64_t time = 0;     ///< of the start, microseconds since 1970 (UTC)
   std::int64_t process = 0;  ///< process id
   std::string operation;
-  std::string arguments;      ///< a JSON object; a secret stands as "(5 bytes)"
+  std::string arguments;      ///< a JSON object; a secret is shown as "(5 bytes)"
   std::string outcome;        ///< "answered", "refused" (by a fault) or "threw"
-  std::string message;        ///< of what was thrown; "false", "null" or a status that was answered
+  std::string message;        ///< the exception's; or the answer "false", "null" or a status
   std::int64_t duration = 0;  ///< microseconds
 };
 
-/// The arguments as a JSON object; nothing when there is no memory for it. An operation without
-/// this text is not recorded.
+/// The arguments as a JSON object; std::nullopt when out of memory. An operation without this text
+/// is not recorded.
 std::optional<std::string> ArgumentsText(std::initializer_list<Argument> arguments) noexcept;
 
-/// One operation that is running; written at the one call that says how it ended.
+/// The record of a running operation. Answered or Threw writes it; call one of them, once.
 class JournalEntry {
  public:
   /// `arguments`: from ArgumentsText.
   JournalEntry(OperationId operation, std::string arguments);
 
   void Answered() noexcept { End("answered"); }
-  /// For operations whose answer says whether they went well. `refused`: a fault gave it.
+  /// For operations whose answer tells whether they succeeded. `refused`: the answer is that of a
+  /// fault.
   template <typename Answer>
   void Answered(const Answer& answer, bool refused) noexcept {
     try {
       End(refused ? "refused" : "answered", MessageOf(answer));
     } catch (const std::bad_alloc&) {
-      // As in End: what is lost is the record.
+      // As in End: only the record is lost.
     }
   }
-  /// Inside a handler: the exception is the one being handled.
+  /// Called in a catch block: records the exception being handled.
   void Threw() noexcept;
 
  private:
-  /// "" for one that went well.
+  /// "" for the answer of a success.
   template <typename Answer>
   static std::string MessageOf(const Answer& answer) {
     if constexpr (std::is_same_v<Answer, bool>) {
@@ -80,11 +82,11 @@ class JournalEntry {
   const std::chrono::steady_clock::time_point start_;
 };
 
-/// Switches the journal on or off, for all processes of the host. Its records stay.
+/// Switches the journal on or off for all processes of the host. Does not remove records.
 void SwitchJournal(bool on);
 void ClearJournal();
 
-/// All records, in order.
+/// All records, sorted by number.
 std::vector<JournalRecord> ReadJournal();
 
 }  // namespace quelt

@@ -10,10 +10,10 @@ namespace quelt {
 
 namespace {
 
-/// What a fault throws that is no std::exception.
+/// Thrown by Fault::Kind::kThrowUnknown; not a std::exception.
 struct NonStandardException {};
 
-/// Lets the fault happen; false for a refusal.
+/// Waits and throws as the fault says; false when the operation has to return its failure answer.
 bool ApplyFault(const Fault& fault) {
   std::this_thread::sleep_for(fault.delay);
   switch (fault.kind) {

@@ -1,16 +1,17 @@
-// What every operation of the embedded host goes through.
+// Runs the operations of the embedded host: each call applies faults, accesses the store and is
+// recorded in the journal.
 //
-// An operation names itself and its arguments, says what it answers when it is refused, and gives a
-// body that works on the store:
+// An operation passes its name, its arguments, a body that works on the store, and the answer with
+// which it reports a failure:
 //
 //   bool QueltConfigStore::SetIloAuth(const std::string& first, const std::string& second) {
 //     return Operation("SetIloAuth", {{"first", first}, {"second", Secret(second)}})
 //         .Write([&](Connection& db) { ...; return true; }, FailureAnswer(false));
 //   }
 //
-// Faults and delays are applied before a connection is taken; the journal, when it is on, takes one
-// after the operation has given its own back. A failure of the store reaches the caller as
-// QueltCtlException, with the file and the reason.
+// Faults and delays are applied before the body's connection is acquired. When the journal is on,
+// its record is written after the body's connection has been released. Failures of the store are
+// thrown as QueltCtlException with the file and the reason.
 #pragma once
 
 #include <initializer_list>
@@ -28,52 +29,53 @@
 
 namespace quelt {
 
-/// What an operation answers when a fault refuses it.
+/// What an operation returns when a fault makes it fail without an exception
+/// (Fault::Kind::kRefuse).
 template <typename Answer>
 struct FailureAnswer {
   Answer answer;
   explicit FailureAnswer(Answer value) : answer(std::move(value)) {}
 };
 
-/// One call of an operation. Performed once: its arguments move to the journal.
+/// One call of an operation. Run it once: that moves the arguments to the journal.
 class Operation {
  public:
-  /// Reads the switches: throws QueltCtlException when the state can't be read.
+  /// Reads the switches. Throws QueltCtlException when the state can't be read.
   explicit Operation(OperationId id, std::initializer_list<Argument> arguments = {})
       : id_(id),
         switches_(CurrentSwitches()),
         arguments_(switches_.journal ? ArgumentsText(arguments) : std::nullopt) {}
 
-  /// `body` runs one statement that changes nothing, or none at all.
+  /// `body` runs at most one statement, which changes nothing.
   template <typename Body>
   auto Read(Body&& body) {
     return Perform([&] { return Store::Instance().Read(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Read(Body&& body, FailureAnswer<Answer> refused) {
-    return PerformOr(std::move(refused),
+  Answer Read(Body&& body, FailureAnswer<Answer> failure) {
+    return PerformOr(std::move(failure),
                      [&] { return Store::Instance().Read(std::forward<Body>(body)); });
   }
 
-  /// `body` sees one unchanging state over several statements.
+  /// `body` runs several statements on one consistent state and changes nothing.
   template <typename Body>
   auto Snapshot(Body&& body) {
     return Perform([&] { return Store::Instance().Snapshot(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Snapshot(Body&& body, FailureAnswer<Answer> refused) {
-    return PerformOr(std::move(refused),
+  Answer Snapshot(Body&& body, FailureAnswer<Answer> failure) {
+    return PerformOr(std::move(failure),
                      [&] { return Store::Instance().Snapshot(std::forward<Body>(body)); });
   }
 
-  /// `body` changes the state: all of it is kept, durably, or none when it throws.
+  /// `body` changes the state in one durable transaction; rolled back when it throws.
   template <typename Body>
   auto Write(Body&& body) {
     return Perform([&] { return Store::Instance().Write(std::forward<Body>(body)); });
   }
   template <typename Body, typename Answer>
-  Answer Write(Body&& body, FailureAnswer<Answer> refused) {
-    return PerformOr(std::move(refused),
+  Answer Write(Body&& body, FailureAnswer<Answer> failure) {
+    return PerformOr(std::move(failure),
                      [&] { return Store::Instance().Write(std::forward<Body>(body)); });
   }
 
@@ -83,14 +85,14 @@ class Operation {
     return Perform(std::forward<Body>(body));
   }
   template <typename Body, typename Answer>
-  Answer Run(Body&& body, FailureAnswer<Answer> refused) {
-    return PerformOr(std::move(refused), std::forward<Body>(body));
+  Answer Run(Body&& body, FailureAnswer<Answer> failure) {
+    return PerformOr(std::move(failure), std::forward<Body>(body));
   }
 
-  /// For an answer at hand that is asked for very often: leaves no trace in the journal.
+  /// For cached values that scripts read very often: applies faults, but writes no journal record.
   template <typename Body, typename Answer>
-  Answer RunWithoutJournal(Body&& body, FailureAnswer<Answer> refused) {
-    return ApplyFaults() ? std::forward<Body>(body)() : std::move(refused.answer);
+  Answer RunWithoutJournal(Body&& body, FailureAnswer<Answer> failure) {
+    return ApplyFaults() ? std::forward<Body>(body)() : std::move(failure.answer);
   }
 
  private:
@@ -123,11 +125,11 @@ class Operation {
   }
 
   template <typename Answer, typename Body>
-  Answer PerformOr(FailureAnswer<Answer> refused, Body&& body) {
-    bool admitted = true;
+  Answer PerformOr(FailureAnswer<Answer> failure, Body&& body) {
+    bool refused = false;
     const auto perform = [&]() -> Answer {
-      admitted = ApplyFaults();
-      return admitted ? std::forward<Body>(body)() : std::move(refused.answer);
+      refused = !ApplyFaults();
+      return refused ? std::move(failure.answer) : std::forward<Body>(body)();
     };
     if (!arguments_) {
       return perform();
@@ -135,7 +137,7 @@ class Operation {
     JournalEntry entry(id_, std::move(*arguments_));
     try {
       Answer answer = perform();
-      entry.Answered(answer, !admitted);
+      entry.Answered(answer, refused);
       return answer;
     } catch (...) {
       entry.Threw();
@@ -143,12 +145,13 @@ class Operation {
     }
   }
 
-  /// Applies the faults set for this operation: waits, throws, or answers false for a refusal.
+  /// Applies the fault that is set for this operation: waits, throws, or returns false when the
+  /// operation has to return its failure answer.
   bool ApplyFaults() const;
 
   OperationId id_;
   const Switches switches_;
-  std::optional<std::string> arguments_;  ///< for the journal; nothing when it is off
+  std::optional<std::string> arguments_;  ///< for the journal; std::nullopt when it is off
 };
 
 }  // namespace quelt

@@ -1,4 +1,4 @@
-// The names of all platform operations: what faults and the journal call them.
+// The names of all platform operations, for faults and the journal.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@
 
 namespace quelt {
 
-/// Every operation of platform/, by its plain name.
+/// Every operation of platform/, without namespace and class.
 inline constexpr std::array kOperationNames = std::to_array<std::string_view>({
     // QueltConfigStore
     "GetHardwareSku",
@@ -66,7 +66,7 @@ inline constexpr std::array kOperationNames = std::to_array<std::string_view>({
     "DDBGet",
 });
 
-/// One of kOperationNames. Made from a literal, checked while compiling.
+/// One of kOperationNames. Constructed from a literal, which is checked at compile time.
 class OperationId {
  public:
   consteval OperationId(const char* name) : index_(IndexOf(name)) {}

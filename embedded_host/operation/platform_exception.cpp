@@ -1,4 +1,5 @@
-// The host library's exception: its run-time type identity is emitted here, and only here.
+// The host library's exception. Its key function is defined here, so that this library alone
+// contains its run-time type information.
 #include "platform/exception.h"
 
 namespace HostCtl::Lib::Quelt {

@@ -1,4 +1,4 @@
-// The cluster plug-in of the embedded host: it holds nothing, the store holds everything.
+// The cluster plug-in of the embedded host. It has no data of its own: all data is in the store.
 #include "platform/plugin.h"
 
 #include "embedded_host/operation/host_system.h"

@@ -14,19 +14,19 @@ constexpr unsigned kJournal = 1;
 constexpr unsigned kCsd = 2;
 constexpr unsigned kMetadataNode = 4;
 
-// The switches as they were when this word had this value.
-std::atomic<const ControlWord*> known_word{nullptr};
-std::atomic<std::uint64_t> known_value{0};
-std::atomic<std::uint64_t> faulty{0};
-std::atomic<unsigned> flags{0};
+// The cached switches, and the control word's value for which they are current.
+std::atomic<const ControlWord*> cached_word{nullptr};
+std::atomic<std::uint64_t> cached_value{0};
+std::atomic<std::uint64_t> cached_faulty{0};
+std::atomic<unsigned> cached_flags{0};
 
-// Orders those who change the above. Taken only with a connection in hand, so that it is free
-// whenever the process forks.
-std::mutex changing;
+// Held while the cache or the control word's mapping changes. Locked only by threads that hold a
+// connection: so it is never locked during a fork.
+std::mutex cache_mutex;
 
-Switches Known() {
-  const unsigned set = flags.load(std::memory_order_relaxed);
-  return {faulty.load(std::memory_order_relaxed), (set & kJournal) != 0, (set & kCsd) != 0,
+Switches CachedSwitches() {
+  const unsigned set = cached_flags.load(std::memory_order_relaxed);
+  return {cached_faulty.load(std::memory_order_relaxed), (set & kJournal) != 0, (set & kCsd) != 0,
           (set & kMetadataNode) != 0};
 }
 
@@ -57,33 +57,33 @@ unsigned ReadFlags(Connection& db) {
 
 [[gnu::noinline]] Switches ReloadSwitches() {
   Store::Instance().Snapshot([](Connection& db) {
-    const std::lock_guard lock(changing);
+    const std::lock_guard lock(cache_mutex);
     const ControlWord& word = ControlWord::Ensure(db.place());
-    // The counter is read first: what is committed later counts it up once more. The snapshot
-    // begins with the first statement, after that.
+    // Read the counter before the snapshot begins, which is at the first statement: a later commit
+    // increments the counter again.
     const std::uint64_t value = word.Value();
-    faulty.store(ReadFaulty(db), std::memory_order_relaxed);
-    flags.store(ReadFlags(db), std::memory_order_relaxed);
-    known_value.store(value, std::memory_order_release);
-    known_word.store(&word, std::memory_order_release);
+    cached_faulty.store(ReadFaulty(db), std::memory_order_relaxed);
+    cached_flags.store(ReadFlags(db), std::memory_order_relaxed);
+    cached_value.store(value, std::memory_order_release);
+    cached_word.store(&word, std::memory_order_release);
   });
-  return Known();
+  return CachedSwitches();
 }
 
 }  // namespace
 
 Switches CurrentSwitches() {
-  const ControlWord* const word = ControlWord::Present();
-  const bool stand = word != nullptr && word == known_word.load(std::memory_order_acquire) &&
-                     word->Value() == known_value.load(std::memory_order_acquire);
-  return stand || Pool::InUseHere() ? Known() : ReloadSwitches();
+  const ControlWord* const word = ControlWord::Current();
+  const bool current = word != nullptr && word == cached_word.load(std::memory_order_acquire) &&
+                       word->Value() == cached_value.load(std::memory_order_acquire);
+  return current || Pool::InUseHere() ? CachedSwitches() : ReloadSwitches();
 }
 
 void InvalidateSwitches() {
   Store::Instance().Read([](Connection& db) {
-    const std::lock_guard lock(changing);
+    const std::lock_guard lock(cache_mutex);
     ControlWord::DropIfReplaced(db.place());
-    ControlWord::Ensure(db.place()).Bump();
+    ControlWord::Ensure(db.place()).Increment();
   });
 }
 

@@ -1,4 +1,5 @@
-// What a process knows of faults, the journal switch and feature flags without asking the database.
+// Switches: which operations have faults, whether the journal is on, and the feature flags. Each
+// process caches them; the control word (store/control_word.h) tells when the cache is outdated.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@
 
 namespace quelt {
 
-/// What stood in the state when it was last looked at.
+/// The switches at one moment.
 struct Switches {
   std::uint64_t faulty = 0;  ///< one bit for each operation that has a fault
   bool journal = false;      ///< operations are recorded
@@ -21,15 +22,16 @@ struct Switches {
   static_assert(kOperationNames.size() <= 64);
 };
 
-/// The switches as they stand: a few nanoseconds while nothing changed, else one look into the
-/// database. Throws QueltCtlException. Inside a body: as they stood when the operation began.
+/// The current switches. Takes a few nanoseconds while nothing has changed; otherwise reads the
+/// database, and throws QueltCtlException when that fails. Inside of an operation's body: the
+/// cached switches, even if they have changed since.
 Switches CurrentSwitches();
 
-/// Makes every process of this host look again. After a change of the switches was committed.
+/// Makes every process of this host reload the switches. Call it after committing a change of them.
 void InvalidateSwitches();
 
-/// Runs `body(Connection&)`, which changes the switches (among other things), in a write
-/// transaction; when this returns, every process of this host goes by the new ones.
+/// Runs `body(Connection&)`, which changes switches and possibly other data, in a write
+/// transaction. When it returns, every process of this host uses the new switches.
 template <typename Body>
 void ChangeSwitches(Body&& body) {
   Store::Instance().Write(std::forward<Body>(body));

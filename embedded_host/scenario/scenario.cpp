@@ -20,11 +20,11 @@ namespace {
 const Section* const kSections[] = {
     &kConfigStoreSection, &kDiskGroupsSection, &kFeaturesSection,
     &kObjectsSection,     &kKmsSection,        &kKeysSection,
-    &kDisksSection,  // wraps DEKs under the keys
+    &kDisksSection,  // after kKeysSection: wraps DEKs with its keys
     &kNetworkSection,     &kUnicastSection,
 };
 
-/// "$schema" is for editors.
+/// Including "$schema", which editors use.
 std::vector<std::string_view> AllKeys() {
   std::vector<std::string_view> keys = {"$schema", kSecretsOmitted};
   for (const Section* section : kSections) {
@@ -47,7 +47,7 @@ const json& DefaultScenario() {
 void LoadScenario(Connection& db, const json& document) {
   const Node root(document, "");
   root.AllowOnly(AllKeys());
-  MissingSecrets(document);  // checks the places
+  MissingSecrets(document);  // throws for an invalid entry
   for (const Section* section : kSections) {
     section->load(db, root);
   }

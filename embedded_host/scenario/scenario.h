@@ -1,6 +1,6 @@
-// Scenario documents: one JSON object describes a whole host.
+// Scenario documents: a JSON object that describes a whole host.
 //
-// Its top-level keys are divided among the subjects' sections (document/section.h).
+// Each top-level key belongs to one subject's section (document/section.h).
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,14 +9,14 @@
 
 namespace quelt {
 
-/// The scenario of a fresh host.
+/// The scenario of a new host.
 const nlohmann::json& DefaultScenario();
 
-/// Fills the empty tables from `document`. Throws ScenarioError; the caller rolls back.
+/// Fills the empty tables from `document`. Throws ScenarioError; the caller then rolls back.
 void LoadScenario(Connection& db, const nlohmann::json& document);
 
-/// The state as a scenario document. Loading what was dumped with secrets gives the same state;
-/// what was dumped without them says so (OmitSecret).
+/// Dumps the state as a scenario document. Loading a dump with secrets restores the same state; a
+/// dump without secrets lists them (OmitSecret).
 nlohmann::json DumpScenario(Connection& db, bool withSecrets);
 
 }  // namespace quelt

@@ -1,4 +1,4 @@
-// IPv4 and IPv6 addresses as texts, by the system's own routines.
+// IPv4 and IPv6 addresses as text.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace quelt {
 
-/// True: `address` is what `text` writes. False: it writes no address.
+/// Parses an address as inet_pton does. False, with `address` unchanged, when `text` is not one.
 bool ParseAddress(const std::string& text, HostCtl::Quelt::QueltIpAddress& address);
 
-/// The one normal form of an address.
+/// The canonical text of an address, as inet_ntop writes it.
 std::string AddressText(const HostCtl::Quelt::QueltIpAddress& address);
 
 }  // namespace quelt

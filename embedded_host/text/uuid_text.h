@@ -14,10 +14,10 @@ using UuidBytes = std::array<std::uint8_t, 16>;
 std::string UuidText(const std::uint8_t* bytes);
 inline std::string UuidText(const UuidBytes& uuid) { return UuidText(uuid.data()); }
 
-/// Exactly the text form, digits of either case; nothing when `text` is anything else.
+/// Parses exactly the text form, with digits of either case; std::nullopt for any other text.
 std::optional<UuidBytes> ReadUuid(const std::string& text);
 
-/// The identifier that `text` begins with, read as formatted input; what follows does not count.
+/// Parses the identifier at the start of `text` as sscanf does; ignores what follows.
 std::optional<UuidBytes> ScanUuid(const char* text);
 
 }  // namespace quelt
