@@ -22,7 +22,7 @@ namespace quelt {
 
 namespace {
 
-constexpr int kEnding[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
+constexpr int kTerminationSignals[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
 
 bool IsIgnored(int signal) {
   struct sigaction action = {};
@@ -33,7 +33,7 @@ bool IsIgnored(int signal) {
 }  // namespace
 
 CommandProcess::CommandProcess() {
-  // Ended children of a process that ignores SIGCHLD leave no exit status.
+  // While SIGCHLD is ignored, the kernel discards the exit status of children.
   struct sigaction action = {};
   action.sa_handler = SIG_DFL;
   sigaction(SIGCHLD, &action, &child_);
@@ -42,7 +42,7 @@ CommandProcess::CommandProcess() {
 
   sigemptyset(&waiting_);
   sigaddset(&waiting_, SIGCHLD);
-  for (const int signal : kEnding) {
+  for (const int signal : kTerminationSignals) {
     if (!IsIgnored(signal)) {
       sigaddset(&waiting_, signal);
     }
@@ -64,9 +64,9 @@ CommandOutcome CommandProcess::Run(std::vector<std::string> command, int owner) 
                  [](std::string& word) { return word.data(); });
   sigset_t pending{};
   sigpending(&pending);
-  for (const int signal : kEnding) {
+  for (const int signal : kTerminationSignals) {
     if (sigismember(&waiting_, signal) == 1 && sigismember(&pending, signal) == 1) {
-      throw std::runtime_error("A signal came before the command began");  // and ends this process
+      throw std::runtime_error("A signal arrived before the command started");
     }
   }
   int sockets[2];
@@ -75,7 +75,7 @@ CommandOutcome CommandProcess::Run(std::vector<std::string> command, int owner) 
   }
   const Descriptor ours(sockets[0]);
   Descriptor watchers(sockets[1]);
-  AdoptOrphans();  // those of a watcher that was killed
+  AdoptOrphans();  // in case the watcher is killed
   const pid_t watcher = fork();
   if (watcher == 0) {
     close(ours.get());
@@ -97,11 +97,11 @@ CommandOutcome CommandProcess::WaitFor(int socket) const {
   if (signals < 0) {
     throw std::system_error(errno, std::generic_category(), "Waiting for the command");
   }
-  const Descriptor closed_at_the_end(signals);
+  const Descriptor signals_owner(signals);
   for (;;) {
     pollfd sources[] = {{socket, POLLIN, 0}, {signals, POLLIN, 0}};
     poll(sources, std::size(sources), -1);
-    // First the signals: those that arrived before the outcome were for the command.
+    // Forward signals before reading the outcome: they were sent to the running command.
     signalfd_siginfo signal{};
     while (read(signals, &signal, sizeof signal) == sizeof signal) {
       if (signal.ssi_signo == SIGTERM || signal.ssi_signo == SIGHUP) {
@@ -131,7 +131,7 @@ void Supervise(int owner, std::vector<std::string> command) {
   }
   if (WIFSIGNALED(outcome.status)) {
     const rlimit none{};
-    setrlimit(RLIMIT_CORE, &none);  // the command's process has left one if that was wanted
+    setrlimit(RLIMIT_CORE, &none);  // the command's process has already written one
     sigset_t all{};
     sigemptyset(&all);
     sigprocmask(SIG_SETMASK, &all, nullptr);

@@ -1,4 +1,4 @@
-// A command that quelt-host starts and waits for, and what signals do meanwhile.
+// Runs a command and handles signals until it has ended.
 #pragma once
 
 #include <csignal>
@@ -9,10 +9,11 @@
 
 namespace quelt {
 
-/// While this exists, signals don't end this process, so that it can clean up after the command:
-/// SIGTERM and SIGHUP are forwarded to the command, those of the keyboard reach it by themselves,
-/// and writing to a closed pipe is an error. A signal that arrives after the command has ended
-/// takes effect when this is destroyed. For a process without other threads.
+/// While an object of this class exists, signals don't end this process, so that it can clean up
+/// after the command: SIGTERM and SIGHUP are forwarded to the command, the terminal sends SIGINT
+/// and SIGQUIT to it directly, and writing to a closed pipe is an error. A signal that arrives
+/// after the command has ended takes effect when the object is destroyed. Only for a process
+/// without other threads.
 class CommandProcess {
  public:
   CommandProcess();
@@ -20,8 +21,9 @@ class CommandProcess {
   CommandProcess& operator=(const CommandProcess&) = delete;
   ~CommandProcess();
 
-  /// Runs a command to its end, with the signals as they were before. If this process is killed
-  /// meanwhile, so are the command and all processes that it started. `owner`: see WatchedCommand.
+  /// Runs a command with the original signal handling and waits for it. If this process is killed
+  /// meanwhile, the command and all processes that it started are killed. `owner`: see
+  /// WatchedCommand.
   CommandOutcome Run(std::vector<std::string> command, int owner = -1) const;
 
  private:
@@ -34,9 +36,9 @@ class CommandProcess {
   struct sigaction child_ = {};
 };
 
-/// Runs a command for quelt_testing and ends as it does. `owner` is the descriptor of a socket:
-/// when its other end is closed, the command is terminated with everything that it started; an
-/// errno value is written to it if the command can't be started.
+/// Runs a command for quelt_testing and exits with its status. `owner` is a socket: when its other
+/// end is closed, the command is terminated with everything that it started; an errno value is
+/// written to it if the command can't be started.
 [[noreturn]] void Supervise(int owner, std::vector<std::string> command);
 
 }  // namespace quelt

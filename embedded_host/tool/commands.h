@@ -1,8 +1,8 @@
-// The subcommands of quelt-host, one file for each group of them.
+// The subcommands of quelt-host, with one source file per group.
 //
-// An Add function puts its subcommands into the application; what a subcommand does stands in its
-// callback. A callback prints to std::cout and reports failure by throwing: main prints the text as
-// one line on standard error and ends with status 1.
+// Each function registers its subcommands with callbacks that do the work. A callback prints to
+// std::cout and throws for a failure: main prints the text as one line on standard error and exits
+// with status 1.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -12,7 +12,7 @@
 
 namespace quelt {
 
-/// A failure that ends the tool with another exit status than 1.
+/// A failure with an exit status other than 1.
 class StatusFailure : public std::runtime_error {
  public:
   StatusFailure(int status, const std::string& text) : std::runtime_error(text), status_(status) {}
@@ -32,9 +32,9 @@ void AddShowCommand(CLI::App& app);
 void AddFaultCommands(CLI::App& app);
 /// journal
 void AddJournalCommands(CLI::App& app);
-/// run; `command` is what main takes from the words, and outlives the application
+/// run; main stores the command to run in `command`, which outlives the application
 void AddRunCommand(CLI::App& app, const std::vector<std::string>& command);
-/// completion, manual: made from the application, which has all other subcommands by then
+/// completion, manual; called last, because they describe all other subcommands
 void AddDocumentationCommands(CLI::App& app);
 
 }  // namespace quelt

@@ -1,4 +1,4 @@
-// Scripts that teach shells to complete the tool's command lines.
+// Shell completion scripts for the tool.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 namespace quelt {
 
 std::string BashCompletion(const CommandDescription& tool);
-/// The same functions, through zsh's own layer for such scripts.
+/// The bash script, run by zsh's bashcompinit.
 std::string ZshCompletion(const CommandDescription& tool);
 std::string FishCompletion(const CommandDescription& tool);
 

@@ -22,7 +22,7 @@ OptionDescription DescribeOption(const CLI::Option& option) {
   }
   if (option.get_items_expected_max() > 0) {
     const std::string type = option.get_type_name();
-    description.value = type.substr(0, type.find(':'));  // without what is checked
+    description.value = type.substr(0, type.find(':'));  // without the description of its check
   }
   return description;
 }

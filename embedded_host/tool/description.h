@@ -1,5 +1,5 @@
-// The tool's subcommands and options as plain values: what the completion and the manual page are
-// made of, so that they say what the tool does.
+// The tool's subcommands and options as plain values, from which the shell completions and the
+// manual page are generated.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -13,12 +13,12 @@ struct OptionDescription {
   bool positional = false;
   bool repeated = false;
   bool required = false;
-  std::string value;  ///< what the option takes ("FILE"), empty for a flag
+  std::string value;  ///< the placeholder of the value ("FILE"), empty for a flag
   std::string text;
 };
 
 struct CommandDescription {
-  std::vector<std::string> words;  ///< "journal", "show"; nothing for the tool itself
+  std::vector<std::string> words;  ///< "journal", "show"; empty for the tool itself
   std::string text;
   std::string footer;
   std::vector<OptionDescription> options;

@@ -12,7 +12,7 @@ using nlohmann::json;
 
 namespace {
 
-/// What names an item of a list; the first set of members that it has. None: its position.
+/// The name of a list item: the values of the first set of members that it has, or its position.
 std::string NameOf(const json& item, std::size_t position) {
   static const std::vector<std::vector<const char*>> kNames = {
       {"uuid", "address", "port"}, {"kekId", "kmipClusterId"}, {"name"}, {"id"}, {"uuid"}};
@@ -34,9 +34,9 @@ std::string NameOf(const json& item, std::size_t position) {
   return std::to_string(position);
 }
 
-/// Lists of objects become objects under their items' names: an item's place does not depend on
-/// what stands before it.
-json ByName(const json& value) {
+/// Converts lists of objects to objects with the items' names as keys, so that an item's place does
+/// not depend on the items before it.
+json KeyByName(const json& value) {
   const bool list = value.is_array() && !value.empty() && value.front().is_object();
   if (!list && !value.is_object()) {
     return value;
@@ -48,7 +48,7 @@ json ByName(const json& value) {
     if (named.contains(name)) {
       name += "#" + std::to_string(position);
     }
-    named[name] = ByName(member);
+    named[name] = KeyByName(member);
   }
   return named;
 }
@@ -61,8 +61,8 @@ const json* MemberOf(const json* object, const std::string& key) {
   return found == object->end() ? nullptr : &*found;
 }
 
-/// `whole` as far as `shown` has it.
-json Shown(const json& whole, const json* shown) {
+/// A copy of `whole` with "(secret)" in place of members that `shown` does not have.
+json Redacted(const json& whole, const json* shown) {
   if (shown == nullptr) {
     return "(secret)";
   }
@@ -71,31 +71,31 @@ json Shown(const json& whole, const json* shown) {
   }
   json result = json::object();
   for (const auto& [key, member] : whole.items()) {
-    result[key] = Shown(member, MemberOf(shown, key));
+    result[key] = Redacted(member, MemberOf(shown, key));
   }
   return result;
 }
 
-/// One value of a dump in both forms; null: not there.
+/// One value of a dump in both forms; null if missing.
 struct Value {
   const json* whole;
   const json* shown;
   Value Member(const std::string& key) const {
     return {MemberOf(whole, key), MemberOf(shown, key)};
   }
-  /// A word stands for it.
+  /// True if a text such as "(secret)" is shown instead.
   bool IsHidden() const { return shown != nullptr && !shown->is_object(); }
-  json Text() const { return Shown(*whole, shown); }
+  json Text() const { return Redacted(*whole, shown); }
 };
 
 class Comparison {
  public:
   void Compare(const std::string& place, const Value& before, const Value& after) {
     if (before.whole == nullptr || after.whole == nullptr) {
-      OneSided(place, before, after);
+      CompareOneSided(place, before, after);
     } else if (before.whole->is_object() && after.whole->is_object() && !before.IsHidden() &&
                !after.IsHidden()) {
-      Members(place, before, after);
+      CompareMembers(place, before, after);
     } else if (*before.whole != *after.whole) {
       differences.push_back({Difference::Kind::kChanged, place, before.Text(), after.Text()});
     }
@@ -104,16 +104,16 @@ class Comparison {
   std::vector<Difference> differences;
 
  private:
-  /// A list or section that is new or gone as a whole shows its items one by one.
+  /// The items of an added or removed section are listed one by one.
   static bool IsSection(const std::string& place) { return place.find('/', 1) == place.npos; }
 
-  void OneSided(const std::string& place, const Value& before, const Value& after) {
-    const Value& there = before.whole == nullptr ? after : before;
-    if (there.whole == nullptr) {
+  void CompareOneSided(const std::string& place, const Value& before, const Value& after) {
+    const Value& present = before.whole == nullptr ? after : before;
+    if (present.whole == nullptr) {
       return;
     }
-    if (IsSection(place) && there.whole->is_object()) {
-      Members(place, before, after);
+    if (IsSection(place) && present.whole->is_object()) {
+      CompareMembers(place, before, after);
     } else if (before.whole == nullptr) {
       differences.push_back({Difference::Kind::kAdded, place, nullptr, after.Text()});
     } else {
@@ -121,7 +121,7 @@ class Comparison {
     }
   }
 
-  void Members(const std::string& place, const Value& before, const Value& after) {
+  void CompareMembers(const std::string& place, const Value& before, const Value& after) {
     json keys = json::object();
     for (const Value& side : {before, after}) {
       if (side.whole != nullptr) {
@@ -142,7 +142,7 @@ std::string Text(const json& value) { return Printable(JsonText(value)); }
 
 HostDump DumpHost(Connection& db, bool withSecrets) {
   HostDump dump{DumpScenario(db, true), DumpScenario(db, withSecrets)};
-  // A dump needs wrapped DEKs to load back; a list of changes does not.
+  // Dumps contain wrapped DEKs because loading needs them; a list of changes hides them.
   if (const auto disks = dump.shown.find("disks"); !withSecrets && disks != dump.shown.end()) {
     for (json& disk : *disks) {
       for (const char* const secret : {"wrapped", "aws"}) {
@@ -156,8 +156,8 @@ HostDump DumpHost(Connection& db, bool withSecrets) {
 }
 
 std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after) {
-  const HostDump from{ByName(before.whole), ByName(before.shown)};
-  const HostDump to{ByName(after.whole), ByName(after.shown)};
+  const HostDump from{KeyByName(before.whole), KeyByName(before.shown)};
+  const HostDump to{KeyByName(after.whole), KeyByName(after.shown)};
   Comparison comparison;
   comparison.Compare("", {&from.whole, &from.shown}, {&to.whole, &to.shown});
   return comparison.differences;

@@ -1,4 +1,4 @@
-// What changed between two dumps of a host.
+// The differences between two dumps of a host.
 #pragma once
 
 #include <iosfwd>
@@ -11,7 +11,7 @@
 
 namespace quelt {
 
-/// One dump: with secrets, to see what changed, and without, to know what may be shown.
+/// A dump with secrets, to detect changes, and without them, to determine what may be shown.
 // NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
 struct HostDump {
   nlohmann::json whole;
@@ -20,7 +20,7 @@ struct HostDump {
 
 HostDump DumpHost(Connection& db, bool withSecrets);
 
-/// A value that was added, removed or changed. Secrets stand as "(secret)".
+/// A value that was added, removed or changed. Secrets are replaced with "(secret)".
 struct Difference {
   enum class Kind { kAdded, kRemoved, kChanged };
   Kind kind;
@@ -31,7 +31,7 @@ struct Difference {
 
 std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after);
 
-/// A line for each.
+/// Prints one line per difference.
 void PrintDifferences(const std::vector<Difference>& differences, std::ostream& out,
                       const Style& style);
 

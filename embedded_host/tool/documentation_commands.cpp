@@ -1,4 +1,4 @@
-// completion and manual: the tool's own description, for shells and for man.
+// completion and manual: shell completions and the manual page, generated from the subcommands.
 #include <iostream>
 #include <map>
 #include <memory>
@@ -14,8 +14,7 @@ void AddDocumentationCommands(CLI::App& app) {
   static const std::map<std::string, Completion> kCompletions = {
       {"bash", BashCompletion}, {"fish", FishCompletion}, {"zsh", ZshCompletion}};
 
-  CLI::App& completion =
-      *app.add_subcommand("completion", "Print a script that completes command lines of this tool");
+  CLI::App& completion = *app.add_subcommand("completion", "Print a shell completion script");
   const auto shell = std::make_shared<std::string>();
   completion.add_option("SHELL", *shell, "bash, fish or zsh")
       ->required()

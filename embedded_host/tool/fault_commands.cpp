@@ -1,4 +1,4 @@
-// fail, heal and faults: operations that misbehave on purpose.
+// fail, heal and faults: fault injection into platform operations.
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -21,9 +21,9 @@ namespace {
 using nlohmann::json;
 using Milliseconds = std::chrono::milliseconds;
 
-constexpr double kLongestDelay = 86400;  // seconds
+constexpr double kMaxDelaySeconds = 86400;
 
-/// What `fail` was given.
+/// The arguments of `fail`.
 struct FailArguments {
   std::string operation;
   Fault fault;
@@ -51,8 +51,8 @@ void Fail(const CLI::App& command, FailArguments arguments) {
   SetFault(arguments.operation, fault);
 }
 
-/// Checks a number of calls.
-auto CallsFrom(std::int64_t least) {
+/// Returns a check for a number of calls.
+auto AtLeastCalls(std::int64_t least) {
   return [least](const std::string& text) {
     std::int64_t calls = 0;
     const bool read = CLI::detail::lexical_cast(text, calls);
@@ -63,39 +63,43 @@ auto CallsFrom(std::int64_t least) {
 }
 
 void AddFail(CLI::App& app) {
-  CLI::App& command = *app.add_subcommand("fail", "Make a platform operation misbehave");
+  CLI::App& command = *app.add_subcommand("fail", "Inject a fault into a platform operation");
   const auto arguments = std::make_shared<FailArguments>();
-  command.add_option("OPERATION", arguments->operation, "Its name, as below")
+  command.add_option("OPERATION", arguments->operation, "The operation, from the list below")
       ->required()
       ->check(OperationName());
-  CLI::Option_group& how = *command.add_option_group("What it does (--refuse unless given)");
+  CLI::Option_group& how = *command.add_option_group("Kind of fault (default: --refuse)");
   how.require_option(0, 1);
   how.add_flag("--refuse", arguments->refuse,
-               "Give its false, null or status answer; throw where it has none");
+               "Return its false, null or status answer, or throw if it has none");
   how.add_option("--throw", arguments->fault.message, "Throw the host library's exception")
       ->type_name("MESSAGE");
   how.add_option("--throw-standard", arguments->fault.message, "Throw another standard exception")
       ->type_name("MESSAGE");
   how.add_flag("--throw-unknown", arguments->throwUnknown,
-               "Throw something that is no standard exception");
-  command.add_option("--delay", arguments->delay, "Be slow; alone, do nothing else")
+               "Throw an object that is not a standard exception");
+  command
+      .add_option("--delay", arguments->delay,
+                  "Delay the call; without a kind, it then runs normally")
       ->type_name("SECONDS")
       ->check([](const std::string& text) {
         double seconds = -1;
         const bool read = CLI::detail::lexical_cast(text, seconds);
-        // Written so that what is no number is refused too.
-        return read && seconds >= 0 && seconds <= kLongestDelay
+        // NaN fails both comparisons.
+        return read && seconds >= 0 && seconds <= kMaxDelaySeconds
                    ? std::string()
                    : "Expected 0 to 86400 seconds, not \"" + text + "\"";
       });
-  command.add_option("--times", arguments->times, "For the next N calls, not until healed")
+  command
+      .add_option("--times", arguments->times,
+                  "Affect only the next N calls (default: until healed)")
       ->type_name("N")
-      ->check(CallsFrom(1));
-  command.add_option("--after", arguments->fault.after, "After K calls that go well")
+      ->check(AtLeastCalls(1));
+  command.add_option("--after", arguments->fault.after, "Leave the first K calls unaffected")
       ->type_name("K")
-      ->check(CallsFrom(0));
+      ->check(AtLeastCalls(0));
   command.footer(
-      "Calls of all processes of the host count. A new fault takes the place of an old one.\n\n"
+      "Calls are counted in all processes of the host. A new fault replaces the previous one.\n\n"
       "Example:\n"
       "  quelt-host fail GetConfiguredKekId --throw 'iru.conf is locked' --times 2 --after 1\n\n"
       "Operations:" +
@@ -104,7 +108,8 @@ void AddFail(CLI::App& app) {
 }
 
 void AddHeal(CLI::App& app) {
-  CLI::App& command = *app.add_subcommand("heal", "End faults: those of the operations, or all");
+  CLI::App& command =
+      *app.add_subcommand("heal", "Remove the faults of the given operations, or all faults");
   const auto operations = std::make_shared<std::vector<std::string>>();
   command.add_option("OPERATION", *operations, "Names of operations")->check(OperationName());
   command.footer("Example:\n  quelt-host heal GetConfiguredKekId");
@@ -158,7 +163,7 @@ void PrintFaults(bool asJson) {
     }
   }
   if (asJson) {
-    // Arguments of a command line need not be UTF-8.
+    // The message came from a command line and may be invalid UTF-8.
     std::cout << JsonText(records, 2) << '\n';
   }
 }
@@ -166,7 +171,7 @@ void PrintFaults(bool asJson) {
 void AddFaults(CLI::App& app) {
   CLI::App& command = *app.add_subcommand("faults", "Print the faults that are set");
   const auto asJson = std::make_shared<bool>(false);
-  command.add_flag("--json", *asJson, "As a JSON array");
+  command.add_flag("--json", *asJson, "Print a JSON array");
   command.footer("Example:\n  quelt-host faults --json");
   command.callback([asJson] { PrintFaults(*asJson); });
 }

@@ -17,8 +17,8 @@ namespace quelt {
 
 namespace {
 
-/// Tables that may be large. Each row is an item of a list, with a name that no other item has, so
-/// that equal rows can be left out of a comparison.
+/// Tables that may be large. Each row is a list item with a unique name, so that equal rows can be
+/// omitted from a comparison.
 constexpr std::string_view kLargeTables[] = {"agent", "recorded_agent", "object", "disk",
                                              "cached_key"};
 
@@ -48,8 +48,8 @@ class TableComparison {
     same_ += "(" + left + ") IS (" + right + ")";
   }
 
-  /// Selects the rows of `side` that `other` does not have. Where there are equal rows, also one of
-  /// them, the same for both sides: a list that is not empty stays so.
+  /// Selects the rows of `side` that `other` does not have, and one of the equal rows, the same for
+  /// both sides: a list that is not empty must not look empty.
   std::string ChangedRows(const std::string& side, const std::string& other) const {
     return "SELECT * FROM " + side + "." + table_ + " AS a WHERE NOT EXISTS (SELECT 1 FROM " +
            other + "." + table_ + " AS b WHERE " + same_ +
@@ -62,13 +62,13 @@ class TableComparison {
   std::string same_;  ///< the condition that rows a and b are equal
 };
 
-/// Makes statements that name a table read what `select` gives.
+/// Makes statements that name the table read the result of `select` instead.
 void Shadow(Connection& db, const std::string& table, const std::string& select) {
   db.database().exec("DROP VIEW IF EXISTS temp." + table);
   db.database().exec("CREATE TEMP VIEW " + table + " AS " + select);
 }
 
-/// The dumps of "copy" and "main", as far as they differ. In a transaction.
+/// Dumps the differing parts of "copy" and "main". Requires a transaction.
 std::pair<HostDump, HostDump> DumpChanged(Connection& db, bool withSecrets) {
   const std::vector<std::string> tables =
       Texts(db, "SELECT name FROM main.sqlite_schema WHERE type = 'table'");
@@ -106,7 +106,7 @@ std::vector<Difference> HostSnapshot::FindChanges(bool withSecrets) const {
   try {
     sqlite3_limit(db->database().getHandle(), SQLITE_LIMIT_ATTACHED, 1);
     db->Execute("ATTACH ? AS copy", file_);
-    Transaction transaction(*db, Transaction::Kind::kRead);  // one moment of the host
+    Transaction transaction(*db, Transaction::Kind::kRead);  // a consistent view
     const auto [before, after] = DumpChanged(*db, withSecrets);
     return FindDifferences(before, after);
   } catch (const SQLite::Exception& failure) {

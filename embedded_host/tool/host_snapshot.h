@@ -1,4 +1,4 @@
-// The host's state at one moment, to compare a later state with.
+// A copy of the host's state, to compare a later state with.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@ namespace quelt {
 /// A copy of the state's database. Memory use does not depend on the size of the state.
 class HostSnapshot {
  public:
-  /// Copies the present state to `file`, which does not exist. Its folder is the user's own: the
-  /// copy holds secrets, and stays until it is removed with the folder.
+  /// Copies the current state to `file`, which must not exist. Only the user may have access to its
+  /// folder, because the copy contains secrets. The caller removes the file.
   explicit HostSnapshot(std::string file);
 
-  /// What changed since. Secrets are shown only if asked for.
+  /// The changes since the copy was made, with or without secrets.
   std::vector<Difference> FindChanges(bool withSecrets) const;
 
  private:

@@ -20,7 +20,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// Shows the records of these operations, or of all if there are none.
+/// Prints the records of these operations; without operations, all records.
 void Show(const std::vector<std::string>& operations, bool asJson) {
   std::vector<JournalRecord> records = ReadJournal();
   std::erase_if(records, [&](const JournalRecord& record) {
@@ -43,31 +43,33 @@ void Show(const std::vector<std::string>& operations, bool asJson) {
 }  // namespace
 
 void AddJournalCommands(CLI::App& app) {
-  CLI::App& journal = *app.add_subcommand("journal", "Record which operations scripts cause");
+  CLI::App& journal =
+      *app.add_subcommand("journal", "Record the platform operations that scripts call");
   journal.require_subcommand(1);
   journal.footer(
-      "A record holds number, time, process, operation, arguments, outcome and duration "
-      "(seconds).\n"
-      "Keys, DEKs and passwords appear as their length. The newest " +
-      std::to_string(kMaxJournalRecords) + " records are kept; texts are\ncut at " +
+      "Each record has a number, time, process, operation, arguments, outcome and duration\n"
+      "(seconds). Keys, DEKs and passwords are replaced with their lengths. The journal keeps the\n"
+      "newest " +
+      std::to_string(kMaxJournalRecords) + " records and truncates texts to " +
       std::to_string(kMaxJournalTextBytes) +
-      " bytes. Feature flags are not recorded: a listing asks for them twice an agent.\n\n"
+      " bytes. It does not record\n"
+      "queries of feature flags: listing agents queries them twice per agent.\n\n"
       "Example:\n  quelt-host journal start && python3 script.py; quelt-host journal show");
-  journal.add_subcommand("start", "Record from now on, in all processes of the host")
+  journal.add_subcommand("start", "Start recording, in all processes of the host")
       ->footer("Example:\n  quelt-host journal start")
       ->callback([] { SwitchJournal(true); });
-  journal.add_subcommand("stop", "Record no longer; what is recorded stays")
+  journal.add_subcommand("stop", "Stop recording; existing records remain")
       ->footer("Example:\n  quelt-host journal stop")
       ->callback([] { SwitchJournal(false); });
   CLI::App& show =
-      *journal.add_subcommand("show", "Print the records: those of the operations, or all");
+      *journal.add_subcommand("show", "Print the records of the given operations, or all records");
   const auto operations = std::make_shared<std::vector<std::string>>();
   show.add_option("OPERATION", *operations, "Names of operations")->check(OperationName());
   const auto asJson = std::make_shared<bool>(false);
-  show.add_flag("--json", *asJson, "As JSON, one record a line");
+  show.add_flag("--json", *asJson, "Print one JSON object per line");
   show.footer("Example:\n  quelt-host journal show --json | grep '\"outcome\":\"threw\"'");
   show.callback([operations, asJson] { Show(*operations, *asJson); });
-  journal.add_subcommand("clear", "Forget the records")
+  journal.add_subcommand("clear", "Delete all records")
       ->footer("Example:\n  quelt-host journal clear")
       ->callback(ClearJournal);
 }

@@ -11,7 +11,7 @@ using nlohmann::ordered_json;
 
 namespace {
 
-/// A time as `format` of strftime and its microseconds.
+/// Formats a time (microseconds since 1970) with strftime and appends the microseconds.
 std::string TimeText(std::int64_t microseconds, const char* format, bool utc) {
   const std::time_t seconds = microseconds / 1'000'000;
   std::tm parts{};

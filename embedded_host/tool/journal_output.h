@@ -1,4 +1,4 @@
-// The journal as people and programs read it.
+// Formats journal records as JSON and as a table.
 #pragma once
 
 #include <iosfwd>

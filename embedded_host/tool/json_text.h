@@ -1,4 +1,4 @@
-// JSON as the tool prints it.
+// Formats JSON for output.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace quelt {
 
-/// Invalid UTF-8 is replaced. Control characters are escaped, also those that JSON permits.
+/// Replaces invalid UTF-8 and escapes control characters, including those that JSON permits.
 template <typename Json>
 std::string JsonText(const Json& value, int indent = -1) {
   return EscapeControls(value.dump(indent, ' ', false, Json::error_handler_t::replace), "\\u00");

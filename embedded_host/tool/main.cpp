@@ -1,7 +1,8 @@
-// quelt-host: seeds, inspects and breaks the embedded host from outside the scripts that use it.
+// quelt-host: prepares and inspects the embedded host and injects faults, from outside the scripts
+// that use the host.
 //
-// Exit status: 0; 1 when the command failed, with one line on standard error; 2 for wrong usage.
-// That of `run` is the status of the command that it ran, 126 or 127 if it could not be run.
+// Exit status: 0 for success; 1 for a failure, with one line on standard error; 2 for invalid
+// usage. `run` exits with the status of its command, or with 126 or 127 if that cannot be started.
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -19,24 +20,24 @@
 namespace {
 
 constexpr int kFailed = 1;
-constexpr int kUsage = 2;
+constexpr int kInvalidUsage = 2;
 
-/// The path reaches the store as it reaches every other process: through the environment.
+/// The store reads the path from the environment, as in every other process.
 void UseState(const std::string& path) { setenv("QUELT_HOST_STATE", path.c_str(), 1); }
 
-/// Whether the word is an option whose value is the next word.
-bool TakesNextWord(const CLI::App& app, const std::string& word) {
+/// True for an option whose value is the next word.
+bool TakesValue(const CLI::App& app, const std::string& word) {
   const CLI::Option* const option = app.get_option_no_throw(word);
   return option != nullptr && option->get_items_expected_max() > 0;
 }
 
-/// Takes the command of "run" from the words: it begins after "--", or with the first word that is
-/// neither an option nor the value of one.
-std::vector<std::string> TakeCommand(const CLI::App& app, std::vector<std::string>& words) {
+/// Removes the command of "run" from the words and returns it. It begins after "--", or with the
+/// first word that is neither an option nor the value of one.
+std::vector<std::string> ExtractCommand(const CLI::App& app, std::vector<std::string>& words) {
   const CLI::App* run = nullptr;
   for (auto word = words.begin(); word != words.end(); ++word) {
     if (word->starts_with('-') && *word != "--") {
-      if (TakesNextWord(app, *word) || (run != nullptr && TakesNextWord(*run, *word))) {
+      if (TakesValue(app, *word) || (run != nullptr && TakesValue(*run, *word))) {
         word += word + 1 == words.end() ? 0 : 1;
       }
     } else if (run == nullptr) {
@@ -60,7 +61,7 @@ bool HasOption(const CLI::App& app, const std::string& name) {
                      [&](const CLI::App* each) { return HasOption(*each, name); });
 }
 
-/// Makes two words of "--name=", for which the library would take the next word as the value.
+/// Splits "--name=" into two words: CLI11 would take the next word as the value.
 void SplitEmptyValues(const CLI::App& app, std::vector<std::string>& words) {
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string name = words[i].substr(0, words[i].size() - 1);
@@ -71,12 +72,13 @@ void SplitEmptyValues(const CLI::App& app, std::vector<std::string>& words) {
   }
 }
 
-/// Says which word is no command, where one had to stand; the library says only that it is missing.
-std::string UnknownCommand(const CLI::App& app) {
+/// The error for an unknown subcommand, or "" if there is none: CLI11 only reports that a
+/// subcommand is missing.
+std::string UnknownCommandText(const CLI::App& app) {
   const std::vector<std::string> rest = app.remaining(true);
   const auto word =
       std::find_if(rest.begin(), rest.end(), [](const auto& each) { return each[0] != '-'; });
-  const CLI::App* at = &app;  // the last word that is a command
+  const CLI::App* at = &app;  // becomes the innermost subcommand that was parsed
   while (!at->get_subcommands().empty()) {
     at = at->get_subcommands().front();
   }
@@ -87,22 +89,22 @@ std::string UnknownCommand(const CLI::App& app) {
   for (const CLI::App* const below : at->get_subcommands(nullptr)) {
     names.push_back(below->get_name());
   }
-  return "No command is called \"" + *word + "\"" + quelt::DidYouMean(*word, names);
+  return "Unknown command \"" + *word + "\"" + quelt::DidYouMean(*word, names);
 }
 
 int Run(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   std::vector<std::string> command;
-  CLI::App app("Seed, inspect and break the embedded Quelt host, and record what scripts do to it",
+  CLI::App app("Prepare and inspect the embedded Quelt host, inject faults, and record operations",
                "quelt-host");
   app.require_subcommand(1);
   app.fallthrough();
   app.set_version_flag("--version", "quelt-host " PYQUELT_VERSION, "Print the version and exit");
   app.add_option_function<std::string>("--state", UseState,
-                                       "The host's state file, in place of QUELT_HOST_STATE")
+                                       "The host's state file; overrides QUELT_HOST_STATE")
       ->type_name("PATH")
       ->check([](const std::string& path) {
-        return path.empty() ? "PATH is empty" : std::string();  // it would mean the user's own host
+        return path.empty() ? "PATH is empty" : std::string();  // the default host otherwise
       })
       ->trigger_on_parse();
   quelt::AddStateCommands(app);
@@ -115,22 +117,22 @@ int Run(int argc, char** argv) {
   app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
     return "quelt-host: " + CLI::FailureMessage::simple(failed, error);
   });
-  command = TakeCommand(app, words);
+  command = ExtractCommand(app, words);
   SplitEmptyValues(app, words);
   try {
-    std::reverse(words.begin(), words.end());  // as the library wants them
+    std::reverse(words.begin(), words.end());  // CLI11 expects them in reverse order
     app.parse(words);
   } catch (const CLI::RuntimeError& status) {
     return status.get_exit_code();
   } catch (const CLI::RequiredError& failure) {
-    const std::string unknown = UnknownCommand(app);
+    const std::string unknown = UnknownCommandText(app);
     app.exit(unknown.empty() ? failure
                              : CLI::RequiredError(unknown, CLI::ExitCodes::RequiredError));
-    return kUsage;
+    return kInvalidUsage;
   } catch (const CLI::ParseError& failure) {
     if (app.exit(failure) != EXIT_SUCCESS) {
-      return kUsage;
-    }  // else it was asked for: help or the version
+      return kInvalidUsage;
+    }  // otherwise help or the version was printed
   }
   if (!std::cout.flush()) {
     throw std::runtime_error("Standard output could not be written");
@@ -142,7 +144,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    if (argc > 3 && std::string_view(argv[1]) == "--supervise") {  // quelt_testing's, not a user's
+    if (argc > 3 && std::string_view(argv[1]) == "--supervise") {  // used only by quelt_testing
       quelt::Supervise(std::atoi(argv[2]), {argv + 3, argv + argc});
     }
     return Run(argc, argv);

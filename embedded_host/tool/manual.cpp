@@ -6,13 +6,13 @@ namespace quelt {
 
 namespace {
 
-/// Text that the formatter takes as it is: no escape, no hyphen made of a minus sign, no request at
-/// the beginning of a line.
-std::string Plain(std::string_view text) {
+/// Escapes characters that troff interprets: backslashes, minus signs, and a dot or quote at the
+/// beginning of a line.
+std::string Escaped(std::string_view text) {
   std::string plain;
   for (const char c : text) {
-    const bool begins = plain.empty() || plain.back() == '\n';
-    if (begins && (c == '.' || c == '\'')) {
+    const bool line_start = plain.empty() || plain.back() == '\n';
+    if (line_start && (c == '.' || c == '\'')) {
       plain += "\\&";
     }
     plain += c == '\\' ? "\\e" : c == '-' ? "\\-" : std::string(1, c);
@@ -45,14 +45,15 @@ std::string Options(const CommandDescription& command) {
   std::string text;
   for (const OptionDescription& option : command.options) {
     if (!command.words.empty() && option.names.back() == "--help") {
-      continue;  // said once, at the top
+      continue;  // described once, at the top
     }
     std::string names;
     for (const std::string& name : option.names) {
       names += (names.empty() ? "" : ", ") + name;
     }
-    text += ".TP\n.B " + Plain(names) + (option.value.empty() ? "" : " " + Plain(option.value)) +
-            "\n" + Plain(option.text) + ".\n";
+    text += ".TP\n.B " + Escaped(names) +
+            (option.value.empty() ? "" : " " + Escaped(option.value)) + "\n" +
+            Escaped(option.text) + ".\n";
   }
   return text;
 }
@@ -60,12 +61,13 @@ std::string Options(const CommandDescription& command) {
 std::string Command(const CommandDescription& command) {
   std::string text;
   if (command.commands.empty()) {
-    text += ".SS " + Plain(Usage(command)) + "\n" + Plain(command.text) + ".\n" + Options(command);
+    text +=
+        ".SS " + Escaped(Usage(command)) + "\n" + Escaped(command.text) + ".\n" + Options(command);
   } else {
-    text += ".SS " + Plain(Usage(command)) + " COMMAND\n" + Plain(command.text) + ".\n";
+    text += ".SS " + Escaped(Usage(command)) + " COMMAND\n" + Escaped(command.text) + ".\n";
   }
   if (!command.footer.empty()) {
-    text += ".PP\n.nf\n" + Plain(command.footer) + "\n.fi\n";
+    text += ".PP\n.nf\n" + Escaped(command.footer) + "\n.fi\n";
   }
   for (const CommandDescription& below : command.commands) {
     text += Command(below);
@@ -76,30 +78,29 @@ std::string Command(const CommandDescription& command) {
 constexpr const char* kEnd = R"(.SH ENVIRONMENT
 .TP
 .B QUELT_HOST_STATE
-The host's state file. Unset, it is
+The host's state file. The default is
 .IR $XDG_STATE_HOME/quelt/host.db ,
 or
 .I ~/.local/state/quelt/host.db
-if that is unset too.
+if XDG_STATE_HOME is not set.
 .TP
 .B QUELT_HOST_WAIT
-How many seconds a writer waits for another one; 30 unless set.
+How many seconds a writer waits for other writers. The default is 30.
 .TP
 .B NO_COLOR
-If it is set and not empty, output to a terminal has no colours either.
+If this is set and not empty, output to a terminal is not coloured.
 .SH EXIT STATUS
-0 for success; 1 when the command failed, with one line on standard error; 2 for wrong usage.
-That of
+0 for success; 1 for a failure, with one line on standard error; 2 for invalid usage.
 .B run
-is the exit status of the command that it ran.
+exits with the status of its command.
 )";
 
 }  // namespace
 
 std::string ManualPage(const CommandDescription& tool) {
   std::string page = ".TH QUELT\\-HOST 1 \"\" \"pyquelt " PYQUELT_VERSION "\"\n";
-  page += ".SH NAME\nquelt\\-host \\- " + Plain(tool.text) + "\n";
-  page += ".SH SYNOPSIS\n.B " + Plain(Usage(tool)) + " COMMAND\n";
+  page += ".SH NAME\nquelt\\-host \\- " + Escaped(tool.text) + "\n";
+  page += ".SH SYNOPSIS\n.B " + Escaped(Usage(tool)) + " COMMAND\n";
   page += ".SH OPTIONS\n" + Options(tool);
   page += ".SH COMMANDS\n";
   for (const CommandDescription& command : tool.commands) {

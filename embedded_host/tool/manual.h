@@ -7,7 +7,7 @@
 
 namespace quelt {
 
-/// A page of section 1, in the macros of man(7).
+/// Returns a page of section 1, written with the macros of man(7).
 std::string ManualPage(const CommandDescription& tool);
 
 }  // namespace quelt

@@ -12,7 +12,7 @@ namespace quelt {
 
 namespace {
 
-/// The operations that a function of pyquelt performs, as text; empty if there is no such function.
+/// Lists the operations that a function of pyquelt performs; empty if there is no such function.
 std::string OperationsOfFunction(const std::string& function) {
   const auto functions = nlohmann::json::parse(kFunctionOperationsText);
   std::string text;
@@ -22,8 +22,8 @@ std::string OperationsOfFunction(const std::string& function) {
   return text;
 }
 
-/// What is wrong with an argument; empty if it is the name of an operation.
-std::string Rejection(const std::string& text) {
+/// The error for an argument; empty if it is the name of an operation.
+std::string CheckOperationName(const std::string& text) {
   if (std::find(kOperationNames.begin(), kOperationNames.end(), text) != kOperationNames.end()) {
     return {};
   }
@@ -31,13 +31,13 @@ std::string Rejection(const std::string& text) {
   if (!operations.empty()) {
     return "\"" + text + "\" is a function of pyquelt, which performs the operations " + operations;
   }
-  return "No platform operation is called \"" + text + "\"" +
+  return "Unknown platform operation \"" + text + "\"" +
          DidYouMean(text, {kOperationNames.begin(), kOperationNames.end()});
 }
 
 }  // namespace
 
-CLI::Validator OperationName() { return CLI::Validator(Rejection, "", "operation"); }
+CLI::Validator OperationName() { return CLI::Validator(CheckOperationName, "", "operation"); }
 
 std::string OperationNameLines() {
   std::string lines;

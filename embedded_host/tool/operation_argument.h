@@ -10,7 +10,7 @@ namespace quelt {
 /// function of the module, the operations that it performs.
 CLI::Validator OperationName();
 
-/// All names, in lines, for the foot of a help text.
+/// All names, one per line, for the end of a help text.
 std::string OperationNameLines();
 
 }  // namespace quelt

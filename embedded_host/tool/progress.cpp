@@ -13,7 +13,7 @@ Progress::Progress(std::string task) : task_(std::move(task)) {
   if (isatty(STDERR_FILENO) == 0) {
     return;
   }
-  // Signals are handled by the main thread, which may block them.
+  // Only the main thread handles signals, and it may block them.
   sigset_t all{};
   sigset_t before{};
   sigfillset(&all);
@@ -21,7 +21,7 @@ Progress::Progress(std::string task) : task_(std::move(task)) {
   try {
     thread_ = std::thread(&Progress::Show, this);
   } catch (const std::exception&) {
-    // The work matters more than this line.
+    // The work continues without showing progress.
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }

@@ -1,4 +1,4 @@
-// Progress of work that takes longer than a second.
+// Shows the progress of work that takes longer than a second.
 #pragma once
 
 #include <atomic>
@@ -10,8 +10,8 @@
 
 namespace quelt {
 
-/// Shows on standard error, if that is a terminal, what the tool does and for how long, from the
-/// first second on. Removes its line in the end. Has a thread while it exists: end it before fork.
+/// After one second, shows the task and its duration on standard error if that is a terminal. The
+/// destructor removes the line. Uses a thread: destroy the object before a fork.
 class Progress {
  public:
   explicit Progress(std::string task);
@@ -19,11 +19,11 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  /// Begins the next task of the same work.
+  /// Starts the next task of the same work.
   void Begin(std::string task);
-  /// Prints a line on standard error, terminal or not.
+  /// Prints a line on standard error, even if that is not a terminal.
   void PrintLine(const std::string& line);
-  /// Rows that the task has stored so far. Takes no lock.
+  /// Sets the number of rows that the task has stored so far. Acquires no lock.
   void SetRows(std::int64_t rows) { rows_.store(rows, std::memory_order_relaxed); }
 
  private:

@@ -1,4 +1,4 @@
-// run: a command on a fresh host of its own, and what it did there.
+// run: runs a command on a temporary host and reports its changes and operations.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,8 +41,8 @@ struct RunArguments {
   bool secrets = false;
 };
 
-/// What a report is written to. Opened before the command starts, so that no run is wasted; an
-/// earlier report is replaced only by the new one.
+/// The output of a report. It is opened before the command starts, to detect an invalid path early,
+/// and truncated only when the report is written.
 class ReportStream {
  public:
   explicit ReportStream(const std::string& path)
@@ -59,7 +59,7 @@ class ReportStream {
       Check(std::cerr);
       return;
     }
-    static_cast<void>(ftruncate(file_.get(), 0));  // fails for what is no ordinary file
+    static_cast<void>(ftruncate(file_.get(), 0));  // fails unless it is a regular file
     __gnu_cxx::stdio_filebuf<char> buffer(dup(file_.get()), std::ios::out);
     std::ostream out(&buffer);
     print(out, Style(-1));
@@ -78,9 +78,9 @@ class ReportStream {
   const Descriptor file_;
 };
 
-/// Every call fetches the plug-in and its operations object first; that this went well says
-/// nothing.
-bool IsWorthTelling(const JournalRecord& record) {
+/// False for successful calls that fetch the plug-in and its operations object: nearly every module
+/// function makes them first.
+bool IsReportable(const JournalRecord& record) {
   return record.outcome != "answered" ||
          (record.operation != "GetQueltPlugin" && record.operation != "GetHostSystem");
 }
@@ -91,18 +91,18 @@ void PrintReport(const std::vector<Difference>& differences,
                                         : "What the command changed:")
       << '\n';
   PrintDifferences(differences, out, style);
-  std::vector<JournalRecord> told;
+  std::vector<JournalRecord> reported;
   for (const JournalRecord& record : records) {
-    if (IsWorthTelling(record)) {
-      told.push_back(record);
+    if (IsReportable(record)) {
+      reported.push_back(record);
     }
   }
   out << '\n'
-      << style.Bold(told.empty() ? "It caused no operation."
-                                 : "The operations it caused (without fetching the plug-in):")
+      << style.Bold(reported.empty() ? "It called no operation."
+                                     : "The operations it called (without fetching the plug-in):")
       << '\n';
-  if (!told.empty()) {
-    PrintJournal(told, out, style);
+  if (!reported.empty()) {
+    PrintJournal(reported, out, style);
   }
 }
 
@@ -143,8 +143,8 @@ void Report(const RunArguments& arguments, ReportStream& stream, int status,
   });
 }
 
-/// Returns the exit status that shells give to a command. Throws StatusFailure for one that could
-/// not be started.
+/// Returns the exit status that a shell would report. Throws StatusFailure if the command could not
+/// be started.
 int ExitStatus(const std::string& command, const CommandOutcome& outcome) {
   constexpr int kNotFound = 127;
   constexpr int kNotExecutable = 126;
@@ -164,7 +164,7 @@ int ExitStatus(const std::string& command, const CommandOutcome& outcome) {
       (command.empty() ? "\"\"" : command) + ": " + reason);
 }
 
-/// Creates the host from this scenario, or from the default one, and starts its journal.
+/// Creates the host from the scenario (without a name: the default one) and starts the journal.
 HostSnapshot PrepareHost(const std::string& folder, ScenarioFile scenario) {
   Progress progress("Creating the host");
   if (!scenario.name.empty()) {
@@ -180,10 +180,11 @@ HostSnapshot PrepareHost(const std::string& folder, ScenarioFile scenario) {
 int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
   ScenarioFile scenario;
   if (!arguments.scenario.empty()) {
-    scenario = ReadScenarioFile(arguments.scenario);  // may wait for a writer: signals end that
+    // Reading may wait for input, and signals are not blocked yet.
+    scenario = ReadScenarioFile(arguments.scenario);
   }
   ReportStream report(arguments.report);
-  const CommandProcess process;  // outlives the host: no signal may keep that from being removed
+  const CommandProcess process;  // outlives the host, so that a signal cannot prevent its removal
   const TemporaryHost host;
   setenv("QUELT_HOST_STATE", (host.folder() + "/host.db").c_str(), 1);
   const HostSnapshot before = PrepareHost(host.folder(), std::exchange(scenario, {}));
@@ -196,28 +197,29 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
 
 void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
   CLI::App& run = *app.add_subcommand(
-      "run", "Run a command on a fresh host of its own, then show what it changed and called");
+      "run", "Run a command on a temporary host, then report its changes and operations");
   const auto arguments = std::make_shared<RunArguments>();
-  run.add_option("--scenario", arguments->scenario, "Load this first, not the default scenario")
+  run.add_option("--scenario", arguments->scenario,
+                 "Start with this scenario instead of the default one")
       ->type_name("FILE");
-  run.add_option("--report", arguments->report, "Write the report there, not to standard error")
+  run.add_option("--report", arguments->report,
+                 "Write the report to this file instead of standard error")
       ->type_name("FILE");
-  run.add_flag("--json", arguments->asJson, "The report as one JSON object");
-  run.add_flag("--secrets", arguments->secrets, "Show keys, DEKs and passwords that changed");
-  // Described here, taken by main: the library would split words like "[a,b]".
-  run.add_option("COMMAND", "The command and its arguments; -- may stand before them");
+  run.add_flag("--json", arguments->asJson, "Write the report as one JSON object");
+  run.add_flag("--secrets", arguments->secrets, "Include changed keys, DEKs and passwords");
+  // Only described here. main extracts the words: CLI11 would split words such as "[a,b]".
+  run.add_option("COMMAND", "The command and its arguments, optionally after --");
   run.footer(
-      "The host is made for this and removed afterwards; QUELT_HOST_STATE names it to the "
-      "command.\n"
-      "SIGTERM and SIGHUP are passed on to the command; then follows the report, as usual.\n"
-      "If quelt-host itself is killed, so are the command and all processes that it started.\n"
-      "The exit status is the command's, 128 and the signal's number if a signal ended it; 127\n"
-      "if there is no such command, 126 if it can't be executed. Options for quelt-host stand\n"
-      "before the command, all words after its name are its own.\n\n"
+      "The command finds the host through QUELT_HOST_STATE. The host is removed afterwards.\n"
+      "SIGTERM and SIGHUP are forwarded to the command; the report is still written.\n"
+      "If quelt-host is killed, the command and all processes that it started are killed too.\n"
+      "The exit status is the command's, or 128 plus the signal's number if a signal ended it;\n"
+      "127 if the command does not exist, 126 if it cannot be executed. Options of quelt-host\n"
+      "precede the command; all words after the command's name are passed to it.\n\n"
       "Example:\n  quelt-host run --scenario two-keks.json python3 unlock.py disk-1 kek-2");
   run.callback([&app, arguments, &command] {
     if (app.count("--state") > 0) {
-      throw CLI::ValidationError("--state", "run makes a host of its own");
+      throw CLI::ValidationError("--state", "run creates a temporary host");
     }
     if (command.empty()) {
       throw CLI::RequiredError("COMMAND");

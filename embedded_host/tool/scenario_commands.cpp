@@ -1,4 +1,4 @@
-// load and dump: the host as one JSON document.
+// load and dump: the host's state as one JSON document.
 #include <iostream>
 #include <memory>
 #include <string>
@@ -24,7 +24,7 @@ void Dump(bool withSecrets) {
   }();
   std::cout << JsonText(document, 2) << '\n';
   if (!MissingSecrets(document).empty()) {
-    std::cerr << "Keys, DEKs and passwords are left out; with --secrets they are printed too.\n";
+    std::cerr << "Keys, DEKs and passwords are omitted; --secrets includes them.\n";
   }
 }
 
@@ -32,9 +32,9 @@ void Dump(bool withSecrets) {
 
 void AddScenarioCommands(CLI::App& app) {
   CLI::App& load = *app.add_subcommand(
-      "load", "Replace the host's whole state by a scenario; change nothing if it is refused");
+      "load", "Replace the host's state with a scenario; change nothing if it is invalid");
   load.footer(
-      "Faults end, and the journal is empty and off afterwards.\n\n"
+      "Also removes all faults and stops and clears the journal.\n\n"
       "Example:\n  quelt-host load three-disks.json");
   load.add_option_function<std::string>(
           "FILE",
@@ -43,13 +43,13 @@ void AddScenarioCommands(CLI::App& app) {
             Progress progress("Opening the host");
             LoadScenarioFile(std::move(scenario), progress);
           },
-          "The scenario, a JSON document (-: standard input)")
+          "The scenario, a JSON document; - for standard input")
       ->required();
 
   CLI::App& dump = *app.add_subcommand("dump", "Print the host's state as a scenario");
   const auto withSecrets = std::make_shared<bool>(false);
   dump.add_flag("--secrets", *withSecrets,
-                "With keys, DEKs and passwords: what is printed loads back to the same state");
+                "Include keys, DEKs and passwords, to restore the same state with load");
   dump.footer("Example:\n  quelt-host dump --secrets > host.json");
   dump.callback([withSecrets] { Dump(*withSecrets); });
 }

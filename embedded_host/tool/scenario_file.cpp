@@ -26,7 +26,7 @@ class RowCounter {
  public:
   RowCounter(Connection& db, Progress& progress)
       : handle_(db.database().getHandle()), progress_(progress) {
-    constexpr int kSteps = 1'000'000;  // of SQLite's machine: some tens of milliseconds
+    constexpr int kSteps = 1'000'000;  // SQLite instructions, which take tens of milliseconds
     sqlite3_progress_handler(handle_, kSteps, Count, this);
   }
   RowCounter(const RowCounter&) = delete;
@@ -75,7 +75,7 @@ ScenarioFile ReadScenarioFile(const std::string& file) {
     return {name, ParseDocument(isStandardInput ? std::cin : opened)};
   } catch (const ScenarioError& failure) {
     throw ScenarioError(name + ": " + failure.what());
-  } catch (const std::ios_base::failure&) {  // a folder opens too
+  } catch (const std::ios_base::failure&) {  // opening a folder succeeds, reading it fails
     ThrowSystemFailure(name, errno);
   }
 }

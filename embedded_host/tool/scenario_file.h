@@ -1,4 +1,4 @@
-// A scenario from a file into the host's state.
+// Loads a scenario from a file into the host's state.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -8,7 +8,7 @@
 
 namespace quelt {
 
-/// A document and where it came from.
+/// A document and the name of its source.
 // NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
 struct ScenarioFile {
   std::string name;  ///< for messages
@@ -16,13 +16,12 @@ struct ScenarioFile {
 };
 
 /// Reads a file ("-": standard input). Throws ScenarioError: "<file>: line 3, column 13: <...>".
-/// Shows progress, unless the user types the text.
+/// Shows progress, unless the input is a terminal.
 ScenarioFile ReadScenarioFile(const std::string& file);
 
-/// Replaces the host's whole state by the scenario, or leaves it as it was and throws
-/// ScenarioError: "<file>: <place>: expected <...>". Faults and the journal begin anew too. Secrets
-/// that the scenario's dump left out are reported on standard error. When it returns, the
-/// document's memory is free.
+/// Replaces the host's state, including faults and the journal, with the scenario. If that is
+/// invalid, changes nothing and throws ScenarioError: "<file>: <place>: expected <...>". Reports
+/// secrets that the dump omitted on standard error. Frees the document's memory before it returns.
 void LoadScenarioFile(ScenarioFile scenario, Progress& progress);
 
 }  // namespace quelt

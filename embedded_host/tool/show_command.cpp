@@ -1,4 +1,4 @@
-// show: the host at a glance.
+// show: an overview of the host.
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,11 +25,11 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kMostRows = 20;
+constexpr std::size_t kMaxRows = 20;
 
-/// What there is to show.
+/// The data that show prints.
 // NOLINTNEXTLINE(bugprone-exception-escape): json's own destructor and move don't throw
-struct Glance {
+struct Overview {
   std::string path;
   json host;  ///< the dump without secrets
   Space space;
@@ -85,44 +85,44 @@ json ClientCertificates(const json& host) {
   return certificates;
 }
 
-Glance LookAtHost() {
+Overview ReadOverview() {
   const Progress progress("Reading the host");
-  Glance glance;
+  Overview overview;
   Store store = Store::Instance();
-  glance.path = store.path();
+  overview.path = store.path();
   store.Snapshot([&](Connection& db) {
-    glance.host = DumpScenario(db, false);
-    glance.space = ReadSpace(db);
-    glance.cachedKeys = CachedKeys(db);
-    glance.journalRecords = Count(db, "SELECT count(*) FROM journal");
+    overview.host = DumpScenario(db, false);
+    overview.space = ReadSpace(db);
+    overview.cachedKeys = CachedKeys(db);
+    overview.journalRecords = Count(db, "SELECT count(*) FROM journal");
   });
-  glance.trustedCertificates = TrustedCertificates(glance.host);
-  glance.clientCertificates = ClientCertificates(glance.host);
-  glance.journal = CurrentSwitches().journal;
+  overview.trustedCertificates = TrustedCertificates(overview.host);
+  overview.clientCertificates = ClientCertificates(overview.host);
+  overview.journal = CurrentSwitches().journal;
   for (const NamedFault& fault : ListFaults()) {
-    glance.faults.push_back(fault.first);
+    overview.faults.push_back(fault.first);
   }
-  return glance;
+  return overview;
 }
 
-json GlanceJson(const Glance& glance) {
-  const Space& space = glance.space;
-  return {{"state", glance.path},
-          {"host", glance.host},
-          {"cachedKeys", glance.cachedKeys.size()},
-          {"keys", glance.cachedKeys},
-          {"trustedCertificates", glance.trustedCertificates},
-          {"clientCertificates", glance.clientCertificates},
+json OverviewJson(const Overview& overview) {
+  const Space& space = overview.space;
+  return {{"state", overview.path},
+          {"host", overview.host},
+          {"cachedKeys", overview.cachedKeys.size()},
+          {"keys", overview.cachedKeys},
+          {"trustedCertificates", overview.trustedCertificates},
+          {"clientCertificates", overview.clientCertificates},
           {"space",
            {{"physicalCapacity", space.physicalCapacity},
             {"physicalUsed", space.PhysicalUsed()},
             {"logicalCapacity", space.LogicalCapacity()},
             {"logicalUsed", space.LogicalUsed()}}},
-          {"faults", glance.faults},
-          {"journal", {{"on", glance.journal}, {"records", glance.journalRecords}}}};
+          {"faults", overview.faults},
+          {"journal", {{"on", overview.journal}, {"records", overview.journalRecords}}}};
 }
 
-/// A member as a cell of a table: texts as they are, other values as JSON, "-" for nothing.
+/// A member as a table cell: texts unchanged, other values as JSON, "-" if missing or empty.
 std::string Cell(const json& item, const char* key) {
   const auto found = item.find(key);
   if (found == item.end()) {
@@ -160,7 +160,7 @@ class ListPrinter {
       return texts;
     };
     Table table(cells([](const Column& column) { return column.heading; }));
-    const std::size_t shown = all_ ? items.size() : std::min(items.size(), kMostRows);
+    const std::size_t shown = all_ ? items.size() : std::min(items.size(), kMaxRows);
     for (std::size_t i = 0; i < shown; ++i) {
       table.Add(cells([&](const Column& column) { return column.cell(items[i]); }));
     }
@@ -177,7 +177,7 @@ class ListPrinter {
 
 json List(const json& object, const char* key) { return object.value(key, json::array()); }
 
-/// First-tier disks with their facts in one text.
+/// First-tier disks, each with its facts as one text.
 json FirstTierDisks(const json& host) {
   json disks = json::array();
   const json facts = host.value("t1Disks", json::object());
@@ -203,8 +203,8 @@ json KmipKeys(const json& kms) {
   return keys;
 }
 
-void PrintLists(const Glance& glance, const ListPrinter& printer) {
-  const json& host = glance.host;
+void PrintLists(const Overview& overview, const ListPrinter& printer) {
+  const json& host = overview.host;
   const json kms = host.value("kms", json::object());
   const std::vector<Column> agent = {Plain("NODE", "uuid"),           Plain("TYPE", "type"),
                                      Plain("ADDRESS", "address"),     Plain(">PORT", "port"),
@@ -217,7 +217,7 @@ void PrintLists(const Glance& glance, const ListPrinter& printer) {
   printer.Print("Disk groups", List(host, "diskGroups"),
                 {Plain("NAME", "name"), Plain(">FORMAT", "formatVersion"),
                  Plain("FIRST-TIER DISKS", "t1Disks")});
-  printer.Print("Cached keys", glance.cachedKeys,
+  printer.Print("Cached keys", overview.cachedKeys,
                 {Plain("ID", "id"), Plain("ATTRIBUTE", "attribute"), Plain(">BYTES", "length")});
   printer.Print("Key servers", List(kms, "servers"),
                 {Plain("NAME", "name"), Plain("KMIP CLUSTER", "kmipClusterId"),
@@ -226,9 +226,9 @@ void PrintLists(const Glance& glance, const ListPrinter& printer) {
   std::vector<Column> certificate = {Plain("SUBJECT", "subject"), Plain("VALID FROM", "validFrom"),
                                      Plain("VALID UNTIL", "validUntil"),
                                      Plain("SHA-256", "fingerprint")};
-  printer.Print("Trusted certificates", glance.trustedCertificates, certificate);
+  printer.Print("Trusted certificates", overview.trustedCertificates, certificate);
   certificate.insert(certificate.begin(), Plain("KMIP CLUSTER", "kmipClusterId"));
-  printer.Print("Client certificates", glance.clientCertificates, certificate);
+  printer.Print("Client certificates", overview.clientCertificates, certificate);
   printer.Print("Unicast agents", List(host, "agents"), agent);
   printer.Print("Recorded agents", List(host, "recordedAgents"), agent);
   printer.Print("Storage interfaces", List(host, "interfaces"),
@@ -254,13 +254,13 @@ std::string ClusterText(const json& host) {
                                (cluster.value("enabled", true) ? ", enabled" : ", not enabled");
 }
 
-std::string EncryptionText(const Glance& glance) {
-  const json disks = glance.host.value("disks", json::array());
+std::string EncryptionText(const Overview& overview) {
+  const json disks = overview.host.value("disks", json::array());
   const auto encrypted = std::count_if(
       disks.begin(), disks.end(), [](const json& disk) { return disk.value("encrypted", false); });
   return std::to_string(encrypted) + " of " + std::to_string(disks.size()) + " disks, KEK " +
-         Cell(glance.host, "kekId") + ", host key " + Cell(glance.host, "hostKeyId") + ", " +
-         std::to_string(glance.cachedKeys.size()) + " keys in the cache";
+         Cell(overview.host, "kekId") + ", host key " + Cell(overview.host, "hostKeyId") + ", " +
+         std::to_string(overview.cachedKeys.size()) + " keys in the cache";
 }
 
 std::string FaultsText(const std::vector<std::string>& faults) {
@@ -279,41 +279,41 @@ std::string UsedText(std::int64_t used, std::int64_t capacity) {
   return SizeText(used) + " of " + SizeText(capacity) + " used (" + std::to_string(percent) + " %)";
 }
 
-void PrintGlance(const Glance& glance, bool all) {
+void PrintOverview(const Overview& overview, bool all) {
   const Style style(STDOUT_FILENO);
   const auto line = [&](const char* title, const std::string& text) {
     std::cout << style.Bold(title) << std::string(17 - std::string(title).size(), ' ') << text
               << '\n';
   };
-  const Space& space = glance.space;
-  line("State", glance.path);
-  line("Hardware SKU", Cell(glance.host, "hardwareSku"));
-  line("Cluster", ClusterText(glance.host));
-  line("Features", FeaturesText(glance.host));
-  line("Encryption", EncryptionText(glance));
+  const Space& space = overview.space;
+  line("State", overview.path);
+  line("Hardware SKU", Cell(overview.host, "hardwareSku"));
+  line("Cluster", ClusterText(overview.host));
+  line("Features", FeaturesText(overview.host));
+  line("Encryption", EncryptionText(overview));
   line("Logical space", UsedText(space.LogicalUsed(), space.LogicalCapacity()));
   line("Physical space", UsedText(space.PhysicalUsed(), space.physicalCapacity));
-  line("Faults", glance.faults.empty() ? "none" : style.Yellow(FaultsText(glance.faults)));
+  line("Faults", overview.faults.empty() ? "none" : style.Yellow(FaultsText(overview.faults)));
   line("Journal",
-       OnOff(glance.journal) + ", " + std::to_string(glance.journalRecords) + " records");
-  PrintLists(glance, ListPrinter(all, style));
+       OnOff(overview.journal) + ", " + std::to_string(overview.journalRecords) + " records");
+  PrintLists(overview, ListPrinter(all, style));
 }
 
 }  // namespace
 
 void AddShowCommand(CLI::App& app) {
-  CLI::App& command = *app.add_subcommand("show", "Show the host at a glance");
+  CLI::App& command = *app.add_subcommand("show", "Show an overview of the host");
   const auto asJson = std::make_shared<bool>(false);
-  command.add_flag("--json", *asJson, "As one JSON object, with nothing left out but secrets");
+  command.add_flag("--json", *asJson, "Print one JSON object with everything except secrets");
   const auto all = std::make_shared<bool>(false);
-  command.add_flag("--all", *all, "With all rows of each list, not only the first 20");
+  command.add_flag("--all", *all, "Print all rows of each list instead of the first 20");
   command.footer("Example:\n  quelt-host show");
   command.callback([asJson, all] {
-    const Glance glance = LookAtHost();
+    const Overview overview = ReadOverview();
     if (*asJson) {
-      std::cout << JsonText(GlanceJson(glance), 2) << '\n';
+      std::cout << JsonText(OverviewJson(overview), 2) << '\n';
     } else {
-      PrintGlance(glance, *all);
+      PrintOverview(overview, *all);
     }
   });
 }

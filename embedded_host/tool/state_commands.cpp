@@ -1,4 +1,4 @@
-// init and reset: the state as a whole.
+// init and reset: create the state or restore the default.
 #include <iostream>
 
 #include "embedded_host/operation/switches.h"
@@ -42,10 +42,10 @@ void Reset() {
 }  // namespace
 
 void AddStateCommands(CLI::App& app) {
-  app.add_subcommand("init", "Make the host's state unless it is there already, and print its path")
+  app.add_subcommand("init", "Create the host's state unless it exists, and print its path")
       ->footer("Example:\n  quelt-host init --state /tmp/host.db")
       ->callback(Init);
-  app.add_subcommand("reset", "Bring the host back to the default scenario, without faults")
+  app.add_subcommand("reset", "Restore the default scenario and remove all faults")
       ->footer("Example:\n  quelt-host reset")
       ->callback(Reset);
 }

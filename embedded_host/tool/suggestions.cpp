@@ -9,7 +9,7 @@ namespace quelt {
 
 namespace {
 
-constexpr std::size_t kMostSuggestions = 3;
+constexpr std::size_t kMaxSuggestions = 3;
 
 std::string LowerCase(std::string_view text) {
   std::string lower(text);
@@ -18,7 +18,7 @@ std::string LowerCase(std::string_view text) {
   return lower;
 }
 
-/// How many characters must be added, dropped or changed to get from one text to the other.
+/// The number of characters to insert, delete or replace to convert one text into the other.
 std::size_t EditDistance(std::string_view from, std::string_view to) {
   std::vector<std::size_t> row(to.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
@@ -32,9 +32,9 @@ std::size_t EditDistance(std::string_view from, std::string_view to) {
   return row.back();
 }
 
-/// True when the characters of `part` stand in `whole` in the same order, with gaps: "getkekid" in
-/// "getconfiguredkekid".
-bool IsWithin(std::string_view part, std::string_view whole) {
+/// True if `whole` contains the characters of `part` in the same order, for example
+/// "getconfiguredkekid" those of "getkekid".
+bool IsSubsequence(std::string_view part, std::string_view whole) {
   std::size_t found = 0;
   for (const char c : whole) {
     found += found < part.size() && part[found] == c ? 1 : 0;
@@ -42,24 +42,24 @@ bool IsWithin(std::string_view part, std::string_view whole) {
   return found == part.size();
 }
 
-/// Names that may have been meant with their distances, the nearest first.
+/// Names that are similar to the text, with their distances, the nearest first.
 std::vector<std::pair<std::size_t, std::string_view>> Suggestions(
     std::string_view text, const std::vector<std::string_view>& names) {
   const std::string wanted = LowerCase(text);
-  // Of a short word two characters in the wrong order are half already.
+  // Swapping two characters counts as two changes, which is half of a short word.
   const std::size_t near_enough =
       std::max(wanted.size() / 3, std::min<std::size_t>(wanted.size() / 2, 2));
   std::vector<std::pair<std::size_t, std::string_view>> near;
   for (const std::string_view name : names) {
     const std::string candidate = LowerCase(name);
     const std::size_t distance = EditDistance(wanted, candidate);
-    const bool within = wanted.size() >= 3 && IsWithin(wanted, candidate);
+    const bool within = wanted.size() >= 3 && IsSubsequence(wanted, candidate);
     if (distance <= near_enough || within) {
       near.emplace_back(distance, name);
     }
   }
   std::sort(near.begin(), near.end());
-  near.resize(std::min(near.size(), kMostSuggestions));
+  near.resize(std::min(near.size(), kMaxSuggestions));
   return near;
 }
 

@@ -1,4 +1,4 @@
-// What a mistyped name may have been meant to be.
+// Suggestions for mistyped names.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace quelt {
 
-/// The end of a refusal: ". Did you mean fail or faults?", the nearest names first; "" when none of
-/// the names is near. Case does not count.
+/// The end of an error text, for example ". Did you mean fail or faults?", with the nearest names
+/// first; "" if no name is similar. Ignores case.
 std::string DidYouMean(std::string_view text, const std::vector<std::string_view>& names);
 
 }  // namespace quelt

@@ -14,7 +14,7 @@ namespace quelt {
 
 namespace {
 
-/// How many columns of a terminal a text takes: one for each character of UTF-8.
+/// The number of terminal columns of a UTF-8 text, one per character.
 std::size_t Width(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
@@ -36,8 +36,8 @@ std::string HexDigits(char byte) {
 }  // namespace
 
 Style::Style(int descriptor) {
-  const char* const unwanted = std::getenv("NO_COLOR");
-  plain_ = isatty(descriptor) == 0 || (unwanted != nullptr && *unwanted != '\0');
+  const char* const no_color = std::getenv("NO_COLOR");
+  plain_ = isatty(descriptor) == 0 || (no_color != nullptr && *no_color != '\0');
 }
 
 std::string Style::With(const char* attribute, const std::string& text) const {

@@ -1,4 +1,4 @@
-// What the tool prints for people: tables with aligned columns, sizes, colours.
+// Formats output for people: tables with aligned columns, sizes, colours.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 
 namespace quelt {
 
-/// Text around which a terminal's attributes are put; as it is where there is no terminal.
+/// Adds terminal attributes to texts; leaves them unchanged if the output is not a terminal.
 class Style {
  public:
-  /// For standard output (1) or standard error (2): plain unless it is a terminal, and with
-  /// NO_COLOR (no-color.org).
+  /// For standard output (1) or standard error (2). The environment variable NO_COLOR disables
+  /// attributes (no-color.org).
   explicit Style(int descriptor);
 
   std::string Bold(const std::string& text) const { return With("1", text); }
@@ -26,19 +26,19 @@ class Style {
   bool plain_;
 };
 
-/// Text for one line of a terminal: control characters, U+0080 to U+009F too, are escaped.
+/// Escapes control characters, including U+0080 to U+009F, to print the text on one line.
 std::string Printable(std::string_view text);
 
-/// The text with `prefix` and two hexadecimal digits for each DEL and U+0080 to U+009F.
+/// Replaces each DEL and U+0080 to U+009F with `prefix` and two hexadecimal digits.
 std::string EscapeControls(std::string text, std::string_view prefix);
 
-/// Bytes as people read them: "1.5 GiB".
+/// A number of bytes with a unit, for example "1.5 GiB".
 std::string SizeText(std::int64_t bytes);
 
-/// Whole seconds and fractions, from microseconds.
+/// Converts microseconds to a text in seconds, for example "0.000125 s".
 std::string SecondsText(std::int64_t microseconds);
 
-/// Rows under a heading. A heading that begins with ">" stands above numbers, aligned to the right.
+/// Rows below headings. A heading that begins with ">" aligns its column to the right.
 class Table {
  public:
   explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 constexpr const char* kPrefix = "quelt-run-";
 constexpr const char* kLock = "lock";
 
-/// Opens a folder that is the user's own. Others may create folders and links beside ours.
+/// Opens a folder that the user owns. Other users may create folders and links next to it.
 Descriptor OpenOwnFolder(const fs::path& path) {
   Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status = {};
@@ -53,8 +53,8 @@ Descriptor Lock(const fs::path& path) {
   return lock;
 }
 
-/// For the process that holds the lock. The lock goes last: a process that is killed here leaves a
-/// folder that the next one finds.
+/// Requires the lock. Removes the lock file last: if this process is killed, the next one detects
+/// and removes the folder.
 void Remove(const fs::path& path) {
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(path, ignored)) {

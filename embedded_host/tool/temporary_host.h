@@ -1,4 +1,4 @@
-// The folder of a host that exists for one `quelt-host run`.
+// The temporary host of one `quelt-host run`.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace quelt {
 
-/// Removes the folder, with everything in it, at its end. Until then the process, and a child that
-/// it forks, hold a lock in the folder. A folder whose lock nobody holds was abandoned by a process
-/// that was killed; the next one removes it.
+/// Owns the host's folder; the destructor removes it and its content. Until then this process, and
+/// a child that it forks, hold a lock in the folder. The constructor removes folders of killed
+/// processes, whose lock no process holds.
 class TemporaryHost {
  public:
   TemporaryHost();

@@ -21,8 +21,9 @@ namespace quelt {
 
 namespace {
 
-/// The parent's id in a file /proc/ID/stat, whose second field may contain spaces; 0 if none.
-pid_t ParentIn(const std::filesystem::path& stat) {
+/// Reads the parent's id from a file /proc/ID/stat, whose second field may contain spaces. Returns
+/// 0 if the process has ended.
+pid_t ReadParent(const std::filesystem::path& stat) {
   std::ifstream file(stat);
   std::string text;
   std::getline(file, text, '\0');
@@ -39,14 +40,14 @@ std::vector<pid_t> Children() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
     const std::string name = entry.path().filename().string();
     if (name.find_first_not_of("0123456789") == std::string::npos &&
-        ParentIn(entry.path() / "stat") == getpid()) {
+        ReadParent(entry.path() / "stat") == getpid()) {
       children.push_back(std::stoi(name));
     }
   }
   return children;
 }
 
-/// Starts the command. Returns 0 and stores the errno value in `error` if that is impossible.
+/// Starts the command. On failure returns 0 and stores the errno value in `error`.
 pid_t Start(const WatchedCommand& command, int& error) {
   int failure[2];  // carries the errno value; a successful exec closes it
   if (pipe2(failure, O_CLOEXEC) != 0) {
@@ -56,7 +57,7 @@ pid_t Start(const WatchedCommand& command, int& error) {
   const pid_t watcher = getpid();
   const pid_t process = fork();
   if (process == 0) {
-    // Without the watcher nobody could end the command's other processes: this is what can be done.
+    // If the watcher is killed, at least this process must end too.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != watcher) {
       _exit(1);
@@ -74,7 +75,7 @@ pid_t Start(const WatchedCommand& command, int& error) {
   return error == 0 ? process : 0;
 }
 
-/// The command's pipes must not stay open because the watcher has them.
+/// Closes the watcher's copies of the command's pipes, so that readers see the end of the output.
 void ReleaseStandardStreams() {
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
   for (int descriptor = 0; null >= 0 && descriptor <= STDERR_FILENO; ++descriptor) {
@@ -111,7 +112,7 @@ class Watcher {
         Reap();
       }
       if (sources[1].revents != 0) {
-        HearParent();
+        HandleParent();
       }
       if (sources[2].revents != 0) {
         KillDescendants();
@@ -146,7 +147,7 @@ class Watcher {
     }
     const bool idle = process < 0 || (process_ == 0 && owner_ < 0);
     if (idle && owner_ >= 0) {
-      close(owner_);  // first: whoever gets the outcome finds that nothing was left behind
+      close(owner_);  // before reporting: the owner then sees that no process is left
     }
     if (ended) {
       outcome_.watching = !idle;
@@ -157,7 +158,7 @@ class Watcher {
     }
   }
 
-  void HearParent() {
+  void HandleParent() {
     unsigned char signal = 0;
     if (read(parent_, &signal, sizeof signal) == sizeof signal) {
       if (process_ > 0) {
@@ -180,7 +181,7 @@ class Watcher {
 }  // namespace
 
 void Watch(const WatchedCommand& command) {
-  // No signal ends or stops the watcher, and `killall -9 quelt-host` doesn't mean it.
+  // Signals must not end or stop the watcher; the name protects it from `killall -9 quelt-host`.
   sigset_t all{};
   sigfillset(&all);
   sigprocmask(SIG_BLOCK, &all, nullptr);
@@ -193,8 +194,8 @@ void AdoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 
 void KillDescendants() {
   for (;;) {
-    // The children of each process that ends are the children found in the next round. This
-    // process alone reaps them, so none of the ids can have passed to another process.
+    // Children of a killed process become children of this one and are found in the next round.
+    // Only this process reaps them, so their ids cannot be reused meanwhile.
     bool killed = false;
     for (const pid_t child : Children()) {
       killed = kill(child, SIGKILL) == 0 || killed;

@@ -189,8 +189,8 @@ class ScenarioTest(hosts.HostTestCase):
     def test_secrets_are_dumped_only_on_request_and_load_reports_missing_ones(self):
         self.load(EVERYTHING)
         result = hosts.quelt_host("dump")
-        self.assertEqual(result.err, "Keys, DEKs and passwords are left out; with --secrets they "
-                         "are printed too.\n")
+        self.assertEqual(result.err, "Keys, DEKs and passwords are omitted; --secrets includes "
+                         "them.\n")
         for secret in ("secret-", "5ec3e7"):
             self.assertIn(secret, json.dumps(EVERYTHING))
             self.assertNotIn(secret, result.out)

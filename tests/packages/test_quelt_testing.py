@@ -65,8 +65,8 @@ ENDS = [("host.run(*command)", lambda process: process.kill()),
 
 # Mistakes, and the exceptions that they raise.
 MISTAKES = [
-    (lambda host: host.fail("Nothing"), quelt_testing.ToolError, "No platform operation is called"),
-    (lambda host: host.journal("Nope"), quelt_testing.ToolError, "No platform operation is called"),
+    (lambda host: host.fail("Nothing"), quelt_testing.ToolError, "Unknown platform operation"),
+    (lambda host: host.journal("Nope"), quelt_testing.ToolError, "Unknown platform operation"),
     (lambda host: host.load({"no": 1}), quelt_testing.ToolError, "/no: expected one of these keys"),
     (lambda host: host.run("/nowhere"), FileNotFoundError, "'/nowhere'"),
     (lambda host: host.run("/etc/passwd"), PermissionError, "'/etc/passwd'")]

@@ -54,9 +54,9 @@ NOWHERE = "quelt-host: /nowhere: No such file or directory"
 MISTAKES = [
     ([], 2, "A subcommand is required"),
     (["journal"], 2, "A subcommand is required"),
-    (["nonsense", "--json"], 2, 'No command is called "nonsense"'),
-    (["--state", "/x", "Jounal"], 2, 'No command is called "Jounal". Did you mean journal?'),
-    (["journal", "shwo"], 2, 'No command is called "shwo". Did you mean show?'),
+    (["nonsense", "--json"], 2, 'Unknown command "nonsense"'),
+    (["--state", "/x", "Jounal"], 2, 'Unknown command "Jounal". Did you mean journal?'),
+    (["journal", "shwo"], 2, 'Unknown command "shwo". Did you mean show?'),
     (["show", "--", "x"], 2, ""),
     (["faults", "--state"], 2, "--state"),
     (["completion", "tcsh"], 2, ""),
@@ -66,11 +66,11 @@ MISTAKES = [
     (["fail", "getkekid"], 2, "Did you mean GetConfiguredKekId?"),
     (["fail", "gethardwaresku"], 2, "Did you mean GetHardwareSku?"),
     (["heal", "SetIloAut"], 2, "Did you mean SetIloAuth or GetIloAuth?"),
-    (["heal", "GetHardwareSku", "xyz"], 2, 'No platform operation is called "xyz"'),
+    (["heal", "GetHardwareSku", "xyz"], 2, 'Unknown platform operation "xyz"'),
     (["fail", "GetHardwareSku", "--refuse", "--throw", "x"], 2, "at most 1"),
     (["reset", "--state", ""], 2, "--state: PATH is empty"),
     (["dump", "--state=", "--secrets"], 2, "--state: PATH is empty"),
-    (["run", "--state", "/x", "--", "true"], 2, "--state: run makes a host of its own"),
+    (["run", "--state", "/x", "--", "true"], 2, "--state: run creates a temporary host"),
     (["fail", "GetHardwareSku", "--times", "0"], 2, '--times: Expected 1 or more calls, not "0"'),
     (["fail", "GetHardwareSku", "--after", "-1"], 2, '--after: Expected 0 or more calls, not "-1"'),
     (["fail", "GetHardwareSku", "--times", ""], 2, '--times: Expected 1 or more calls, not ""'),
@@ -253,7 +253,7 @@ class RunTest(hosts.HostTestCase):
         self.assertEqual(result, (0, "mine\n", ""))
         with open(report) as file:
             text = file.read()
-        self.assertRegex(text, "^The command changed nothing.\n\nThe operations it caused")
+        self.assertRegex(text, "^The command changed nothing.\n\nThe operations it called")
         self.assertIn("GetHardwareSku", text)
 
     @unittest.skipIf("LD_PRELOAD" in os.environ, "a sanitizer needs memory of its own")
