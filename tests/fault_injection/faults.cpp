@@ -92,15 +92,6 @@ void* RunUnwoundCall(void* data) {
   return nullptr;
 }
 
-/// Sets one value as native code does. Returns null, or the text of the failure.
-template <typename T>
-const char* Set(PyObject* dict, const char* key, T value) {
-  static std::string error;
-  const bool is_set = pyquelt::PySetDictValue(dict, key, value, error);
-  PyErr_Clear();
-  return is_set ? nullptr : error.c_str();
-}
-
 }  // namespace
 
 bool Fails(Kind kind, const char* name) {
@@ -155,14 +146,12 @@ int fault_injection_unwind(PyObject* function, PyObject* args, PyObject* keyword
   return ran && ended != nullptr ? 1 : 0;
 }
 
-const char* fault_injection_set_long(PyObject* dict, const char* key, long value) {
-  return fault_injection::Set(dict, key, value);
-}
-const char* fault_injection_set_bool(PyObject* dict, const char* key, bool value) {
-  return fault_injection::Set(dict, key, value);
-}
-const char* fault_injection_set_text(PyObject* dict, const char* key, const char* value) {
-  return fault_injection::Set(dict, key, value);
+/// Sets one value as native code does. Returns null, or the text of the failure.
+const char* fault_injection_set_value(PyObject* dict, const char* key, long value) {
+  static std::string error;
+  const bool isSet = pyquelt::PySetDictValue(dict, key, value, error);
+  PyErr_Clear();
+  return isSet ? nullptr : error.c_str();
 }
 
 #pragma GCC visibility pop

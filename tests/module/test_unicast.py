@@ -140,7 +140,7 @@ class AgentListTest(RowTestCase):
                 made = error
             gc.set_threshold(700)
             self.assertEqual((type(made), gc.isenabled()), (outcome, enabled))
-        # Only versions before 3.10 collect garbage during a call, without calling PyGC_Disable.
+        # Before 3.10 an extension cannot disable the garbage collector.
         self.assertEqual(lengths != [], sys.version_info < (3, 10))
 
 
