@@ -1,7 +1,7 @@
-# Types of pyquelt, for type checkers and editors. docs/reference.md says what the functions do.
+# Types of pyquelt, for type checkers and editors. docs/reference.md describes the functions.
 #
-# Names with a leading underscore exist here only: import them under typing.TYPE_CHECKING.
-# `...` is the default of a keyword that has no value of its own; None is refused there.
+# Names with a leading underscore exist only in this file: import them under typing.TYPE_CHECKING.
+# `...` as a default means: the argument may be omitted, but None is rejected.
 from typing import Final, Optional, TypedDict, Union
 
 from typing_extensions import Buffer, NotRequired

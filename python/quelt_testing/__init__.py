@@ -7,21 +7,22 @@
         ...                                   # run the script under test
         assert host.journal()[-1]["outcome"] == "threw"
 
-With pytest, tests have the fixture `quelt_host`, which is such a Host, as soon as pyquelt is
-installed (or with `pytest_plugins = "quelt_testing"` in conftest.py); a fixture `quelt_scenario` of
-your own says which scenario it begins with.
+When pyquelt is installed, pytest provides the fixture `quelt_host`, which is such a Host. Otherwise
+put `pytest_plugins = "quelt_testing"` into conftest.py. To start with a scenario of your own,
+override the fixture `quelt_scenario`.
 
-A process learns the path of its host once, at the first call of pyquelt. So a test process has one
-path, in a folder of its own that goes away with the process; each Host loads a fresh scenario there
-and switches the journal on. Processes that the test starts find the same host through the
-environment; a forked one has a path of its own as soon as it uses this module. Everything goes
-through the tool quelt-host: PYQUELT_TOOL names it, else it is looked for beside the installed
-module and on PATH.
+pyquelt reads the path of its host once, at the first call in a process. So a test process has one
+path, in a temporary folder that is removed when the process ends. Each Host loads a fresh scenario
+there and switches the journal on. Processes that the test starts use the same host; its path is in
+their environment. A forked process gets its own path when it first uses this module.
 
-No process that `run`, Host.run or Host.run_python started outlives the test process, however that
-ends: a tool that runs beside each one terminates it with everything that it started.
+This module uses the tool quelt-host. Set PYQUELT_TOOL to its path; otherwise it is searched for
+beside the installed module and on PATH.
 
-Needs CPython 3.5 or newer and nothing else.
+No process that `run`, Host.run or Host.run_python starts outlives the test process, even if that is
+killed: a supervisor beside each one terminates it together with every process that it started.
+
+Needs CPython 3.5 or newer, and no other package.
 """
 
 import atexit
@@ -37,13 +38,13 @@ from typing import Any, Dict, Iterator, List, Mapping, NamedTuple, Optional, Seq
 __all__ = ["Host", "Result", "ToolError", "environment", "run", "state_path", "tool_path"]
 
 Result = NamedTuple("Result", [("code", int), ("out", str), ("err", str)])
-Result.__doc__ = """How a process ended.
+Result.__doc__ = """The result of a process.
 
-code: the exit status; negative: the number of the signal that ended it.
-out, err: what it wrote to standard output and standard error.
+code: the exit status, or the negative number of the signal that ended the process.
+out, err: its standard output and standard error, as text.
 """
 
-# A word of a command; UTF-8 if it is bytes.
+# An argument of a command; bytes are passed unchanged.
 _Word = Union[str, bytes]
 # A scenario or a journal record.
 _Object = Dict[str, Any]
@@ -52,14 +53,14 @@ _Scenario = Union[_Object, str, "os.PathLike[str]"]
 
 
 class _Process(object):
-    """What this process has."""
+    """The state of this module, for one process."""
 
     def __init__(self) -> None:
         self.folder = None   # type: Optional[str]
         self.owner = None    # type: Optional[int]
         self.host = None     # type: Optional[Host]
         self.checked = False
-        # A descriptor for each process that left others behind: they end when it is closed.
+        # One descriptor for each finished process that left others running. Closing it ends them.
         self.watched = []    # type: List[int]
 
 
@@ -67,15 +68,15 @@ _process = _Process()
 
 
 class ToolError(Exception):
-    """quelt-host failed; the text is what it said."""
+    """quelt-host failed. The text is its error message."""
 
 
 def tool_path() -> str:
-    """The path of quelt-host. Raises ToolError when there is none."""
+    """Returns the path of quelt-host. Raises ToolError if there is none."""
     named = os.environ.get("PYQUELT_TOOL")
     if named:
         if not (os.path.isfile(named) and os.access(named, os.X_OK)):
-            raise ToolError("PYQUELT_TOOL is {!r}, which is no executable file".format(named))
+            raise ToolError("PYQUELT_TOOL is {!r}, which is not an executable file".format(named))
         return os.path.abspath(named)
     # Installed as <prefix>/lib/python3.x/site-packages/quelt_testing/__init__.py
     prefix = os.path.abspath(__file__)
@@ -89,11 +90,12 @@ def tool_path() -> str:
 
 
 def state_path() -> str:
-    """The state file of this process's host. The first call puts it into QUELT_HOST_STATE."""
+    """Returns the path of this process's state file. The first call sets QUELT_HOST_STATE to it."""
     global _process
     folder = _process.folder
     if folder is None or _process.owner != os.getpid():
-        # A forked process may end without its exit functions: its folder goes with its parent's.
+        # A forked process may end without running its exit functions. So put its folder into the
+        # parent's, which removes both.
         folder = tempfile.mkdtemp(prefix="quelt-test-", dir=folder)
         _process = _Process()
         _process.folder, _process.owner = folder, os.getpid()
@@ -110,15 +112,17 @@ def _remove_folder() -> None:
 def run(command: Sequence[_Word], state: Optional[str] = None,
         env: Optional[Mapping[str, str]] = None, input: str = "",
         timeout: Optional[float] = None, cwd: Optional[str] = None) -> Result:
-    """Runs a process to its end, in a session of its own.
+    """Runs a command in a new session and returns its Result.
 
-    command: the program and its arguments. state: the path of its host, this process's own unless
-    given. env: changes of the environment. input: the text of its standard input.
-    timeout: in seconds. When it has passed, the process is killed with everything that it started,
-    and subprocess.TimeoutExpired is raised, with what was written so far as `output` and `stderr`.
+    command: the program and its arguments.
+    state: the path of the command's state file; by default that of this process's host.
+    env: changes of the environment.
+    input: the text of its standard input.
+    timeout: in seconds. After that time, the command and every process that it started are killed,
+    and subprocess.TimeoutExpired is raised, with the output so far as `output` and `stderr`.
     cwd: its working directory.
 
-    Raises OSError, FileNotFoundError for example, if the process can't be started.
+    Raises OSError (for example FileNotFoundError) if the command can't be started.
     """
     words = [command] if isinstance(command, (str, bytes)) else list(command)  # type: List[_Word]
     _close_unused()
@@ -134,7 +138,7 @@ def run(command: Sequence[_Word], state: Optional[str] = None,
         try:
             out, err = process.communicate(input.encode("utf-8"), timeout)
         except subprocess.TimeoutExpired as expired:
-            ours.close()  # which ends them all
+            ours.close()  # ends the command and its children
             out, err = process.communicate()
             raise subprocess.TimeoutExpired(
                 words, expired.timeout, _text(out), _text(err)) from None
@@ -154,7 +158,8 @@ def run(command: Sequence[_Word], state: Optional[str] = None,
 
 
 def _received(descriptor: int) -> Optional[bytes]:
-    """What the tool wrote: an errno value, or nothing if it has closed its end; None: it hasn't."""
+    """Returns what the tool wrote: an errno value, or b"" if it has closed its end. Returns None if
+    it has done neither."""
     try:
         return os.read(descriptor, 16)
     except BlockingIOError:
@@ -169,20 +174,20 @@ def _close_unused() -> None:
 
 
 def _text(written: bytes) -> str:
-    return written.decode("utf-8", "backslashreplace")  # whatever the locale
+    return written.decode("utf-8", "backslashreplace")  # in every locale
 
 
 def environment(state: Optional[str] = None,
                 changes: Optional[Mapping[str, str]] = None) -> Dict[str, str]:
-    """The environment of a process on the host at `state`."""
+    """Returns the environment for a process that uses the host at `state`."""
     return dict(os.environ, QUELT_HOST_STATE=state or state_path(), **(changes or {}))
 
 
 class Host(object):
-    """A host with a scenario of its own, for the length of a `with` statement.
+    """A fresh host, for the duration of a `with` statement.
 
-    scenario: the host's document as a dict, the path of a file that holds one, or None for the
-    default scenario.
+    scenario: a scenario as a dict, the path of a file that contains one, or None for the default
+    scenario.
     """
 
     def __init__(self, scenario: Optional[_Scenario] = None) -> None:
@@ -191,7 +196,7 @@ class Host(object):
     def __enter__(self) -> "Host":
         self.state = state_path()
         if _process.host is not None:
-            raise RuntimeError("A process has one host: end the other one first")
+            raise RuntimeError("A process can use one Host at a time: exit the other one first")
         self.load(self._scenario)
         self._check_module()
         _process.host = self
@@ -202,7 +207,8 @@ class Host(object):
         self.heal()
 
     def load(self, scenario: Optional[_Scenario] = None) -> None:
-        """Begins anew: the scenario (see Host), no faults, an empty journal, switched on."""
+        """Replaces the state with a scenario (see Host). Removes all faults, and clears the journal
+        and switches it on."""
         if scenario is None:
             self.tool("reset")
         elif isinstance(scenario, dict):
@@ -212,7 +218,7 @@ class Host(object):
         self.tool("journal", "start")
 
     def dump(self, secrets: bool = False) -> _Object:
-        """The whole state as a scenario, a dict; with keys, DEKs and passwords if asked for."""
+        """Returns the whole state as a scenario. secrets: include keys, DEKs and passwords."""
         host = json.loads(self.tool("dump", *(["--secrets"] if secrets else [])))  # type: _Object
         return host
 
@@ -220,12 +226,17 @@ class Host(object):
              throw_standard: Optional[str] = None, throw_unknown: bool = False,
              refuse: bool = False, delay: Optional[float] = None, times: Optional[int] = None,
              after: Optional[int] = None) -> None:
-        """Makes a platform operation misbehave; `quelt-host fail --help` lists their names.
+        """Sets a fault for a platform operation. `quelt-host fail --help` lists the operations.
 
-        throw: the message of the host library's exception; throw_standard: of another one;
-        throw_unknown: something that is no standard exception; refuse (what it does unless told
-        otherwise): its false, null or status answer. delay: seconds that it is late, alone it does
-        nothing else. times: for so many calls; after: so many calls that go well.
+        What the operation does (at most one of these; without one, and without delay: refuse):
+        throw: throws the host library's exception, with this message.
+        throw_standard: throws another standard exception, with this message.
+        throw_unknown: throws an object that is no standard exception.
+        refuse: returns its false, null or status answer.
+
+        delay: seconds to wait before that. With delay alone, the operation then works normally.
+        times: the number of calls that fail (default: all). after: the number of calls before that
+        which succeed (default: 0).
         """
         words = ["fail", operation]
         for name, value in (("throw", throw), ("throw-standard", throw_standard), ("delay", delay),
@@ -237,50 +248,50 @@ class Host(object):
         self.tool(*words)
 
     def heal(self, *operations: str) -> None:
-        """Ends the faults of these operations, or all faults."""
+        """Removes the faults of these operations, or all faults."""
         self.tool("heal", *operations)
 
     def journal(self, *operations: str) -> List[_Object]:
-        """What was called since the journal was last cleared, oldest first; of these operations, or
-        of all. Each record is a dict: number, time, process, operation, arguments (a dict), outcome
-        ("answered", "refused" by a fault, "threw"), message, duration (seconds)."""
-        # Not splitlines: a text may hold what that ends a line at.
+        """Returns the journal records of these operations, or of all, oldest first. Each is a dict:
+        number, time, process, operation, arguments (a dict), outcome ("answered", "refused" by a
+        fault, or "threw"), message, duration (seconds)."""
+        # Not splitlines, which also splits at line separators inside a text.
         lines = self.tool("journal", "show", "--json", *operations).split("\n")
         return [json.loads(line) for line in lines if line]
 
     def clear_journal(self) -> None:
-        """Forgets what was called."""
+        """Deletes all journal records."""
         self.tool("journal", "clear")
 
     def run(self, *command: _Word, env: Optional[Mapping[str, str]] = None, input: str = "",
             timeout: Optional[float] = None, cwd: Optional[str] = None) -> Result:
-        """Runs a command on this host; arguments and result as for quelt_testing.run."""
+        """Runs a command on this host. Arguments and result: see quelt_testing.run."""
         return run(command, self.state, env, input, timeout, cwd)
 
     def run_python(self, *arguments: _Word, env: Optional[Mapping[str, str]] = None,
                    input: str = "", timeout: Optional[float] = None,
                    cwd: Optional[str] = None) -> Result:
-        """The same for a script: run_python("script.py", "argument", timeout=10)."""
+        """Runs a Python script in the same way: run_python("script.py", "argument", timeout=10)."""
         return run((sys.executable,) + arguments, self.state, env, input, timeout, cwd)
 
     def tool(self, *words: object, input: str = "") -> str:
-        """Runs quelt-host with these words; returns what it printed. Raises ToolError."""
-        # UTF-8 whatever the locale.
+        """Runs quelt-host with these arguments and returns its output. Raises ToolError."""
+        # UTF-8 in every locale.
         texts = [str(word).encode("utf-8", "surrogateescape") for word in words]
         result = self.run(tool_path(), *texts, input=input)
         if result.code != 0:
-            raise ToolError(result.err.strip() or "quelt-host ended with %d" % result.code)
+            raise ToolError(result.err.strip() or "quelt-host failed with status %d" % result.code)
         return result.out
 
     def _check_module(self) -> None:
-        """pyquelt may have been called in this process before it had this path."""
+        """Raises RuntimeError if pyquelt was called before this process had its path."""
         module = sys.modules.get("pyquelt")
         if module is None or _process.checked:
             return
         try:
             module.GetHardwareSku()
         except ValueError:
-            pass  # the scenario has none
+            pass  # the scenario has no SKU
         if not any(record["process"] == os.getpid() for record in self.journal()):
             raise RuntimeError("pyquelt was called in this process before quelt_testing.Host was "
                                "entered, or it runs on another host library")
@@ -296,11 +307,11 @@ else:
 
     @pytest.fixture
     def quelt_scenario() -> Optional[_Scenario]:
-        """The scenario that quelt_host begins with: override it."""
+        """The scenario that quelt_host loads. Override it to use another one."""
         return None
 
     @pytest.fixture
     def quelt_host(quelt_scenario: Optional[_Scenario]) -> Iterator[Host]:
-        """A Host (see quelt_testing) with the scenario of the fixture quelt_scenario."""
+        """A quelt_testing.Host with the scenario from the fixture quelt_scenario."""
         with Host(quelt_scenario) as host:
             yield host
