@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Reports the space of this host, and whether there is enough left.
+"""Reports how much space of this host is in use.
 
     capacity_report.py [--most PERCENT] [--json]
 
-Exit status: 0; 1 when more than PERCENT (default 80) of the logical or the physical space is in
-use, or when the host does not answer.
+Exit status: 0, or 1 if more than PERCENT (default 80) of the logical or the physical space is in
+use, or if the host does not answer.
 """
 
 import argparse
@@ -19,7 +19,7 @@ OVERHEADS = [("deduplication metadata", "dedupMetadataSize"), ("file system", "l
 
 
 def size_text(size):
-    """Bytes as people read them: 1.5 GiB."""
+    """Formats a number of bytes, for example as 1.5 GiB."""
     for unit in ("B", "KiB", "MiB", "GiB", "TiB"):
         if size < 1024:
             break
@@ -34,7 +34,7 @@ def percent(used, capacity):
 
 
 def report(info, most):
-    """The figures with what they come to."""
+    """Returns the figures of the report as a dict. `full`: the spaces that exceed the limit."""
     spaces = {}
     for name in ("logical", "physical"):
         capacity, used = info[name + "Capacity"], info[name + "Used"]
@@ -58,7 +58,7 @@ def print_report(figures):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--most", type=float, default=80.0, metavar="PERCENT",
-                        help="how much may be in use (default 80)")
+                        help="report more use than this as too little space (default 80)")
     parser.add_argument("--json", action="store_true", help="print one JSON object")
     options = parser.parse_args()
     try:

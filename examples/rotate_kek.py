@@ -1,21 +1,21 @@
 #!/usr/bin/env python3
-"""Puts encrypted disks under a new key-encryption key (KEK), step by step, with a way back.
+"""Replaces the key-encryption key (KEK) of encrypted disks. Rolls back if a step fails.
 
     rotate_kek.py [--kms CLUSTER] [--remove-old] OLD_KEK_ID NEW_KEK_ID KEY_FILE DISK...
 
-KEY_FILE holds the new KEK, 64 hexadecimal digits. The steps: check everything, put the new KEK into
-the key cache, make its id the host's, rekey the disks, verify each.
+KEY_FILE contains the new KEK as 64 hexadecimal digits. Steps: check all conditions, add the new KEK
+to the key cache, set its id as the host's KEK id, rekey the disks, verify each disk.
 
-The old KEK stays in the key cache, for nothing lists all disks of a host: one that was not named
-may still be under it. With --remove-old it is removed, after everything else, and unless a disk is
-under it. Looked at are the disks named and those that GetT1DiskInfo lists: THE DEK OF ANY OTHER
-DISK THAT IS UNDER THE OLD KEK IS THEN LOST.
+The old KEK stays in the key cache, because no function lists all disks of a host: a disk that was
+not named may still use it. --remove-old removes it at the end, unless a disk still uses it. The
+script checks only the named disks and those that GetT1DiskInfo lists: IF ANY OTHER DISK USES THE
+OLD KEK, ITS DEK IS THEN LOST.
 
-When a step fails, the steps before it are undone. A step includes its message: the disks are also
-put back when standard output is closed. When the script itself is interrupted, at whatever point,
-nothing is lost. The same command again finishes the job.
+If a step fails, the script undoes the steps before it. This includes a step's message: if standard
+output is closed, the script also rolls back. An interruption at any point loses no key. To finish
+an interrupted rotation, run the same command again.
 
-Exit status: 0 the disks are under the new KEK; 1 they are not, or not all of it could be done.
+Exit status: 0 the disks use the new KEK; 1 they do not, or the removal failed.
 """
 
 import argparse
@@ -27,11 +27,11 @@ import pyquelt
 
 
 class Failure(Exception):
-    """The rotation cannot go on; the text says why."""
+    """The rotation can't continue. The text is the reason."""
 
 
 def write(stream, text):
-    """Writes a line. What the stream's encoding doesn't have is escaped. Raises OSError."""
+    """Writes a line; escapes characters that the encoding lacks. Raises OSError."""
     if stream is None:
         raise OSError("it is closed")
     try:
@@ -69,7 +69,7 @@ def read_kek(path):
 
 
 def cached_key(key_id):
-    """The key, or None when the cache gives none."""
+    """Returns the key, or None if the cache does not return one."""
     try:
         return pyquelt.GetKeyFromKeyCache(key_id)
     except ValueError:
@@ -84,7 +84,7 @@ def kek_of(disk):
 
 
 def dek_digest(disk):
-    """What tells a DEK from another without keeping it."""
+    """Returns a digest of the DEK, so that the script can compare DEKs without storing them."""
     return hashlib.sha256(pyquelt.GetDekFromDisk(disk)).digest()
 
 
@@ -96,7 +96,7 @@ class Rotation(object):
         self.added = False
 
     def check(self):
-        """Refuses what could not be finished. Changes nothing."""
+        """Raises Failure if the rotation could not be completed. Changes nothing."""
         if self.old == self.new:
             raise Failure("The new KEK id is the old one")
         if pyquelt.GetKekId() not in (self.old, self.new):
@@ -107,16 +107,16 @@ class Rotation(object):
             self.digests[disk] = dek_digest(disk)
         cached = cached_key(self.new)
         if cached is None and self.users(self.new):
-            raise Failure("Disks are under {!r}, but the cache does not give it".format(self.new))
+            raise Failure("Disks are under {!r}, but it is not in the cache".format(self.new))
         if cached is not None and cached != self.key:
             raise Failure("The cache holds another key under {!r}".format(self.new))
 
     def known_disks(self):
-        """The disks that were named and those that GetT1DiskInfo lists: there may be others."""
+        """Returns the named disks and those that GetT1DiskInfo lists. There may be others."""
         return sorted(set(self.disks).union(pyquelt.GetT1DiskInfo()))
 
     def users(self, kek_id):
-        """Those of the known disks that are under a KEK."""
+        """Returns the known disks that are under this KEK."""
         infos = {disk: pyquelt.GetEncInfoForDisk(disk) for disk in self.known_disks()}
         return sorted(disk for disk, info in infos.items()
                       if info["encrypted"] and not info["useAwsKms"] and info["kekId"] == kek_id)
@@ -131,17 +131,17 @@ class Rotation(object):
             if kek_of(disk) != target or dek_digest(disk) != self.digests[disk]:
                 raise Failure("Disk {} is not under {!r} with its DEK".format(disk, target))
 
-    def forward(self):
+    def apply(self):
         if cached_key(self.new) is None:
             self.added = True
             pyquelt.CacheKey(self.new, "KEK", self.key)
         if cached_key(self.new) != self.key:
-            raise Failure("The cache does not give the new KEK back")
+            raise Failure("The cache does not return the new KEK")
         say("The new KEK is in the key cache")
         self.rekey(self.old, self.new)
         say("{} disks are under {!r}".format(len(self.disks), self.new))
 
-    def back(self):
+    def roll_back(self):
         self.rekey(self.new, self.old)
         if self.added and not self.users(self.new) and cached_key(self.new) is not None:
             pyquelt.RemoveKey(self.new)
@@ -149,13 +149,13 @@ class Rotation(object):
     def remove_old(self):
         users = self.users(self.old)
         if users:
-            raise Failure("{!r} stays in the key cache, for it is the KEK of {}".format(
+            raise Failure("{!r} stays in the key cache, because it is the KEK of {}".format(
                 self.old, ", ".join(users)))
-        say("No disk is under {!r} among {}: other disks were not looked at".format(
+        say("No disk is under {!r} among {}: other disks were not checked".format(
             self.old, ", ".join(self.known_disks())))
         if cached_key(self.old) is not None:
             pyquelt.RemoveKey(self.old)
-        say("The old KEK is not in the key cache any more")
+        say("The old KEK is no longer in the key cache")
 
 
 def check_kms(cluster, kek_id):
@@ -170,14 +170,14 @@ def rotate(options):
         check_kms(options.kms, options.new)
     rotation.check()
     try:
-        rotation.forward()
+        rotation.apply()
     except (Exception, KeyboardInterrupt):
         try:
-            rotation.back()
+            rotation.roll_back()
             complain("A step failed: the disks are back under {!r}".format(options.old))
         except Exception as error:
             # Both KEKs are still in the cache, so every DEK can be unwrapped.
-            complain("The way back failed too: {}. Both KEKs stay; run this again".format(error))
+            complain("The rollback failed too: {}. Both KEKs stay; run this again".format(error))
         raise
     if options.remove_old:
         rotation.remove_old()

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Tests the way back of rotate_kek.py: a step fails, and everything is as it was before.
+"""Tests the rollback of rotate_kek.py: after a failed step, the host is unchanged.
 
     python3 -m unittest test_rotate_kek        (pytest finds it too)
 
-The script runs unmodified, in a process of its own, on a host that quelt_testing makes.
+The unmodified script runs in its own process, on a fresh host from quelt_testing.
 """
 
 import os
@@ -25,8 +25,8 @@ SCENARIO = {
     ],
 }
 
-# Each step of the rotation fails once. The two DEKs are read before and after rekeying: the third
-# reading is the first one of the verification.
+# Each step of the rotation fails once. The script reads both DEKs before and after rekeying: the
+# third read is the first of the verification.
 FAULTS = [
     ("PersistKekId", {"throw": "iru.conf is locked", "times": 1}),
     ("ShallowRekeyDisks", {"throw": "the disk is busy", "times": 1}),
@@ -34,7 +34,7 @@ FAULTS = [
 ]
 
 
-class WayBackTest(unittest.TestCase):
+class RollbackTest(unittest.TestCase):
 
     def setUp(self):
         key = tempfile.NamedTemporaryFile("w", suffix=".key")
@@ -43,7 +43,7 @@ class WayBackTest(unittest.TestCase):
         key.flush()
         self.command = [SCRIPT, "old", "new", key.name, "disk-1", "disk-2"]
 
-    def test_rotation_reaches_its_end(self):
+    def test_rotation_moves_all_disks_to_the_new_key(self):
         with quelt_testing.Host(SCENARIO) as host:
             result = host.run_python(*self.command)
             self.assertEqual((result.code, result.err), (0, ""))
@@ -58,19 +58,19 @@ class WayBackTest(unittest.TestCase):
                 host.fail(operation, **fault)
                 result = host.run_python(*self.command)
 
-                # It says what went wrong, and everything is as it was: ids, records, keys.
+                # The message contains the cause, and ids, records and keys are unchanged.
                 self.assertEqual(result.code, 1)
                 self.assertIn(fault["throw"], result.err)
                 self.assertEqual(without_nonces(host.dump(secrets=True)), without_nonces(before))
 
-                # It failed where we wanted it to, and only there.
+                # The operation failed once, because of our fault.
                 failed = [(each["operation"], each["message"]) for each in host.journal()
                           if each["outcome"] == "threw" and each["operation"] == operation]
                 self.assertEqual(failed, [(operation, fault["throw"])])
 
 
 def without_nonces(dump):
-    """The same DEK under the same KEK looks different each time that it is wrapped."""
+    """Removes wrapped DEKs: each wrapping uses a new nonce, so its result differs."""
     for disk in dump["disks"]:
         del disk["wrapped"]
     return dump

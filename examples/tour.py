@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""A tour of pyquelt: each step is shown as one would type it, with its answer.
+"""A tour of pyquelt: prints each call as typed at the interpreter's prompt, and its result.
 
-./run demo runs it on a fresh embedded host. Run by hand, it changes the host that the module finds.
+./run demo runs it on a fresh embedded host. Run directly, it changes the host that the module uses.
 """
 
 import subprocess
@@ -9,7 +9,7 @@ import sys
 
 import pyquelt
 
-#: What the steps can name.
+#: The global names of the steps.
 NAMES = {"pyquelt": pyquelt}
 
 
@@ -18,7 +18,7 @@ def chapter(title):
 
 
 def show(step):
-    """Prints the step as one would type it, then what it gives or raises."""
+    """Prints the step, runs it, and prints its value or exception."""
     print(">>> " + step)
     try:
         exec(compile(step, "<tour>", "single"), NAMES)
@@ -27,7 +27,7 @@ def show(step):
 
 
 def show_in_another_process(call):
-    """The same in a process of its own: what was written is the host's, not this process's."""
+    """Shows a call in a new process: stored values belong to the host, not to a process."""
     print("$ python3 -c 'import pyquelt; print(%s)'" % call)
     sys.stdout.flush()
     subprocess.check_call([sys.executable, "-c", "import pyquelt; print(%s)" % call])

@@ -3,12 +3,12 @@
 
     unicast_audit.py NAME=STATE NAME=STATE...
 
-NAME is a host's name in the lists, STATE its state file. A process looks at one host for all its
-life, so each host is asked by a process of its own (on a real cluster: through a remote shell).
+NAME is a host's name in the lists, STATE its state file. A process uses one host until it ends, so
+this script starts a process for each host (on a real cluster: through a remote shell).
 
-Every host must list the agents of all other hosts, with the same fields, and all must use unicast
-or none. Prints what is wrong, one line each. Exit status: 0 nothing is; 1 something is; 2 a host
-could not be asked.
+Every host must list the agents of all other hosts, with the same fields. Unicast must be on at all
+hosts or at none. Prints one line for each difference. Exit status: 0 no difference; 1 differences;
+2 a host could not be queried.
 """
 
 import argparse
@@ -25,11 +25,11 @@ print(json.dumps({"agents": pyquelt.GetUnicastAgents(), "unicast": pyquelt.GetUn
 
 
 class Unreachable(Exception):
-    """A host could not be asked; the text says why."""
+    """A host could not be queried. The text is the reason."""
 
 
-def ask(name, state):
-    """A host's agents, {(uuid, address, port): the other fields}, and whether it uses unicast."""
+def query(name, state):
+    """Returns a host's agents, {(uuid, address, port): other fields}, and its unicast mode."""
     process = subprocess.Popen([sys.executable, "-c", COLLECT], stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, env=dict(os.environ, QUELT_HOST_STATE=state))
     out, err = process.communicate()
@@ -49,18 +49,18 @@ def agent_text(key):
 
 
 def compare_agents(lists):
-    """Lines on agents that a host does not list, or lists with other fields than most do."""
+    """Yields a line for each agent that a host does not list or lists with unusual fields."""
     everywhere = sorted(set(key for agents in lists.values() for key in agents))
     for key in everywhere:
         versions = collections.Counter()
         for agents in lists.values():
             if key in agents:
                 versions[json.dumps(agents[key], sort_keys=True)] += 1
-        # Of equally frequent ones always the same.
+        # Sorted, so that the choice among equally frequent ones is always the same.
         usual = json.loads(max(sorted(versions), key=versions.get))
         for name, agents in sorted(lists.items()):
             if key not in agents:
-                if usual["hostname"] != name:  # nobody needs to list itself
+                if usual["hostname"] != name:  # a host need not list itself
                     yield "{} does not list {}".format(name, agent_text(key))
                 continue
             for field in sorted(usual):
@@ -70,7 +70,7 @@ def compare_agents(lists):
 
 
 def compare_modes(modes):
-    """A line when some hosts use unicast and others do not."""
+    """Yields a line if unicast is on at some hosts and off at others."""
     users = sorted(name for name in modes if modes[name])
     others = sorted(name for name in modes if not modes[name])
     if users and others:
@@ -82,11 +82,11 @@ def main():
     parser.add_argument("hosts", metavar="NAME=STATE", nargs="+")
     names = [host.partition("=") for host in parser.parse_args().hosts]
     if not all(name and state for name, _, state in names):
-        parser.error("a host is given as NAME=STATE")
+        parser.error("expected NAME=STATE for each host")
     lists, modes = {}, {}
     try:
         for name, _, state in names:
-            lists[name], modes[name] = ask(name, state)
+            lists[name], modes[name] = query(name, state)
     except Unreachable as error:
         print("unicast_audit: {}".format(error), file=sys.stderr)
         sys.exit(2)

@@ -118,7 +118,7 @@ class RotationTest(hosts.HostTestCase):
         self.begin()
         result = self.rotate()
         self.assert_finished(result)
-        self.assertIn("among d1, d2, d3, t1: other disks were not looked at", result.out)
+        self.assertIn("among d1, d2, d3, t1: other disks were not checked", result.out)
 
     def test_rotation_that_cannot_succeed_changes_something(self):
         for call, words, reason in IMPOSSIBLE:
