@@ -20,7 +20,7 @@ import rounds
 
 
 def stage(script, *arguments, environment):
-    """What a stage of its own process answers."""
+    """Runs a stage in its own process and returns its figures."""
     command = [sys.executable, os.path.join(counts.HERE, script)] + list(arguments)
     return json.loads(subprocess.run(command, env=environment, check=True,
                                      stdout=subprocess.PIPE).stdout.decode())
@@ -44,7 +44,7 @@ def versions(build):
     return found + [" ".join(openssl.stdout.decode().split()[:2])]
 
 
-def openssl_floor():
+def openssl_speed():
     result = subprocess.run(
         ["openssl", "speed", "-seconds", "1", "-bytes", "2048", "-decrypt", "-evp", "aes-256-xts"],
         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout.decode()
@@ -77,7 +77,7 @@ def measure(build, embedded_folder):
             check=True, stdout=subprocess.PIPE).stdout.decode())
         rounds.progress("imports")
         figures["import"] = counts.import_counts(("pyquelt", "empty"), embedded)
-    figures["openssl"] = openssl_floor()
+    figures["openssl"] = openssl_speed()
     rounds.progress("")
     return figures
 

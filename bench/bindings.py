@@ -1,4 +1,4 @@
-"""Stage: the module and its peers, on the host that answers from memory."""
+"""Stage: times the module and its peers on the memory host."""
 
 import ctypes
 import gc
@@ -8,11 +8,11 @@ import rounds
 
 BINDINGS = ("pyquelt", "plain_peer", "floor_peer", "pybind11_peer", "nanobind_peer", "cython_peer",
             "cffi_peer", "ctypes_peer")
-# A script that reads a status has the names of its items as constants, which makes interning them
-# cheaper: all bindings are to profit from that.
+# A script that reads a status contains its keys as constants, which makes interning them cheaper.
+# All bindings profit from that.
 SCRIPT_CONSTANTS = ("good", "reason")
 DEK, BLOCK = bytes(range(64)), bytes(2048)
-# The row's name, the function, its arguments, the agents listed, the rounds.
+# Name of the row, function, arguments, number of agents, rounds.
 ROWS = (
     ("GetHardwareSku", "GetHardwareSku", (), 0, 201),
     ("SetIloAuth", "SetIloAuth", ("administrator", "a password"), 0, 201),
@@ -24,7 +24,7 @@ ROWS = (
 
 
 def load():
-    """The bindings that were built, by name."""
+    """Returns the bindings that were built, by name."""
     loaded = {}
     for name in BINDINGS:
         try:
@@ -68,4 +68,4 @@ def measure(row, bindings):
 
 if __name__ == "__main__":
     modules = load()
-    rounds.answer([measure(row, modules) for row in ROWS])
+    rounds.write_figures([measure(row, modules) for row in ROWS])

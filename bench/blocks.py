@@ -1,4 +1,4 @@
-"""Stage: Decrypt2kBlock with the embedded host's cryptography, on one thread and on two."""
+"""Stage: times Decrypt2kBlock on the embedded host, with one thread and with two."""
 
 import os
 import threading
@@ -15,13 +15,13 @@ def call_times(function, dek, block, calls):
 
 
 def wall_seconds(function, dek, block, threads):
-    """Seconds per block of THREAD_CALLS blocks, shared by so many threads."""
+    """Returns seconds per block for THREAD_CALLS blocks, divided among `threads` threads."""
     share = (function, dek, block, THREAD_CALLS // threads)
-    crew = [threading.Thread(target=call_times, args=share) for _ in range(threads)]
+    workers = [threading.Thread(target=call_times, args=share) for _ in range(threads)]
     start = time.perf_counter()
-    for thread in crew:
+    for thread in workers:
         thread.start()
-    for thread in crew:
+    for thread in workers:
         thread.join()
     return (time.perf_counter() - start) / THREAD_CALLS
 
@@ -41,7 +41,7 @@ def main():
             function, dek, block, threads)
         for name, function in functions.items() for threads in (1, 2)},
         THREAD_ROUNDS, "blocks by threads")
-    rounds.answer({
+    rounds.write_figures({
         "calls": {name: rounds.summary(values) for name, values in samples.items()},
         "ratio": rounds.ratio(samples, "pyquelt", "plain"),
         "threads": {name: rounds.summary(values) for name, values in threaded.items()},

@@ -1,4 +1,4 @@
-"""Runs under callgrind: marks loops of calls, or one import, for counts.py to read.
+"""Runs under callgrind, started by counts.py: marks loops of calls, or one import.
 
     counting.py calls BINDING[,BINDING…]     counting.py import MODULE
 """
@@ -13,12 +13,12 @@ import bindings
 import counter
 import rounds
 
-# Calls in the shorter and in the longer run of a row, by the agents listed.
+# Number of calls in the short and in the long run of a row, by its number of agents.
 RUNS = {0: (100, 600), 1000: (1, 3)}
 
 
 def runner(binding, function, arguments):
-    """Calls the function so many times; None where the binding has no such function."""
+    """Returns a callable that calls the function n times; None if the binding lacks it."""
     if binding == "raw C++":
         raw_loop = importlib.import_module("raw_loops").raw_loop
         return lambda runs: raw_loop(function, runs)
@@ -28,8 +28,8 @@ def runner(binding, function, arguments):
 
 
 def count_calls(names):
-    gc.disable()  # its moments depend on what else is alive
-    filled = [bytes(2048) for _ in range(2000)]  # no holes left: in a hole a block costs more
+    gc.disable()  # when it runs depends on unrelated objects
+    filled = [bytes(2048) for _ in range(2000)]  # fills gaps in the heap, where blocks cost more
     for name, function, arguments, agents, _ in bindings.ROWS:
         if agents not in RUNS:
             continue
@@ -38,7 +38,7 @@ def count_calls(names):
             run = runner(binding, function, arguments)
             if run is None:
                 continue
-            for runs in (RUNS[agents][0],) + RUNS[agents]:  # the first one warms up
+            for runs in (RUNS[agents][0],) + RUNS[agents]:  # the first run warms up
                 counter.start()
                 run(runs)
                 counter.stop("%s|%s|%d" % (name, binding, runs))

@@ -1,8 +1,8 @@
-"""Instructions per call, by callgrind, and the guard over them.
+"""Counts instructions per call with callgrind, and compares them with the committed counts.
 
     counts.py check BUILD | update BUILD     compares with counts.json, or writes it
 
-Only counts of one interpreter and one compiler can be compared: counts.json names both.
+Counts are comparable only for the same interpreter and compiler; counts.json names both.
 """
 
 import glob
@@ -20,7 +20,7 @@ GROWTH = 1.03
 
 
 def callgrind(arguments, environment):
-    """{mark: instructions} of a run of counting.py. The last run of a mark counts."""
+    """Runs counting.py; returns {mark: instructions}. The last run of a mark is used."""
     with tempfile.TemporaryDirectory() as folder:
         command = ["valgrind", "--tool=callgrind", "--instr-atstart=no", "-q",
                    "--callgrind-out-file=%s/out" % folder, sys.executable, "-s",
@@ -40,7 +40,7 @@ def callgrind(arguments, environment):
 
 
 def per_call(bindings, environment):
-    """{row: {binding: instructions per call}}, from the difference of two run lengths."""
+    """Returns {row: {binding: instructions per call}}, from runs of two lengths."""
     runs = {}
     for mark, total in callgrind(["calls", ",".join(bindings)], environment).items():
         row, binding, calls = mark.split("|")
@@ -56,7 +56,7 @@ def import_counts(modules, environment):
 
 
 def environment_of(build):
-    """The module of that build on the host that answers from memory."""
+    """Returns the environment for that build's module on the memory host."""
     bench = os.path.join(build, "bench")
     return dict(os.environ, LD_LIBRARY_PATH=os.path.join(bench, "memory_host"),
                 PYTHONPATH=":".join((os.path.join(build, "python"), bench, HERE,
@@ -66,7 +66,7 @@ def environment_of(build):
 
 
 def compiler(build):
-    """The C++ compiler that CMake found."""
+    """Returns the C++ compiler that CMake found."""
     name, = glob.glob(os.path.join(build, "CMakeFiles", "*", "CMakeCXXCompiler.cmake"))
     with open(name) as file:
         found = dict(re.findall(r'^set\(CMAKE_CXX_COMPILER_(\w+) "(.*)"\)$', file.read(), re.M))
@@ -95,15 +95,15 @@ def check(build, update):
             file.write("\n")
     before = counted if update else committed["instructions"]
     print("Instructions per call, %s\n" % here["interpreter"])
-    good = set(before) == set(counted)
+    passed = set(before) == set(counted)
     for row, count in counted.items():
         fits = row in before and count <= GROWTH * before[row]
-        good = good and fits
+        passed = passed and fits
         print("%-26s %9d   before %9d   %s" % (
-            row, count, before.get(row, 0), "good" if fits else "GREW by more than 3 %"))
-    return good
+            row, count, before.get(row, 0), "ok" if fits else "GREW by more than 3 %"))
+    return passed
 
 
 if __name__ == "__main__":
     sys.exit(0 if check(sys.argv[2], sys.argv[1] == "update") else
-             "bench: mend what got slower, or accept it with ./run bench --counts --update")
+             "bench: fix what got slower, or accept it with ./run bench --counts --update")

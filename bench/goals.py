@@ -1,17 +1,17 @@
-"""What the module is to reach, each beside its figure; and why not, in figures, where it is missed.
+"""The module's performance goals. Each has its figure and, if it is not met, the reason in figures.
 
-A goal that is missed for a reason of the calling convention shows the floor: what a function costs
-that is called, parsed and answered in the required way and does nothing else (peers/floor.cpp).
+If the calling convention is the reason, that contains the floor: the cost of a function that parses
+its arguments and creates its result in the required way, without an operation (peers/floor.cpp).
 """
 
-NOISE = 0.01  # what two equal things differ by in one run
+NOISE = 0.01  # two equal measurements differ by this in one run
 PEERS = ("plain", "pybind11", "nanobind", "cython", "cffi", "ctypes")
 SMALL = ("GetHardwareSku", "SetIloAuth", "CheckKmsStatus", "Decrypt2kBlock")
 THOUSAND, MANY = "GetUnicastAgents, 1,000", "GetUnicastAgents, 100,000"
 
 
 class Goals:
-    """The goals over one run's figures: a list of (goal, figure, "met" or "not met", reason)."""
+    """The goals for one run's figures: a list of (goal, figure, "met" or "not met", reason)."""
 
     def __init__(self, figures):
         self.figures = figures
@@ -27,14 +27,15 @@ class Goals:
         self.list.append((goal, shown % figure, "met" if met else "not met",
                           "" if met else reason))
 
-    def against(self, row, peer):
-        """The module's time over a peer's, or None where the peer is missing."""
+    def ratio_to(self, row, peer):
+        """Returns the module's time divided by a peer's, or None if the peer is missing."""
         found = self.rows[row].get(peer)
         return found and found["module_ratio"]["median"]
 
     def floor_reason(self, row, peer):
-        """What the calling convention and the native operation alone take of a peer's call, in time
-        and in instructions, which no other work on the machine disturbs; and our whole call."""
+        """Returns the cost of the calling convention, of the native operation and of our whole call
+        as shares of a peer's call, in time and in instructions (which other load doesn't change).
+        """
         found = self.rows[row]
         if not {"floor", "raw C++", peer} <= set(found):
             return ""
@@ -44,9 +45,9 @@ class Goals:
             floor, native, whole = (costs[name] / costs[peer]
                                     for name in ("floor", "raw C++", "pyquelt"))
             parts += [floor, native, floor + native, whole]
-        return ("the required way to be called (%.2f of " + peer + "'s call) and the native"
-                " operation (%.2f) alone make %.2f, of %.2f; in instructions %.2f and %.2f, %.2f"
-                " of %.2f") % tuple(parts)
+        return ("relative to " + peer + ": calling convention %.2f + native operation %.2f = %.2f,"
+                " whole call %.2f; in instructions %.2f + %.2f = %.2f, whole call %.2f"
+                ) % tuple(parts)
 
     def add_bindings(self):
         for row in SMALL + (THOUSAND, MANY):
@@ -56,7 +57,7 @@ class Goals:
             if row == "SetIloAuth":
                 limits.append(("cython", 1.0))
             for peer, limit in limits:
-                figure = self.against(row, peer)
+                figure = self.ratio_to(row, peer)
                 if figure is not None:
                     self.add("%s: at most %.2f × %s" % (row, limit, peer), figure, limit,
                              self.floor_reason(row, peer))
@@ -66,7 +67,7 @@ class Goals:
             present = [peer for peer in PEERS if peer in self.rows[row]]
             best = min(present, key=lambda peer: self.rows[row][peer]["median"])
             self.add("%s: at most %.2f × the best peer (%s)" % (row, limit, best),
-                     self.against(row, best), limit, "see the instruction counts")
+                     self.ratio_to(row, best), limit, "see the instruction counts")
         memory = self.figures["memory"]
         self.add("Peak memory of GetUnicastAgents, 100,000: at most 1.02 × plain",
                  memory["pyquelt"] / memory["plain_peer"], 1.02)
@@ -76,7 +77,7 @@ class Goals:
                  "the machine's memory: for plain code it is %.2f" % self.growth_of("plain"))
 
     def growth_of(self, name):
-        """How much more an agent costs among 1,000,000 than among 1,000."""
+        """Returns the time per agent in a list of 1,000,000, relative to a list of 1,000."""
         seconds = {point["agents"]: point["seconds"][name] / point["agents"]
                    for point in self.figures["growth"]}
         return seconds[1000000] / seconds[1000]
@@ -87,7 +88,7 @@ class Goals:
         plain = blocks["two threads"]["plain"]["median"]
         self.add("Decrypt2kBlock, real: two threads at most 1.05 × one",
                  blocks["two threads"]["pyquelt"]["median"], 1.05,
-                 "handing over the interpreter lock: plain code takes %.2f" % plain)
+                 "handing over the GIL: plain code takes %.2f" % plain)
 
     def add_host(self):
         store = self.figures["store"]

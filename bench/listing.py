@@ -1,4 +1,4 @@
-"""Stage: how GetUnicastAgents grows with the number of agents, and the memory that it takes."""
+"""Stage: measures time and memory of GetUnicastAgents by the number of agents."""
 
 import ctypes
 import gc
@@ -10,7 +10,7 @@ SIZES = ((10, 201), (100, 201), (1000, 101), (10000, 21), (100000, 9), (1000000,
 MEMORY_AT = 100000
 
 
-def list_agents(count):
+def set_agents(count):
     ctypes.CDLL("libquelt.so").memory_host_agents(ctypes.c_size_t(count))
 
 
@@ -20,7 +20,7 @@ def growth():
     import pyquelt
     points = []
     for size, count in SIZES:
-        list_agents(size)
+        set_agents(size)
         calls = max(1, 2000 // size)
 
         def sampler(function):
@@ -40,17 +40,17 @@ def growth():
 
 
 def status(field):
-    """KiB of this process."""
+    """Returns a memory figure of this process in KiB."""
     with open("/proc/self/status") as lines:
         return next(int(line.split()[1]) for line in lines if line.startswith(field + ":"))
 
 
 def memory(binding):
-    """MiB that one call takes at its highest, its result included, above what was there before."""
+    """Returns the peak memory of one call in MiB, including its result."""
     function = __import__(binding).GetUnicastAgents
-    list_agents(10)
+    set_agents(10)
     function()
-    list_agents(MEMORY_AT)
+    set_agents(MEMORY_AT)
     gc.collect()
     before = status("VmRSS")
     with open("/proc/self/clear_refs", "w") as reset:
@@ -62,4 +62,4 @@ def memory(binding):
 
 
 if __name__ == "__main__":
-    rounds.answer(growth() if sys.argv[1] == "growth" else memory(sys.argv[1]))
+    rounds.write_figures(growth() if sys.argv[1] == "growth" else memory(sys.argv[1]))

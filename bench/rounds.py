@@ -1,5 +1,5 @@
-"""Interleaved measuring: everything compared takes its turn in each round, in random order, so that
-the machine's changes of speed strike all alike. Only ratios within one run mean anything.
+"""Interleaved measurements: each round runs all candidates in random order, so that changes of the
+machine's speed affect all of them. Only ratios within one run are meaningful.
 """
 
 import itertools
@@ -13,7 +13,7 @@ SAMPLE_SECONDS = 0.002
 
 
 def loop_of(arity):
-    """A loop that calls as a script does: with its arguments one by one."""
+    """Returns a loop whose calls pass separate arguments, as a script does."""
     names = ", ".join("a%d" % i for i in range(arity))
     code = ("def loop(function, turns, %s):\n    for _ in turns:\n        function(%s)\n"
             % (names, names))
@@ -23,7 +23,7 @@ def loop_of(arity):
 
 
 def seconds_per_call(function, arguments, calls):
-    """Processor time of one call, the release of its result included."""
+    """Returns the processor time of one call, including the release of its result."""
     loop = loop_of(len(arguments))
     turns = itertools.repeat(None, calls)
     start = time.process_time_ns()
@@ -32,7 +32,7 @@ def seconds_per_call(function, arguments, calls):
 
 
 def calls_for(function, arguments):
-    """How many calls make a sample of SAMPLE_SECONDS."""
+    """Returns the number of calls that take SAMPLE_SECONDS."""
     calls = 1
     while True:
         spent = seconds_per_call(function, arguments, calls) * calls
@@ -42,7 +42,7 @@ def calls_for(function, arguments):
 
 
 def interleaved(samplers, rounds, label):
-    """{name: function giving seconds per call} -> {name: [seconds per call, one a round]}."""
+    """Runs {name: function that returns seconds per call}; returns {name: [one per round]}."""
     samples = {name: [] for name in samplers}
     order = list(samplers)
     for done in range(rounds):
@@ -54,7 +54,7 @@ def interleaved(samplers, rounds, label):
 
 
 def summary(values):
-    """The median, and the middle half's width in parts of it."""
+    """Returns the median, and the interquartile range divided by it."""
     if len(values) < 3:
         return {"median": statistics.median(values), "spread": 0.0}
     low, middle, high = statistics.quantiles(values, n=4)
@@ -62,18 +62,18 @@ def summary(values):
 
 
 def ratio(samples, name, base):
-    """How much longer `name` takes than `base`, round by round."""
+    """Returns the summary of the rounds' ratios of `name` to `base`."""
     return summary([left / right for left, right in zip(samples[name], samples[base])])
 
 
 def progress(text):
-    """A line for whoever watches; nothing where nobody does."""
+    """Shows a progress line if standard error is a terminal."""
     if sys.stderr.isatty():
         sys.stderr.write("\r\033[K" + text)
         sys.stderr.flush()
 
 
-def answer(figures):
-    """What a stage hands back to bench.py."""
+def write_figures(figures):
+    """Passes a stage's figures to bench.py."""
     progress("")
     json.dump(figures, sys.stdout)

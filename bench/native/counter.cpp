@@ -1,9 +1,9 @@
-// Marks for the instruction counter. Links no host library: loading one is among what is counted.
+// Starts and stops callgrind's counting. Links no host library, because loading it is counted.
 #include "bench/native/extension.h"
 
 #if __has_include(<valgrind/callgrind.h>)
 #include <valgrind/callgrind.h>
-#else  // not counting
+#else  // without valgrind: no counting
 #define CALLGRIND_START_INSTRUMENTATION
 #define CALLGRIND_STOP_INSTRUMENTATION
 #define CALLGRIND_ZERO_STATS
@@ -12,14 +12,14 @@
 
 namespace {
 
-/// From here on instructions are counted, from zero.
+/// Starts counting instructions, from zero.
 PyObject* Start(PyObject*, PyObject*) {
   CALLGRIND_START_INSTRUMENTATION;
   CALLGRIND_ZERO_STATS;
   Py_RETURN_NONE;
 }
 
-/// Writes what was counted under this name.
+/// Stops counting, and writes the count under the name `name`.
 PyObject* Stop(PyObject*, PyObject* name) {
   const char* const text = PyUnicode_AsUTF8(name);
   if (text == nullptr) {

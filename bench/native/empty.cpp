@@ -1,5 +1,5 @@
-// An extension that does nothing, linked with the libraries that the module and the embedded host
-// need: what importing them costs at least.
+// An extension without functions, linked with the libraries that the module and the embedded host
+// need: the minimum cost of an import.
 #include <Python.h>
 
 namespace {

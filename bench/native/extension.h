@@ -1,4 +1,4 @@
-// What the extension modules of the benchmarks share.
+// Shared by the extension modules of the benchmark.
 #pragma once
 
 #define PY_SSIZE_T_CLEAN
@@ -7,7 +7,7 @@
 
 namespace extension {
 
-/// The arguments of Decrypt2kBlock, as careful extension code takes them: given back at the end.
+/// The arguments of Decrypt2kBlock, as buffers that the destructor releases.
 class BlockArguments {
  public:
   BlockArguments() = default;
@@ -18,7 +18,7 @@ class BlockArguments {
     PyBuffer_Release(&block);
   }
 
-  /// False with an exception set when `args` are others.
+  /// Returns false with an exception set if `args` do not match.
   bool Parse(PyObject* args) {
     return PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block) != 0;
   }
@@ -28,14 +28,14 @@ class BlockArguments {
   Py_buffer block{};
 };
 
-/// Processor time of this process: what bench/rounds.py times the bindings by.
+/// Processor time of this process, as bench/rounds.py uses.
 inline double ProcessorSeconds() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-/// The definition of a module of these functions, which lives as long as the process.
+/// The definition of a module with these functions. Store it in a static variable.
 inline PyModuleDef Define(const char* name, PyMethodDef* methods) {
   return {PyModuleDef_HEAD_INIT, name, nullptr, 0, methods, nullptr, nullptr, nullptr, nullptr};
 }

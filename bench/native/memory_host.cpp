@@ -1,8 +1,8 @@
-// A host library that answers from memory, for the comparison of bindings: the operations that are
-// measured cost next to nothing and always the same, all others refuse. It carries the embedded
-// host's name, so that LD_LIBRARY_PATH alone puts it under the built module.
+// The memory host: a host library for the comparison of bindings. Measured operations return fixed
+// values from memory, at a small and constant cost; all others fail. Its file has the embedded
+// host's name, so that LD_LIBRARY_PATH makes the built module load it.
 //
-// Thread safety: the agents are set while nobody calls; after that everything is only read.
+// Thread safety: set the agents before other threads call; after that, all data is read-only.
 #include <cstring>
 
 #include "platform/config_store.h"
@@ -16,7 +16,7 @@ using HostCtl::Quelt::QueltIpAddress;
 using HostCtl::Quelt::UnicastNodeType;
 using HostCtl::Quelt::QueltInfo::QueltUnicastAddressInfo;
 
-// Everything below is found by the loader under its name.
+// The loader finds these symbols by name.
 #pragma GCC visibility push(default)
 
 namespace {
@@ -77,7 +77,7 @@ class MemoryHostSystem final : public HostSystem {
 
 }  // namespace
 
-/// Lets the host list so many agents of distinct UUIDs.
+/// Sets the list of agents: `count` agents with different UUIDs.
 extern "C" void memory_host_agents(std::size_t count) {
   QueltUnicastAddressInfo agent;
   agent.nodeType = UnicastNodeType::kWitness;
@@ -139,7 +139,7 @@ std::string QueltUtil::KeyIdForKek(const std::string&, const std::string&) { Not
 bool QueltUtil::GetKmsPasswordFromConfigStore(const std::string&, std::string&) { NotMeasured(); }
 bool QueltUtil::BuildQueltIPAddress(const std::string&, QueltIpAddress&) { NotMeasured(); }
 bool QueltUtil::IsQueltCSDFeatureEnabled() { NotMeasured(); }
-// NOLINTNEXTLINE(performance-unnecessary-value-param): as it is declared
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as in the declaration
 void QueltUtil::GetUnicastModeForCluster(bool&, std::string) { NotMeasured(); }
 int QueltUtil::IsObjectAccessible(QUELTUUID, QUELTUUID, char*) { NotMeasured(); }
 void QueltUtil::GetCapacityAndFSOverheadFromNorim(QUELTUUID, unsigned long*, unsigned long*,

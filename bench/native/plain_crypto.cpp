@@ -1,5 +1,5 @@
-// The decryption of a block as plain, careful extension code writes it over OpenSSL: the lock
-// released, one context per thread whose key is set and then cleared for each block.
+// Decryption of a block by careful extension code that calls OpenSSL directly: it releases the GIL
+// and uses one context per thread, whose key it sets and clears for each block.
 #include <openssl/evp.h>
 
 #include <cstring>
@@ -13,10 +13,10 @@ constexpr Py_ssize_t kBlockSize = 2048;
 
 EVP_CIPHER_CTX* Context() {
   thread_local EVP_CIPHER_CTX* const context = [] {
-    EVP_CIPHER_CTX* const made = EVP_CIPHER_CTX_new();
-    EVP_DecryptInit_ex2(made, EVP_CIPHER_fetch(nullptr, "AES-256-XTS", nullptr), nullptr, nullptr,
-                        nullptr);
-    return made;
+    EVP_CIPHER_CTX* const created = EVP_CIPHER_CTX_new();
+    EVP_DecryptInit_ex2(created, EVP_CIPHER_fetch(nullptr, "AES-256-XTS", nullptr), nullptr,
+                        nullptr, nullptr);
+    return created;
   }();
   return context;
 }
@@ -57,7 +57,7 @@ PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
   return result;
 }
 
-/// RawLoop(count): seconds per block, natively.
+/// raw_loop(count): seconds per block, without the interpreter.
 PyObject* RawLoop(PyObject*, PyObject* args) {
   long count = 0;
   if (!PyArg_ParseTuple(args, "l", &count)) {

@@ -1,4 +1,4 @@
-// The native operations in a loop without the interpreter: the floor under every binding.
+// Runs the native operations in a loop without the interpreter: the lower limit for any binding.
 #include <string_view>
 
 #include "bench/native/extension.h"
@@ -13,7 +13,7 @@ void Repeat(long count, const Operation& operation) {
   }
 }
 
-/// Runs an operation so many times, natively. False: there is none of that name.
+/// Runs an operation `count` times. Returns false if no operation has that name.
 bool RunOperation(std::string_view name, long count) {
   static const unsigned char dek[ENCR_DEK_SIZE] = {1, 2, 3};
   static unsigned char block[ENCR_BLOCK_SIZE];
@@ -33,7 +33,7 @@ bool RunOperation(std::string_view name, long count) {
   return true;
 }
 
-/// RawLoop(operation, count): seconds per call.
+/// raw_loop(operation, count): seconds per call.
 PyObject* RawLoop(PyObject*, PyObject* args) {
   const char* operation = nullptr;
   long count = 0;

@@ -1,10 +1,10 @@
-// What the embedded host costs above the database that it stands on: a setting read, a setting
-// written and a long list of agents, each through the platform's operation and by the same
-// statement prepared on a bare connection to the same file; and the price of asking for a switch
-// beside a clock that is read from memory. Both sides take turns, and each round gives a ratio, so
-// that a slow disk or a busy machine strikes both alike.
+// Measures what the embedded host costs in addition to its database. Reads a setting, writes a
+// setting and lists agents: once by the platform operation, once by the same statement, prepared on
+// a bare connection to the same file. Also compares a check of a switch with reading a clock from
+// memory. Both sides alternate and each round yields a ratio, so that a slow disk or a busy machine
+// affects both.
 //
-//   store_bench STATE    makes a state in that file and prints JSON: seconds of both, and the ratio
+//   store_bench STATE    creates the state file and prints JSON: seconds of both sides, and ratios
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -31,9 +31,9 @@ void Check(int status, sqlite3* database) {
 }
 
 /// A bare connection with the embedded host's durability.
-class Bare {
+class BareConnection {
  public:
-  explicit Bare(const std::string& path) {
+  explicit BareConnection(const std::string& path) {
     Check(sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
                           nullptr),
           database_);
@@ -69,7 +69,7 @@ class Bare {
     Step(commit_);
   }
 
-  /// Puts so many agents into the list.
+  /// Inserts `count` agents.
   void FillAgents(int count) {
     Step(begin_);
     sqlite3_stmt* const insert = Prepare(
@@ -96,22 +96,22 @@ class Bare {
     sqlite3_reset(count_);
     while (sqlite3_step(list_) == SQLITE_ROW) {
       Agent& agent = agents.emplace_back();
-      Take(0, agent.uuid);
+      Assign(0, agent.uuid);
       agent.nodeType = static_cast<HostCtl::Quelt::UnicastNodeType>(sqlite3_column_int64(list_, 1));
       agent.isSupportUnicast = sqlite3_column_int(list_, 2) != 0;
-      Take(3, agent.address);
+      Assign(3, agent.address);
       agent.port = sqlite3_column_int(list_, 4);
-      Take(5, agent.zelnic);
-      Take(6, agent.hostname);
-      Take(7, agent.thumbprint);
-      Take(8, agent.subClusterUuid);
+      Assign(5, agent.zelnic);
+      Assign(6, agent.hostname);
+      Assign(7, agent.thumbprint);
+      Assign(8, agent.subClusterUuid);
     }
     sqlite3_reset(list_);
     return agents;
   }
 
  private:
-  void Take(int column, std::string& text) {
+  void Assign(int column, std::string& text) {
     const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(list_, column));
     text.assign(bytes, static_cast<std::size_t>(sqlite3_column_bytes(list_, column)));
   }
@@ -151,17 +151,17 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-template <typename Ours, typename Theirs>
-void Compare(const char* what, int rounds, int calls, Ours&& ours, Theirs&& theirs) {
+template <typename HostCall, typename BareCall>
+void Compare(const char* name, int rounds, int calls, HostCall&& hostCall, BareCall&& bareCall) {
   std::vector<double> host;
   std::vector<double> bare;
   std::vector<double> ratios;
   for (int round = 0; round < rounds; ++round) {
-    bare.push_back(SecondsPerCall(calls, theirs));
-    host.push_back(SecondsPerCall(calls, ours));
+    bare.push_back(SecondsPerCall(calls, bareCall));
+    host.push_back(SecondsPerCall(calls, hostCall));
     ratios.push_back(host.back() / bare.back());
   }
-  std::printf("  \"%s\": {\"host\": %.4g, \"bare\": %.4g, \"ratio\": %.3f}", what, Median(host),
+  std::printf("  \"%s\": {\"host\": %.4g, \"bare\": %.4g, \"ratio\": %.3f}", name, Median(host),
               Median(bare), Median(ratios));
 }
 
@@ -169,7 +169,7 @@ void Measure(const std::string& path) {
   std::string sku;
   ZelCtl::Quelt::QueltConfigStore store;
   store.GetHardwareSku(sku);
-  Bare bare(path);
+  BareConnection bare(path);
   std::puts("{");
   const auto read = [&] { store.GetHardwareSku(sku); };
   Compare("read", 101, 2000, read, [&] { bare.Read(); });

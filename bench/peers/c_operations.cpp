@@ -6,23 +6,23 @@
 
 namespace {
 
-/// Texts of the records stay in `owned`, which is never changed.
+/// `views` points to the texts in `owned`, which must not change.
 struct OwnedAgents : c_agents {
   std::vector<operations::Agent> owned;
   std::vector<c_agent> views;
 };
 
-void Put(char* text, size_t capacity, const char* value) {
+void CopyText(char* text, size_t capacity, const char* value) {
   std::snprintf(text, capacity, "%s", value);
 }
 
 template <typename Work>
-int Try(char* text, size_t capacity, Work&& work) {
+int CatchFailure(char* text, size_t capacity, Work&& work) {
   try {
     work();
     return 0;
   } catch (const std::exception& thrown) {
-    Put(text, capacity, thrown.what());
+    CopyText(text, capacity, thrown.what());
     return 1;
   }
 }
@@ -45,30 +45,32 @@ c_agent View(const operations::Agent& agent) {
 }  // namespace
 
 int c_hardware_sku(char* text, size_t capacity) {
-  return Try(text, capacity, [&] { Put(text, capacity, operations::GetHardwareSku().c_str()); });
+  return CatchFailure(text, capacity,
+                      [&] { CopyText(text, capacity, operations::GetHardwareSku().c_str()); });
 }
 
 int c_set_ilo_auth(const char* first, const char* second, char* text, size_t capacity) {
-  return Try(text, capacity, [&] { operations::SetIloAuth(first, second); });
+  return CatchFailure(text, capacity, [&] { operations::SetIloAuth(first, second); });
 }
 
 int c_kms_status(const char* cluster, const char* key, int seconds, char* good, char* text,
                  size_t capacity) {
-  return Try(text, capacity, [&] {
+  return CatchFailure(text, capacity, [&] {
     const operations::Status status = operations::CheckKmsStatus(cluster, key, seconds);
     *good = status.good ? 1 : 0;
-    Put(text, capacity, status.reason.c_str());
+    CopyText(text, capacity, status.reason.c_str());
   });
 }
 
 int c_decrypt_2k_block(const char* dek, unsigned long position, const char* block, char* output,
                        char* text, size_t capacity) {
-  return Try(text, capacity, [&] { operations::Decrypt2kBlock(dek, position, block, output); });
+  return CatchFailure(text, capacity,
+                      [&] { operations::Decrypt2kBlock(dek, position, block, output); });
 }
 
 c_agents* c_unicast_agents(int includeExtra, char* text, size_t capacity) {
   auto* const listed = new OwnedAgents;
-  const int status = Try(text, capacity, [&] {
+  const int status = CatchFailure(text, capacity, [&] {
     listed->owned = operations::GetUnicastAgents(includeExtra != 0);
     listed->views.reserve(listed->owned.size());
     for (const operations::Agent& agent : listed->owned) {

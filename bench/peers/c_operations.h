@@ -1,5 +1,5 @@
-/* The operations as C functions, for the bindings that speak C. A status other than 0 is a failure
-   whose text stands in `text`. cffi reads the lines between the markers as they are. */
+/* The operations as C functions, for the bindings of C libraries. Each returns 0, or 1 after
+   writing the failure's text to `text`. cffi parses the lines between the markers. */
 #pragma once
 
 #include <stddef.h>

@@ -1,5 +1,5 @@
-// The platform operations behind every peer: what a binding of any kind calls. They throw
-// std::exception, run without the interpreter lock, and touch C++ values only.
+// The platform operations that the peers bind. They throw std::exception, use C++ values only, and
+// may run without the GIL.
 #pragma once
 
 #include <stdexcept>
@@ -56,7 +56,7 @@ inline std::vector<Agent> GetUnicastAgents(bool includeExtra) {
   return agents;
 }
 
-/// Which of two items shows the kind of node. Every binding asks twice for each agent.
+/// Whether an agent's dictionary has "nodeType" or "isWitness". Bindings check twice per agent.
 inline bool ShowsNodeType() {
   return ZelCtl::Quelt::QueltUtil::IsQueltMetadataNodeFeatureEnabled();
 }

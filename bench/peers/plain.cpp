@@ -1,13 +1,13 @@
-// The measured functions as plain, careful extension code writes them: argument tuples, dictionary
-// items by C string, every status checked, the lock released around the native part.
+// The measured functions as careful extension code written by hand: argument tuples, dictionary
+// items by C string, every status checked, the GIL released during the native operation.
 #include "bench/native/extension.h"
 #include "bench/peers/operations.h"
 
 namespace {
 
-/// Runs `work` with the lock released. False with ValueError set when it threw.
+/// Runs `work` with the GIL released. Returns false with ValueError set if it threw.
 template <typename Work>
-bool WithoutLock(Work&& work) {
+bool WithoutGil(Work&& work) {
   std::string failure;
   bool failed = false;
   PyThreadState* const state = PyEval_SaveThread();
@@ -26,21 +26,21 @@ bool WithoutLock(Work&& work) {
 
 PyObject* GetHardwareSku(PyObject*, PyObject*) {
   std::string sku;
-  return WithoutLock([&] { sku = operations::GetHardwareSku(); }) ? Py_BuildValue("s", sku.c_str())
-                                                                  : nullptr;
+  return WithoutGil([&] { sku = operations::GetHardwareSku(); }) ? Py_BuildValue("s", sku.c_str())
+                                                                 : nullptr;
 }
 
 PyObject* SetIloAuth(PyObject*, PyObject* args) {
   const char* first = nullptr;
   const char* second = nullptr;
   if (!PyArg_ParseTuple(args, "ss", &first, &second) ||
-      !WithoutLock([&] { operations::SetIloAuth(first, second); })) {
+      !WithoutGil([&] { operations::SetIloAuth(first, second); })) {
     return nullptr;
   }
   Py_RETURN_NONE;
 }
 
-/// Sets an item and gives the value's reference back. A null value is a failed conversion.
+/// Sets an item. Steals the reference `value`; null means that a conversion failed.
 bool Set(PyObject* dict, const char* key, PyObject* value) {
   if (value == nullptr) {
     return false;
@@ -56,7 +56,7 @@ PyObject* CheckKmsStatus(PyObject*, PyObject* args) {
   int seconds = 0;
   operations::Status status;
   if (!PyArg_ParseTuple(args, "ssi", &cluster, &key, &seconds) ||
-      !WithoutLock([&] { status = operations::CheckKmsStatus(cluster, key, seconds); })) {
+      !WithoutGil([&] { status = operations::CheckKmsStatus(cluster, key, seconds); })) {
     return nullptr;
   }
   PyObject* const dict = PyDict_New();
@@ -79,7 +79,7 @@ PyObject* Decrypt2kBlock(PyObject*, PyObject* args) {
   }
   unsigned char output[ENCR_BLOCK_SIZE];
   PyObject* result = nullptr;
-  if (WithoutLock([&] {
+  if (WithoutGil([&] {
         operations::Decrypt2kBlock(given.dek.buf, given.position, given.block.buf, output);
       })) {
     result = PyBytes_FromStringAndSize(reinterpret_cast<char*>(output), ENCR_BLOCK_SIZE);
@@ -128,7 +128,7 @@ PyObject* GetUnicastAgents(PyObject*, PyObject* args, PyObject* keywords) {
   std::vector<operations::Agent> agents;
   if (!PyArg_ParseTupleAndKeywords(args, keywords, "|p", const_cast<char**>(names),
                                    &includeExtra) ||
-      !WithoutLock([&] { agents = operations::GetUnicastAgents(includeExtra != 0); })) {
+      !WithoutGil([&] { agents = operations::GetUnicastAgents(includeExtra != 0); })) {
     return nullptr;
   }
   PyObject* const result = PyDict_New();
