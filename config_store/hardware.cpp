@@ -5,7 +5,7 @@
 #include "config_store/functions.h"
 #include "module/call_frame.h"
 #include "module/py_ref.h"
-#include "module/secret_area.h"
+#include "module/secret_text.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 
@@ -35,9 +35,11 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        const SecretText firstCopy(first);
-        const SecretText secondCopy(second);
-        if (!QueltConfigStore().SetIloAuth(firstCopy.text, secondCopy.text)) {
+        std::string firstCopy(first);
+        const SecretText secretFirst(firstCopy);
+        std::string secondCopy(second);
+        const SecretText secretSecond(secondCopy);
+        if (!QueltConfigStore().SetIloAuth(firstCopy, secondCopy)) {
           throw QueltCtlException("Failed to set iLO credential.");
         }
       },
@@ -46,21 +48,22 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
 
 namespace {
 
-/// Converts `text` and stores it in `tuple`. False with an error set: for a text that is not UTF-8,
-/// the interpreter's own.
-bool SetText(PyObject* tuple, Py_ssize_t place, const std::string& text) {
+/// Converts `text` and stores it in `tuple` at `index`. False with an error set; for a text that is
+/// not UTF-8 that is the interpreter's decoding error.
+bool SetText(PyObject* tuple, Py_ssize_t index, const std::string& text) {
   PyObject* const item = PyUnicode_FromString(text.c_str());
   if (item == nullptr) {
     return false;
   }
-  if (PyTuple_SetItem(tuple, place, item) != 0) {
+  if (PyTuple_SetItem(tuple, index, item) != 0) {
     Raise(PyExc_RuntimeError, "PyTuple_SetItem failed!");
     return false;
   }
   return true;
 }
 
-/// A tuple of two str. Both are converted and stored in any case; the first error is raised.
+/// A tuple of two str. The second text is converted even if the first fails; the first error is
+/// raised.
 PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
   PyRef tuple(PyTuple_New(2));
   if (!tuple) {
@@ -70,7 +73,7 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
   PyObject* value = nullptr;
   PyObject* traceback = nullptr;
   const bool firstSet = SetText(tuple.get(), 0, texts.first);
-  PyErr_Fetch(&type, &value, &traceback);  // so that the second text is converted without an error
+  PyErr_Fetch(&type, &value, &traceback);  // no error may be pending during the conversion
   const bool secondSet = SetText(tuple.get(), 1, texts.second);
   if (!firstSet) {
     PyErr_Restore(type, value, traceback);
@@ -81,15 +84,17 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
 }  // namespace
 
 PyObject* PyGetIloAuth(PyObject*, PyObject*) {
-  SecretTextPair credential;
+  std::pair<std::string, std::string> credential;
+  const SecretText secretFirst(credential.first);
+  const SecretText secretSecond(credential.second);
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        if (!QueltConfigStore().GetIloAuth(credential.texts)) {
+        if (!QueltConfigStore().GetIloAuth(credential)) {
           throw QueltCtlException("Failed to get iLO credential");
         }
       },
-      [&] { return NewTextPair(credential.texts); });
+      [&] { return NewTextPair(credential); });
 }
 
 }  // namespace pyquelt

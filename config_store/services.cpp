@@ -4,8 +4,7 @@
 
 #include "config_store/functions.h"
 #include "module/call_frame.h"
-#include "module/py_ref.h"
-#include "module/result_helpers.h"
+#include "module/result_dict.h"
 #include "platform/config_store.h"
 #include "platform/exception.h"
 
@@ -54,23 +53,12 @@ namespace {
 
 using Config = std::unordered_map<std::string, std::string>;
 
-bool SetText(PyObject* dict, const std::string& key, const std::string& text) {
-  const PyRef value(PyUnicode_FromString(text.c_str()));
-  return value && PySetDictItemOwnKey(dict, key.c_str(), value.get()) == 0;
-}
-
 PyObject* NewTextDict(const Config& config) {
-  PyRef dict(PyDict_New());
-  if (!dict) {
-    return Raise(PyExc_RuntimeError, "PyDict_New failed!");
-  }
+  ResultDict dict({"PyDict_New failed!", "PyDict_SetItemString failed!"});
   for (const auto& [key, text] : config) {
-    if (!SetText(dict.get(), key, text)) {
-      PyDict_Clear(dict.get());
-      return Raise(PyExc_RuntimeError, "PyDict_SetItemString failed!");
-    }
+    dict.SetUnderData(key.c_str(), text);
   }
-  return dict.release();
+  return dict.Release();
 }
 
 }  // namespace

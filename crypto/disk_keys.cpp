@@ -1,5 +1,5 @@
 // A disk's encryption metadata, its wrapped and unwrapped DEK, and decryption of one block.
-#include <string.h>  // strnlen
+#include <string.h>  // explicit_bzero, strnlen
 
 #include <bit>
 #include <cstdint>
@@ -8,11 +8,11 @@
 #include "crypto/functions.h"
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
-#include "module/result_helpers.h"
-#include "module/secret_area.h"
+#include "module/result_dict.h"
 #include "platform/encryption.h"
 #include "platform/exception.h"
 #include "platform/quelt_util.h"
+#include "platform/secret_bytes.h"
 
 namespace pyquelt {
 
@@ -25,34 +25,35 @@ static_assert(sizeof(unsigned long) == 8, "results hold 64-bit integers as unsig
 
 namespace {
 
-/// What the host reports about one disk, zero-filled first; wiped at the end of the call, also when
-/// the host fails after it wrote them: what is made before a constructor delegates is destroyed.
+/// A disk's encryption records, zero until they are read; wiped at the end of the scope.
 struct DiskRecords {
   HostCtl::Quelt::Uuid uuid{};
   ENCR_Metadata metadata{};
   ENCR_Metadata_AWS aws{};
 
   DiskRecords() = default;
-  explicit DiskRecords(const char* disk) : DiskRecords() {
-    QueltUtil::GetEncMetadataForDisk(disk, uuid, metadata, aws);
-  }
   DiskRecords(const DiskRecords&) = delete;
   DiskRecords& operator=(const DiskRecords&) = delete;
   ~DiskRecords() {
-    Wipe(&metadata, sizeof metadata);
-    Wipe(&aws, sizeof aws);
+    explicit_bzero(&metadata, sizeof metadata);
+    explicit_bzero(&aws, sizeof aws);
+  }
+
+  // Not done by the constructor: if the host fails after writing a part, the destructor must run.
+  void Read(const char* diskName) {
+    QueltUtil::GetEncMetadataForDisk(diskName, uuid, metadata, aws);
   }
   bool Has(std::uint8_t flag) const { return (metadata.flags & flag) != 0; }
 };
 
-/// A text field: up to its NUL, never past its end.
+/// The text of a field: up to its first NUL, or the whole field.
 template <std::size_t Size>
 std::string FieldText(const char (&field)[Size]) {
   return std::string(field, strnlen(field, Size));
 }
 
-bool ParseDiskName(PyObject* args, const char** disk) {
-  if (!PyArg_ParseTuple(args, "s", disk)) {
+bool ParseDiskName(PyObject* args, const char** diskName) {
+  if (!PyArg_ParseTuple(args, "s", diskName)) {
     Raise(PyExc_RuntimeError, "Unable to parse input disk name");
     return false;
   }
@@ -68,8 +69,9 @@ struct EncInfo {
   unsigned long dekGenerationId = 0;
 };
 
-EncInfo ReadEncInfo(const char* disk) {
-  const DiskRecords records(disk);
+EncInfo ReadEncInfo(const char* diskName) {
+  DiskRecords records;
+  records.Read(diskName);
   EncInfo info;
   info.encrypted = records.Has(ENCR_FLAG_ENCRYPTED);
   info.useAwsKms = records.Has(ENCR_FLAG_AWS_KMS);
@@ -82,45 +84,42 @@ EncInfo ReadEncInfo(const char* disk) {
 }
 
 PyObject* NewEncInfoDict(const EncInfo& info) {
-  // A plain pointer: PySetDictItem gives the dictionary back itself when it fails.
-  PyObject* const dict = PyDict_New();
-  if (dict == nullptr) {
-    return Raise(PyExc_RuntimeError, "PyDict_New result failed!");
-  }
-  const bool filled =
-      PySetDictItem(dict, "encrypted", PyBool_FromLong(info.encrypted ? 1 : 0)) &&
-      PySetDictItem(dict, "useAwsKms", PyBool_FromLong(info.useAwsKms ? 1 : 0)) &&
-      PySetDictItem(dict, "dekInCache", PyBool_FromLong(info.dekInCache ? 1 : 0)) &&
-      PySetDictItem(dict, "kekId", Py_BuildValue("s", info.kekId.c_str())) &&
-      PySetDictItem(dict, "clusterId", Py_BuildValue("s", info.clusterId.c_str())) &&
-      PySetDictItem(dict, "dekGenerationId", Py_BuildValue("k", info.dekGenerationId));
-  return filled ? dict : nullptr;
+  constexpr char kItemFailure[] = "PyDict_SetItemString failed with key:";
+  ResultDict dict({"PyDict_New result failed!", kItemFailure, kItemFailure, true});
+  dict.Set("encrypted", info.encrypted);
+  dict.Set("useAwsKms", info.useAwsKms);
+  dict.Set("dekInCache", info.dekInCache);
+  dict.Set("kekId", info.kekId);
+  dict.Set("clusterId", info.clusterId);
+  dict.Set("dekGenerationId", info.dekGenerationId);
+  return dict.Release();
 }
 
 }  // namespace
 
 PyObject* PyGetEncInfoForDisk(PyObject*, PyObject* args) {
-  const char* disk = nullptr;
-  if (!ParseDiskName(args, &disk)) {
+  const char* diskName = nullptr;
+  if (!ParseDiskName(args, &diskName)) {
     return nullptr;
   }
   EncInfo info;
   return CallPlatform(
-      OnStdException(PyExc_ValueError), [&] { info = ReadEncInfo(disk); },
+      OnStdException(PyExc_ValueError), [&] { info = ReadEncInfo(diskName); },
       [&] { return NewEncInfoDict(info); });
 }
 
 PyObject* PyGetWrappedDekFromDisk(PyObject*, PyObject* args) {
-  const char* disk = nullptr;
-  if (!ParseDiskName(args, &disk)) {
+  const char* diskName = nullptr;
+  if (!ParseDiskName(args, &diskName)) {
     return nullptr;
   }
-  SecretArea<ENCR_AWS_DEK_MAX> wrapped;
+  quelt::SecretBytes<ENCR_AWS_DEK_MAX> wrapped;
   std::size_t length = ENCR_DEK_SIZE;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        const DiskRecords records(disk);
+        DiskRecords records;
+        records.Read(diskName);
         const std::uint8_t* from = records.metadata.wrappedDek;
         if (records.Has(ENCR_FLAG_AWS_KMS)) {
           from = records.aws.wrappedDek;
@@ -131,26 +130,27 @@ PyObject* PyGetWrappedDekFromDisk(PyObject*, PyObject* args) {
         }
         memcpy(wrapped.data(), from, length);
       },
-      [&] { return PyBytes_FromStringAndSize(wrapped.chars(), static_cast<Py_ssize_t>(length)); });
+      [&] { return NewBytes(wrapped.data(), length); });
 }
 
 PyObject* PyGetDekFromDisk(PyObject*, PyObject* args) {
-  const char* disk = nullptr;
-  if (!ParseDiskName(args, &disk)) {
+  const char* diskName = nullptr;
+  if (!ParseDiskName(args, &diskName)) {
     return nullptr;
   }
-  SecretArea<ENCR_DEK_SIZE> dek;
+  quelt::SecretBytes<ENCR_DEK_SIZE> dek;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
         WithHostSystem(
-            [&](HostSystem& system) { system.GetUnwrappedDekForDisk(disk, dek.data()); });
+            [&](HostSystem& system) { system.GetUnwrappedDekForDisk(diskName, dek.data()); });
       },
-      [&] { return PyBytes_FromStringAndSize(dek.chars(), ENCR_DEK_SIZE); });
+      [&] { return NewBytes(dek.data(), ENCR_DEK_SIZE); });
 }
 
 PyObject* PyDecrypt2kBlock(PyObject*, PyObject* args) {
-  // The views are plain values, given back by plain calls: no destructor may do it, see the frame.
+  // The views are plain values, released by plain calls: a destructor may run without the GIL (see
+  // module/call_frame.h).
   Py_buffer dek{};
   Py_buffer block{};
   unsigned long long position = 0;
@@ -167,7 +167,7 @@ PyObject* PyDecrypt2kBlock(PyObject*, PyObject* args) {
     return Raise(PyExc_RuntimeError,
                  blockFits ? "DEK has wrong length" : "buffer has wrong length");
   }
-  SecretArea<ENCR_BLOCK_SIZE> output;
+  quelt::SecretBytes<ENCR_BLOCK_SIZE> output;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -176,7 +176,7 @@ PyObject* PyDecrypt2kBlock(PyObject*, PyObject* args) {
       },
       [&] {
         releaseViews();
-        return PyBytes_FromStringAndSize(output.chars(), ENCR_BLOCK_SIZE);
+        return NewBytes(output.data(), ENCR_BLOCK_SIZE);
       },
       releaseViews);
 }

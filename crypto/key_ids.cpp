@@ -1,4 +1,4 @@
-// The KEK id and the host key id in the host's configuration: opaque texts, passed through.
+// The KEK id and the host key id in the host's configuration: texts that the module passes through.
 #include <string>
 
 #include "crypto/functions.h"

@@ -8,8 +8,8 @@
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
 #include "module/py_ref.h"
-#include "module/result_helpers.h"
-#include "module/secret_area.h"
+#include "module/result_dict.h"
+#include "module/secret_text.h"
 #include "platform/exception.h"
 #include "platform/quelt_util.h"
 
@@ -22,42 +22,28 @@ using ZelCtl::Quelt::QueltUtil;
 
 namespace {
 
-/// A KMS that is not good is an answer, not an error.
+/// The answer of a status check. A server that is not good is an answer, not a failure.
 struct Status {
   bool good = false;
-  std::string text;
+  std::string text;  ///< why it is not good
 };
 
-/// Null when the item is set, else what failed. The key is not interned: for one dictionary that
-/// takes longer than it saves.
-const char* SetStatusItem(PyObject* dict, const char* key, PyObject* stolen) {
-  const PyRef value(stolen);
-  if (!value) {
-    return "Py_BuildValue failed!";
-  }
-  return PySetDictItemOwnKey(dict, key, value.get()) == 0 ? nullptr
-                                                          : "PyDict_SetItemString failed!";
-}
-
 PyObject* NewStatusDict(const Status& status, const char* textKey) {
-  PyRef dict(PyDict_New());
-  if (!dict) {
-    return Raise(PyExc_RuntimeError, "PyDict_New result failed!");
-  }
-  const char* failure = SetStatusItem(dict.get(), "good", PyBool_FromLong(status.good ? 1 : 0));
-  if (failure == nullptr) {
-    failure = SetStatusItem(dict.get(), textKey, PyUnicode_FromString(status.text.c_str()));
-  }
-  return failure == nullptr ? dict.release() : Raise(PyExc_RuntimeError, failure);
+  ResultDict dict(
+      {"PyDict_New result failed!", "PyDict_SetItemString failed!", "Py_BuildValue failed!"});
+  // Interning the keys would cost more than it saves in a single dictionary.
+  dict.SetUnderData("good", status.good);
+  dict.SetUnderData(textKey, status.text);
+  return dict.Release();
 }
 
 }  // namespace
 
 PyObject* PyCheckKmsStatus(PyObject*, PyObject* args) {
-  const char* first = nullptr;
-  const char* second = nullptr;
-  int number = 0;
-  if (!PyArg_ParseTuple(args, "ssi", &first, &second, &number)) {
+  const char* kmipClusterId = nullptr;
+  const char* keyId = nullptr;
+  int timeout = 0;  // seconds
+  if (!PyArg_ParseTuple(args, "ssi", &kmipClusterId, &keyId, &timeout)) {
     return Raise(PyExc_RuntimeError, "Unable to parse input parameters");
   }
   Status status;
@@ -65,35 +51,35 @@ PyObject* PyCheckKmsStatus(PyObject*, PyObject* args) {
       OnStdException(PyExc_ValueError),
       [&] {
         status.good = WithHostSystem([&](HostSystem& system) {
-          return system.QueryKmsStatus(first, second, number, status.text);
+          return system.QueryKmsStatus(kmipClusterId, keyId, timeout, status.text);
         });
       },
       [&] { return NewStatusDict(status, "reason"); });
 }
 
 PyObject* PyCheckCloudKmsStatus(PyObject*, PyObject* args) {
-  const char* text = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &text)) {
+  const char* kms = nullptr;
+  if (!PyArg_ParseTuple(args, "s", &kms)) {
     return Raise(PyExc_RuntimeError, "Unable to parse input disk name");
   }
   Status status;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
-      [&] { status.good = QueltUtil::CheckCloudKmsStatus(text, status.text); },
+      [&] { status.good = QueltUtil::CheckCloudKmsStatus(kms, status.text); },
       [&] { return NewStatusDict(status, "error"); });
 }
 
 PyObject* PyAddKmsTrustedCert(PyObject*, PyObject* args) {
-  const char* text = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &text)) {
+  const char* cert = nullptr;
+  if (!PyArg_ParseTuple(args, "s", &cert)) {
     return Raise(PyExc_RuntimeError, "Unable to parse input cert");
   }
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        const std::string certificate(text);
-        // Asked first, so that a text that is no certificate fails before anything is added. The
-        // store itself keeps the caller's certificate.
+        const std::string certificate(cert);
+        // Called for its failure only: an invalid certificate is rejected before anything is added.
+        // The trust store receives the caller's text.
         QueltUtil::FormatCertString(certificate);
         QueltUtil::AddKmsCertToTrustStore(certificate, false);
       },
@@ -101,47 +87,53 @@ PyObject* PyAddKmsTrustedCert(PyObject*, PyObject* args) {
 }
 
 PyObject* PyGetKmsPasswordFromConfigStore(PyObject*, PyObject* args) {
-  const char* first = nullptr;
-  const char* second = nullptr;
-  if (!PyArg_ParseTuple(args, "ss", &first, &second)) {
+  const char* kekId = nullptr;
+  const char* kmipClusterId = nullptr;
+  if (!PyArg_ParseTuple(args, "ss", &kekId, &kmipClusterId)) {
     return Raise(PyExc_RuntimeError, "Failed to extract parameters");
   }
   const auto rule = OnStdException(PyExc_ValueError);
   std::string keyId;
-  if (!RunUnderLock(rule, [&] { keyId = QueltUtil::KeyIdForKek(first, second); })) {
+  if (!RunWithGil(rule, [&] { keyId = QueltUtil::KeyIdForKek(kekId, kmipClusterId); })) {
     return nullptr;
   }
-  SecretText password;
+  std::string password;
+  const SecretText secretPassword(password);
   bool found = false;
   return CallPlatform(
-      rule, [&] { found = QueltUtil::GetKmsPasswordFromConfigStore(keyId, password.text); },
-      [&] { return found ? Py_BuildValue("s", password.text.c_str()) : NewNone(); });
+      rule, [&] { found = QueltUtil::GetKmsPasswordFromConfigStore(keyId, password); },
+      [&] { return found ? Py_BuildValue("s", password.c_str()) : NewNone(); });
 }
 
 namespace {
 
-bool SetValue(PyObject* dict, const char* key, PyObject* stolen) {
-  const PyRef value(stolen);
-  return value && PyDict_SetItemString(dict, key, value.get()) == 0;
+void SetText(ResultDict& dict, const char* key, const std::string& text) {
+  if (!text.empty()) {
+    dict.Set(key, text);
+  }
 }
 
-bool SetText(PyObject* dict, const char* key, const std::string& text) {
-  return text.empty() || SetValue(dict, key, Py_BuildValue("s", text.c_str()));
+void SetNumber(ResultDict& dict, const char* key, std::int32_t number) {
+  if (number != -1) {
+    dict.Set(key, number);
+  }
 }
 
-bool SetNumber(PyObject* dict, const char* key, std::int32_t number) {
-  return number == -1 || SetValue(dict, key, Py_BuildValue("i", number));
-}
-
-bool SetServer(PyObject* dict, const KmsServerInfo& server) {
-  return SetText(dict, "kmipClusterId", server.kmipClusterId) &&
-         SetText(dict, "address", server.address) &&
-         SetText(dict, "proxyAddress", server.proxyAddress) &&
-         SetText(dict, "protocol", server.protocol) && SetText(dict, "userName", server.userName) &&
-         SetText(dict, "name", server.name) && SetText(dict, "password", "(not shown)") &&
-         SetNumber(dict, "proxyPort", server.proxyPort) && SetNumber(dict, "port", server.port) &&
-         SetNumber(dict, "reconnect", server.reconnect) &&
-         SetNumber(dict, "timeout", server.timeout) && SetNumber(dict, "nbio", server.nbio);
+PyObject* NewServerDict(const KmsServerInfo& server) {
+  ResultDict dict({"PyDict_New failed!", "PyGetKms failed!"});
+  SetText(dict, "kmipClusterId", server.kmipClusterId);
+  SetText(dict, "address", server.address);
+  SetText(dict, "proxyAddress", server.proxyAddress);
+  SetText(dict, "protocol", server.protocol);
+  SetText(dict, "userName", server.userName);
+  SetText(dict, "name", server.name);
+  dict.Set("password", "(not shown)");
+  SetNumber(dict, "proxyPort", server.proxyPort);
+  SetNumber(dict, "port", server.port);
+  SetNumber(dict, "reconnect", server.reconnect);
+  SetNumber(dict, "timeout", server.timeout);
+  SetNumber(dict, "nbio", server.nbio);
+  return dict.Release();
 }
 
 PyObject* NewServerList(const std::vector<KmsServerInfo>& servers) {
@@ -151,12 +143,11 @@ PyObject* NewServerList(const std::vector<KmsServerInfo>& servers) {
   }
   Py_ssize_t index = 0;
   for (const KmsServerInfo& server : servers) {
-    PyRef dict(PyDict_New());
-    if (!dict) {
-      return Raise(PyExc_RuntimeError, "PyDict_New failed!");
+    PyObject* const dict = NewServerDict(server);
+    if (dict == nullptr) {
+      return nullptr;
     }
-    if (!SetServer(dict.get(), server) ||
-        PyList_SetItem(list.get(), index++, dict.release()) != 0) {
+    if (PyList_SetItem(list.get(), index++, dict) != 0) {  // steals `dict`
       return Raise(PyExc_RuntimeError, "PyGetKms failed!");
     }
   }

@@ -12,12 +12,12 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 
 namespace {
 
-/// Raises with `stolen`, or leaves the MemoryError of the message that could not be made. (Older
-/// interpreters' PyErr_Format raises with an empty message then.)
-PyObject* RaiseWith(PyObject* type, PyObject* stolen) {
-  if (stolen != nullptr) {
-    PyErr_SetObject(type, stolen);
-    Py_DECREF(stolen);
+/// Raises `type` with the str `stolenMessage`. If that is null, the MemoryError of its creation
+/// stays set. (PyErr_Format of older interpreters raises `type` with an empty message then.)
+PyObject* RaiseMessage(PyObject* type, PyObject* stolenMessage) {
+  if (stolenMessage != nullptr) {
+    PyErr_SetObject(type, stolenMessage);
+    Py_DECREF(stolenMessage);
   }
   return nullptr;
 }
@@ -26,22 +26,27 @@ PyObject* RaiseWith(PyObject* type, PyObject* stolen) {
 
 PyObject* Raise(PyObject* type, const char* text) {
   PyErr_Clear();
-  return RaiseWith(
+  return RaiseMessage(
       type, PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace"));
 }
 
-PyObject* Raise(PyObject* type, const char* literal, const char* text) {
+PyObject* Raise(PyObject* type, const char* prefix, const char* text) {
   PyErr_Clear();
-  return RaiseWith(type, PyUnicode_FromFormat("%s%s", literal, text));
+  return RaiseMessage(type, PyUnicode_FromFormat("%s%s", prefix, text));
 }
 
 namespace {
 
 PyObject* RaiseCaught(const FailureRule& rule, const std::exception& failure) {
-  return Raise(rule.type, rule.prefix.Text() + TextOf(failure));
+  return Raise(rule.type, rule.prefix + TextOf(failure));
 }
 
-PyObject* RethrowAndRaise(const std::exception_ptr& failure, const FailureRule& rule) {
+}  // namespace
+
+PyObject* RaiseAsStated(const std::exception_ptr& failure, const FailureRule& rule) {
+  if (failure == nullptr) {
+    return Raise(PyExc_RuntimeError, "Unknown platform exception");
+  }
   try {
     std::rethrow_exception(failure);
   } catch (const QueltCtlException& thrown) {
@@ -59,21 +64,6 @@ PyObject* RethrowAndRaise(const std::exception_ptr& failure, const FailureRule& 
     return Raise(PyExc_RuntimeError, TextOf(thrown));
   } catch (...) {
     return Raise(PyExc_RuntimeError, "Unknown platform exception");
-  }
-}
-
-}  // namespace
-
-PyObject* RaiseFailure(const std::exception_ptr& failure, const FailureRule& rule) {
-  if (failure == nullptr) {
-    return Raise(PyExc_RuntimeError, "Unknown platform exception");
-  }
-  try {
-    return RethrowAndRaise(failure, rule);
-  } catch (const std::exception&) {
-    // Only composing the message can fail here, for want of memory.
-    PyErr_Clear();
-    return PyErr_NoMemory();
   }
 }
 

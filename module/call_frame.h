@@ -1,19 +1,21 @@
 // The frame that every module function follows.
 //
-// A function parses its arguments with the interpreter lock held, hands two lambdas to
-// CallPlatform - `work`, which runs with the lock released and touches C++ values only, and
-// `build`, which runs with the lock held and makes the result - and is done: the frame releases the
-// lock, retakes it on every path, and turns exceptions of either lambda into Python exceptions.
+// A function parses its arguments with the GIL held and passes two lambdas to CallPlatform: `work`
+// runs with the GIL released and touches C++ values only, `build` runs with the GIL held and
+// creates the result. The frame releases the GIL, acquires it again on every path, and translates
+// exceptions of either lambda into Python exceptions.
 //
-// No owned Python reference may be alive when CallPlatform is entered: while the interpreter shuts
-// down it may end a daemon thread at the point where the lock is retaken, by unwinding the stack,
-// and a destructor that gives a reference back would then run without the lock. What must exist
-// before the release (a buffer view, a result container, the copy of the keyword arguments) is a
-// plain value, given back by plain calls: in `build` and in `discard`, or after CallPlatform.
+// No owned Python reference may exist when CallPlatform is entered: while the interpreter shuts
+// down, it may end a daemon thread where the thread acquires the GIL, by unwinding its stack, and a
+// destructor that releases a reference would then run without the GIL. What must exist before the
+// release (a buffer view, a result container, the copy of the keyword arguments) is a plain value,
+// released by plain calls: in `build` and in `discard`, or after CallPlatform.
 #pragma once
 
 #include <cxxabi.h>
 
+#include <concepts>
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <utility>
@@ -22,15 +24,15 @@
 
 namespace pyquelt {
 
-/// Sets `type` with `text`, in place of whatever error is pending. Bytes that are not UTF-8 are
-/// replaced, so that a message always arrives. Returns null. Lock held.
+/// Raises `type` with `text`, replacing a pending error. Bytes that are not UTF-8 are replaced, so
+/// that the message is never lost. Returns null. GIL held.
 PyObject* Raise(PyObject* type, const char* text);
 inline PyObject* Raise(PyObject* type, const std::string& text) {
   return Raise(type, text.c_str());
 }
 
-/// The same with a text that follows a literal; throws nothing.
-PyObject* Raise(PyObject* type, const char* literal, const char* text);
+/// The same with the text `prefix` + `text`; throws nothing.
+PyObject* Raise(PyObject* type, const char* prefix, const char* text);
 
 /// A new reference to None.
 inline PyObject* NewNone() {
@@ -38,64 +40,64 @@ inline PyObject* NewNone() {
   return Py_None;
 }
 
-template <typename T>
-concept ComposesText = std::is_invocable_r_v<std::string, const T&>;
+/// A new bytes object with a copy of `size` bytes, or null with an error set.
+inline PyObject* NewBytes(const unsigned char* bytes, std::size_t size) {
+  return PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes),
+                                   static_cast<Py_ssize_t>(size));
+}
 
-/// The text before a platform failure's own: a literal, or a lambda giving a std::string that is
-/// asked only when a call has failed. Refers to the lambda, does not own it.
-class Prefix {
- public:
-  constexpr Prefix() = default;
-  constexpr Prefix(const char* text) : context_(text), compose_(&FromText) {}
-  template <ComposesText Compose>
-  constexpr Prefix(const Compose& compose) : context_(&compose), compose_(&FromLambda<Compose>) {}
-
-  std::string Text() const { return compose_ == nullptr ? std::string() : compose_(context_); }
-
- private:
-  static std::string FromText(const void* context) { return static_cast<const char*>(context); }
-  template <typename Compose>
-  static std::string FromLambda(const void* context) {
-    return (*static_cast<const Compose*>(context))();
-  }
-
-  const void* context_ = nullptr;
-  std::string (*compose_)(const void*) = nullptr;
-};
-
-/// Which exceptions a function answers with a type of its own. All others become MemoryError
-/// (std::bad_alloc) or RuntimeError, with their text or "Unknown platform exception".
+/// Which exceptions of the host a function raises as a type of its own. All others become
+/// MemoryError (std::bad_alloc) or RuntimeError, with their text or "Unknown platform exception".
 struct FailureRule {
   enum class Catches { kNothing, kCtlException, kStdException };
   Catches catches = Catches::kNothing;
   PyObject* type = nullptr;
-  Prefix prefix{};
+  std::string prefix{};  ///< precedes the exception's text
 };
 
-// Functions state their rule as a callable, so that it costs nothing while nothing fails. A type is
-// the interpreter's own variable, which is read only then.
+// A function passes its rule as a lambda that is called only after a failure. The exception types
+// are variables of the interpreter, taken by reference so that they are read only then.
 
 /// The rule of most functions: every std::exception becomes `type` with the exception's text.
 inline auto OnStdException(PyObject* const& type) {
   return [&type] { return FailureRule{FailureRule::Catches::kStdException, type, {}}; };
 }
 /// The rule of the others: a QueltCtlException becomes `type` with `prefix` and its text.
-inline auto OnCtlException(PyObject* const& type, Prefix prefix) {
+inline auto OnCtlException(PyObject* const& type, const char* prefix) {
   return [&type, prefix] { return FailureRule{FailureRule::Catches::kCtlException, type, prefix}; };
+}
+/// The same with a prefix that `composePrefix` returns, which outlives the rule.
+template <std::invocable Compose>
+auto OnCtlException(PyObject* const& type, const Compose& composePrefix) {
+  return [&type, &composePrefix] {
+    return FailureRule{FailureRule::Catches::kCtlException, type, composePrefix()};
+  };
 }
 /// The rule of functions that have no type of their own.
 inline constexpr auto kOnNoException = [] { return FailureRule{}; };
 
-/// Raises the Python exception that `rule` gives for `failure` (empty: an exception of a foreign
-/// language). Returns null. Lock held.
-PyObject* RaiseFailure(const std::exception_ptr& failure, const FailureRule& rule);
+/// Raises the Python exception that `rule` states for `failure`. Returns null. GIL held; throws
+/// std::bad_alloc.
+PyObject* RaiseAsStated(const std::exception_ptr& failure, const FailureRule& rule);
 
-/// An exception that was thrown where it must not be answered yet.
-class KeptFailure {
+/// The same for a rule that is passed as a lambda. Throws nothing.
+template <typename Rule>
+PyObject* RaiseFailure(const std::exception_ptr& failure, const Rule& rule) {
+  try {
+    return RaiseAsStated(failure, rule());
+  } catch (const std::exception&) {
+    // Composing the message ran out of memory; nothing else can fail here.
+    PyErr_Clear();
+    return PyErr_NoMemory();
+  }
+}
+
+/// Stores an exception that must not be translated yet.
+class CaughtFailure {
  public:
-  /// Runs `body` and keeps what it throws. A forced unwind is never held up.
+  /// Runs `body` and stores what it throws. A forced unwind of the thread passes through.
   template <typename Body>
-  void Keep(Body&& body) {
+  void Run(Body&& body) {
     try {
       std::forward<Body>(body)();
     } catch (const abi::__forced_unwind&) {
@@ -106,6 +108,7 @@ class KeptFailure {
     }
   }
   bool thrown() const { return thrown_; }
+  /// Null also for an exception of another language.
   const std::exception_ptr& exception() const { return exception_; }
 
  private:
@@ -113,33 +116,34 @@ class KeptFailure {
   std::exception_ptr exception_;
 };
 
-/// Runs `body` with the lock held. False when it threw; the Python exception is then set.
+/// Runs `body` with the GIL held. False when it threw; the Python exception is then set.
 template <typename Rule, typename Body>
-bool RunUnderLock(const Rule& rule, Body&& body) {
-  KeptFailure failure;
-  failure.Keep(std::forward<Body>(body));
+bool RunWithGil(const Rule& rule, Body&& body) {
+  CaughtFailure failure;
+  failure.Run(std::forward<Body>(body));
   if (failure.thrown()) {
-    RaiseFailure(failure.exception(), rule());
+    RaiseFailure(failure.exception(), rule);
   }
   return !failure.thrown();
 }
 
-/// Runs `work` with the lock released, then `build` with the lock held, and returns what `build`
-/// returns: a new reference, or null with an error set. When `work` threw, `discard` runs with the
-/// lock held in place of `build`.
+/// Runs `work` with the GIL released, then `build` with the GIL held, and returns what `build`
+/// returns: a new reference, or null with an error set. If `work` throws, `discard` runs with the
+/// GIL held instead of `build`.
 template <typename Rule, typename Work, typename Build, typename Discard>
 PyObject* CallPlatform(const Rule& rule, Work&& work, Build&& build, Discard&& discard) {
-  KeptFailure failure;
+  CaughtFailure failure;
   PyThreadState* const state = PyEval_SaveThread();
-  failure.Keep(std::forward<Work>(work));
+  failure.Run(std::forward<Work>(work));
   // Outside every try, noexcept function and destructor: this call may unwind the thread.
   PyEval_RestoreThread(state);
+  PyObject* result = nullptr;
   if (failure.thrown()) {
     std::forward<Discard>(discard)();
-    return RaiseFailure(failure.exception(), rule());
+  } else {
+    failure.Run([&] { result = std::forward<Build>(build)(); });
   }
-  PyObject* result = nullptr;
-  return RunUnderLock(rule, [&] { result = std::forward<Build>(build)(); }) ? result : nullptr;
+  return failure.thrown() ? RaiseFailure(failure.exception(), rule) : result;
 }
 
 template <typename Rule, typename Work, typename Build>

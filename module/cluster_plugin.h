@@ -1,4 +1,4 @@
-// One use of the cluster plug-in, for `work` lambdas (interpreter lock released).
+// Access to the cluster plug-in, for `work` lambdas (GIL released).
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace pyquelt {
 
-/// Obtains the plug-in and its operations object, gives the latter to `use`, and releases the
+/// Creates the plug-in and its operations object, calls `use` with the latter, and destroys the
 /// operations object and then the plug-in, also when `use` throws. Returns what `use` returns.
 template <typename Use>
 auto WithHostSystem(Use&& use) {

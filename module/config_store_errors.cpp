@@ -75,7 +75,7 @@ constexpr std::array<ConfigStoreErrorRow, 69> kConfigStoreErrorRows = {{
     {kChildExitedWithError, "Child process terminated with exit value: %d"},
     {kInternalError, "ConfigStore internal error"},
 }};
-// A lost row would leave an empty one at the end.
+// A missing row would leave an empty one at the end.
 static_assert(kConfigStoreErrorRows.back().code == kInternalError);
 
 }  // namespace pyquelt

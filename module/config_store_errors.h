@@ -1,8 +1,8 @@
 // Error codes of the configuration store, and the store's message for each.
 //
-// A message is a printf-style format: "%s" and "%d" stand where the store inserts details.
+// A message is a printf-style format: the store replaces "%s" and "%d" by details.
 //
-// Thread safety: constant data only; any thread may read it, with or without the interpreter lock.
+// Thread safety: constant data only; any thread may read it, with or without the GIL.
 // Ownership: the messages live as long as the module stays loaded; nobody frees them.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace IruConfigStore {
 
-// The values are the store's own. Gaps are codes that the store does not give out.
+// The values are the store's own. The store does not use the codes in the gaps.
 enum CSErrorCodes : int {
   // Database access.
   kDatabaseOpenFailed = 1001,
@@ -101,8 +101,8 @@ struct ConfigStoreErrorRow {
   const char* message;
 };
 
-// The store's messages in its own order. A code may stand twice; its first row is the one to use.
-// Constant-initialized, so that load-time data of any other file may be built from it.
+// The store's messages in its own order. If a code has two rows, use the first one.
+// Constant-initialized, so that load-time data of any other file can be built from it.
 extern const std::array<ConfigStoreErrorRow, 69> kConfigStoreErrorRows;
 
 }  // namespace pyquelt

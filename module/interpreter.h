@@ -1,16 +1,17 @@
-// The interpreter's interface, in the one way all of this code includes it. The only place for
-// differences between interpreter versions.
+// Includes the interpreter's interface, for all files of the module. The only place for differences
+// between interpreter versions.
 #pragma once
 
-// Lengths of "#" formats are Py_ssize_t on every version; 3.10 to 3.12 refuse anything else.
+// Lengths of "#" formats are Py_ssize_t on every version; 3.10 to 3.12 require this macro.
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
 namespace pyquelt {
 
-/// Keeps automatic garbage collections out of a scope, where the version can: up to 3.11 they may
-/// run at any allocation of a container (later versions wait until the function returns), and from
-/// 3.10 on they can be disabled. The destructor restores the setting. GIL held.
+/// Disables automatic garbage collection for a scope, on versions that need and allow it: up
+/// to 3.11 a collection may run at any allocation of a container (later versions wait until the
+/// function returns), and from 3.10 on C code can disable it. The destructor restores the setting.
+/// GIL held.
 class CollectorPause {
  public:
 #if PY_VERSION_HEX >= 0x030A0000 && PY_VERSION_HEX < 0x030C0000

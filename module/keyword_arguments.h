@@ -15,14 +15,14 @@
 
 namespace pyquelt {
 
-/// What one call was given. Owns the copy of the keywords, which Free releases. GIL held.
+/// The arguments of one call. Owns the copy of the keywords, which Free releases. GIL held.
 class KeywordArguments {
  public:
   /// Both borrowed; `keywords` may be null.
   KeywordArguments(PyObject* args, PyObject* keywords) : args_(args), keywords_(keywords) {}
 
-  /// Copies the keywords, then parses as PyArg_ParseTupleAndKeywords does. What it writes is
-  /// borrowed and valid until Free. False with an error set; call it once.
+  /// Copies the keywords, then parses as PyArg_ParseTupleAndKeywords does. `outputs` are borrowed
+  /// and valid until Free. False with an error set. Call it once.
   template <typename... Outputs>
   bool Parse(const char* format, const char* const* names, Outputs*... outputs) {
     if (keywords_ != nullptr && (copy_ = PyDict_Copy(keywords_)) == nullptr) {

@@ -1,7 +1,7 @@
 #include "module/load_time_data.h"
 
-// The definitions stand in the order in which they must be built.
-// NOLINTBEGIN(cert-err58-cpp): with no memory at load there is no module.
+// The order of the definitions is the order of construction.
+// NOLINTBEGIN(cert-err58-cpp): if memory runs out here, the module fails to load.
 
 namespace pyquelt {
 
@@ -14,7 +14,7 @@ std::unordered_map<IruConfigStore::CSErrorCodes, const char*> BuildConfigStoreMe
   std::unordered_map<IruConfigStore::CSErrorCodes, const char*> messages;
   messages.reserve(kConfigStoreErrorRows.size());
   for (const ConfigStoreErrorRow& row : kConfigStoreErrorRows) {
-    // emplace, not assignment: the first message of a code stays.
+    // emplace keeps the first message of a code.
     messages.emplace(row.code, row.message);
   }
   return messages;

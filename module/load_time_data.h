@@ -1,10 +1,10 @@
 // Data that is built when the module is loaded and destroyed when it is unloaded.
 //
-// All of it lives in one source file, because the order matters: the traffic types are built
-// first and destroyed last, and between two files there is no such order.
+// One source file defines all of it, because the order matters and is undefined between files: the
+// traffic types are built first and destroyed last.
 //
 // Thread safety: never changed after load; any thread may read it, with or without the
-// interpreter lock. Nothing here needs the interpreter.
+// GIL. Nothing here needs the interpreter.
 // Ownership: the module owns everything; readers borrow.
 #pragma once
 

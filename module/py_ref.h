@@ -1,4 +1,4 @@
-// An owned Python reference, for `build` lambdas only: it is given back under the lock.
+// An owned Python reference, for `build` lambdas only: its destructor needs the GIL.
 #pragma once
 
 #include <utility>
@@ -7,8 +7,8 @@
 
 namespace pyquelt {
 
-/// Owns one reference, or none. Made from a new reference (which it steals); the destructor gives
-/// it back. Never alive where the interpreter lock is released.
+/// Owns one reference, or none. The constructor steals a new reference; the destructor releases it.
+/// Never alive while the GIL is released.
 class PyRef {
  public:
   PyRef() = default;
@@ -22,7 +22,7 @@ class PyRef {
 
   /// Borrowed.
   PyObject* get() const { return object_; }
-  /// Passes the reference on to the caller.
+  /// Transfers ownership to the caller.
   PyObject* release() { return std::exchange(object_, nullptr); }
   explicit operator bool() const { return object_ != nullptr; }
 

@@ -1,5 +1,5 @@
-// The module's face to the interpreter: definition record, method table, constants, entry point.
-// The only file that knows every room; nobody includes it.
+// What the interpreter loads: definition record, method table, constants, entry point. The only
+// file that includes all subject folders.
 #include "config_store/functions.h"
 #include "crypto/functions.h"
 #include "module/constants.h"
@@ -110,7 +110,7 @@ constexpr IntConstant kIntConstants[] = {
     PYQUELT_INT(NORIM_EXTATTR_OBJTYPE_CLASS_COREDUMP),
     PYQUELT_INT(NORIM_EXTATTR_OBJTYPE_CLASS_DPCONSISTENCYGROUP),
     PYQUELT_INT(NORIM_EXTATTR_OBJTYPE_CLASS_HULFS),
-    // Offered to scripts only; no function reads these.
+    // For scripts; no function uses these.
     {"PLOG_CALLER_NUM_BITS", 4},
     {"PLOG_SOURCE_NUM_BITS", 3},
     {"PLOG_CALLER_MAX", 10},
@@ -132,7 +132,7 @@ PyModuleDef kModule = {
 /// The interpreter interface that the definition record is written for (3.5 and newer).
 constexpr int kInterfaceVersion = 1013;
 
-/// A constant that cannot be added is left out; the import goes on.
+/// Clears the error of a constant that could not be added: otherwise the import would fail.
 void IgnoreFailure(int status) {
   if (status != 0) {
     PyErr_Clear();
@@ -142,7 +142,7 @@ void IgnoreFailure(int status) {
 }  // namespace
 }  // namespace pyquelt
 
-// The visibility is spelled out: up to 3.8 PyMODINIT_FUNC sets none.
+// Not PyMODINIT_FUNC: up to 3.8 it sets no visibility.
 extern "C" __attribute__((visibility("default"))) PyObject* PyInit_pyquelt() {
   using namespace pyquelt;
   PyObject* const module = PyModule_Create2(&kModule, kInterfaceVersion);

@@ -392,16 +392,16 @@ constexpr const char* returnStatusStrs[361] = {
     /* 360 */ "Generic service console error",
 };
 static_assert(std::size(returnStatusStrs) == 361, "every code of the failure block has one row");
-// A lost row would leave a null pointer at the end.
+// A missing row would leave a null pointer at the end.
 static_assert(returnStatusStrs[360] != nullptr, "a row is missing");
 
 const char* ZEL_ReturnStatusToString(int status) {
   if (status >= kServiceConsoleBase) {
     return "Opaque service console status";
   }
-  // The base itself is no failure code and stays out of the table: it must not read "Success".
+  // The base itself is not a failure code: row 0 of the table would read "Success".
   const int index = status > kFailureBlockBase ? status - kFailureBlockBase : status;
-  // Unsigned, so that one comparison refuses negative codes too.
+  // Unsigned, so that one comparison rejects negative codes too.
   if (static_cast<unsigned>(index) >= std::size(returnStatusStrs)) {
     return "Unknown status";
   }

@@ -1,4 +1,4 @@
-// Texts out of a Python list, for functions that take one.
+// Reads the texts of a Python list.
 #pragma once
 
 #include <string>
@@ -8,9 +8,8 @@
 
 namespace pyquelt {
 
-/// Appends the UTF-8 text of each item of `list`, whole and in order. False with an error set when
-/// an item has none: it is no str, or it holds a lone surrogate. Lock held; may throw
-/// std::bad_alloc.
+/// Appends the UTF-8 text of each item of `list`, in order, including NUL characters. False with an
+/// error set when an item is not a str or has a lone surrogate. GIL held; throws std::bad_alloc.
 bool AppendTexts(PyObject* list, std::vector<std::string>& texts);
 
 }  // namespace pyquelt

@@ -20,7 +20,7 @@ namespace {
 
 using Interfaces = std::vector<std::unique_ptr<QueltZelNicConfig2>>;
 
-/// One dictionary per interface. The getters run here, with the lock held.
+/// One dictionary per interface. Calls the interfaces' getters with the GIL held.
 PyObject* NewDictList(const Interfaces& interfaces) {
   PyRef list(PyList_New(0));
   if (!list) {

@@ -9,7 +9,7 @@
 
 namespace pyquelt {
 
-/// A plain value; owns its texts, which are bytes as the platform gave them.
+/// Owns its texts: bytes as the platform returned them, not checked for UTF-8.
 class ZelnicConfig {
  public:
   std::string zelnicName;
@@ -25,11 +25,11 @@ class ZelnicConfig {
   std::int32_t hostUnicastChannelBoundPort = 0;
   std::int32_t multicastTtl = 0;
 
-  /// Takes over what an interface's getters give, which may throw.
+  /// Copies what the interface's getters return; throws what they throw.
   static ZelnicConfig From(const HostCtl::Quelt::QueltZelNicConfig2& interface);
 
   /// A new dictionary of all twelve fields under their human-readable names, or null with
-  /// RuntimeError set. Lock held.
+  /// RuntimeError set. GIL held.
   PyObject* PyGetZelnicDict() const;
 };
 

@@ -1,4 +1,4 @@
-// Disk format versions and the facts of first-tier disks.
+// The highest disk format version, and the facts of first-tier disks.
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -7,7 +7,7 @@
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
 #include "module/py_ref.h"
-#include "module/result_helpers.h"
+#include "module/result_dict.h"
 #include "objects/functions.h"
 
 namespace pyquelt {
@@ -16,7 +16,7 @@ using HostCtl::Quelt::HostSystem;
 
 namespace {
 
-/// The highest disk format version that this module lets through.
+/// The highest disk format version that the module reports.
 constexpr std::uint8_t kHighestDiskVersion = 13;
 
 }  // namespace
@@ -36,82 +36,53 @@ PyObject* PyGetOqtaCappedMaxDiskVersion(PyObject*, PyObject*) {
       });
 }
 
-PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject*, PyObject* args) {
-  const char* diskName = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &diskName)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse diskName");
-  }
-  return CallPlatform(
-      OnStdException(PyExc_ValueError),
-      [&] {
-        WithHostSystem([&](HostSystem& system) { system.UpgradeDiskGroupFormatVersion(diskName); });
-      },
-      [] { return NewNone(); });
-}
-
 namespace {
 
 using DiskFacts = std::unordered_map<std::string, int>;
 using FactsByDisk = std::unordered_map<std::string, DiskFacts>;
 
-/// Empties `dict` and raises. Returns null.
-PyObject* RaiseAndClear(PyObject* dict, const char* text) {
-  PyDict_Clear(dict);
-  return Raise(PyExc_RuntimeError, text);
-}
-
-/// A new dictionary, or null with an error set.
+/// A new dictionary, or null with an error set. The names of facts are the same on every disk, so
+/// they are interned.
 PyObject* NewFactsDict(const DiskFacts& facts) {
-  PyRef dict(PyDict_New());
-  if (!dict) {
-    return Raise(PyExc_RuntimeError, "PyDict_New infoMap failed!");
-  }
+  ResultDict dict({"PyDict_New infoMap failed!", "PyDict_SetItemString InfoMap failed!"});
   for (const auto& [name, fact] : facts) {
-    // Facts go by the same few names on every disk: their keys may be shared.
-    const PyRef value(PyLong_FromLong(fact));
-    if (!value || PyDict_SetItemString(dict.get(), name.c_str(), value.get()) != 0) {
-      return RaiseAndClear(dict.get(), "PyDict_SetItemString InfoMap failed!");
-    }
+    dict.Set(name.c_str(), fact);
   }
-  return dict.release();
+  return dict.Release();
 }
 
-/// Fills `result`. False with an error set.
-bool FillResult(PyObject* result, const FactsByDisk& disks) {
+constexpr ResultTexts kResultTexts = {"PyDict_New result failed!",
+                                      "PyDict_SetItemString result failed!"};
+
+/// Fills the dictionary `stolen` and returns it, or null with an error set.
+PyObject* FillFactsByDisk(PyObject* stolen, const FactsByDisk& disks) {
+  ResultDict result(kResultTexts, stolen);
   for (const auto& [name, facts] : disks) {
+    if (result.failed()) {
+      break;
+    }
     const PyRef dict(NewFactsDict(facts));
     if (!dict) {
-      return false;
+      return nullptr;
     }
-    if (PySetDictItemOwnKey(result, name.c_str(), dict.get()) != 0) {
-      RaiseAndClear(dict.get(), "PyDict_SetItemString result failed!");
-      return false;
-    }
+    result.SetUnderData(name.c_str(), dict);
   }
-  return true;
+  return result.Release();
 }
 
 }  // namespace
 
 PyObject* PyGetT1DiskInfo(PyObject*, PyObject*) {
-  // A plain pointer, not an owner: no destructor may give it back without the lock.
+  // A plain pointer, not an owner: a destructor may run without the GIL (see module/call_frame.h).
   PyObject* const result = PyDict_New();
   if (result == nullptr) {
-    return Raise(PyExc_RuntimeError, "PyDict_New result failed!");
+    return Raise(PyExc_RuntimeError, kResultTexts.notCreated);
   }
   FactsByDisk disks;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] { WithHostSystem([&](HostSystem& system) { system.GetT1DiskInfoMap(disks); }); },
-      [&] {
-        PyRef owned(result);
-        if (!FillResult(result, disks)) {
-          PyDict_Clear(result);
-          return static_cast<PyObject*>(nullptr);
-        }
-        return owned.release();
-      },
-      [&] { Py_DECREF(result); });
+      [&] { return FillFactsByDisk(result, disks); }, [&] { Py_DECREF(result); });
 }
 
 }  // namespace pyquelt

@@ -37,16 +37,13 @@ class LibrarySession {
 struct FreeText {
   void operator()(char* text) const { std::free(text); }
 };
-/// A text that the object library handed out.
+/// A text that the object library allocated.
 using LibraryText = std::unique_ptr<char, FreeText>;
 
-/// An object's extended parameters. A handle is given back once, also when reading failed.
+/// An object's extended parameters. Frees a handle that the library returned with a failure too.
 class ExtParams {
  public:
   ExtParams() = default;
-  explicit ExtParams(const std::string& path) : ExtParams() {  // destroyed whatever comes next
-    read_ = ObjLib_GetExtParams(path.c_str(), 0, &params_) == 0 && params_ != nullptr;
-  }
   ExtParams(const ExtParams&) = delete;
   ExtParams& operator=(const ExtParams&) = delete;
   ~ExtParams() {
@@ -55,12 +52,14 @@ class ExtParams {
     }
   }
 
-  explicit operator bool() const { return read_; }
+  // Not done by the constructor: if the library fails after it allocated, the destructor must run.
+  bool Read(const std::string& path) {
+    return ObjLib_GetExtParams(path.c_str(), 0, &params_) == 0 && params_ != nullptr;
+  }
   const ObjLibExtParams* operator->() const { return params_; }
 
  private:
   ObjLibExtParams* params_ = nullptr;
-  bool read_ = false;
 };
 
 std::string TextOrEmpty(const LibraryText& text) { return text ? text.get() : ""; }
@@ -78,8 +77,8 @@ void ReadObject(const char* prefix, const std::string& uuid, std::vector<ObjectE
   if (!ObjectUuidText::Read(uuid.c_str(), identifier) || !IsAccessible(identifier)) {
     return;
   }
-  const ExtParams params(prefix + uuid);
-  if (!params) {
+  ExtParams params;
+  if (!params.Read(prefix + uuid)) {
     return;
   }
   const LibraryText ufn(DDBGet(params->descriptor, "quelt.FriendlyName"));

@@ -1,7 +1,7 @@
-// GetObjectExtAttrs: a dictionary from the caller's UUID texts to what is known of the objects.
+// GetObjectExtAttrs: a dictionary of the objects' extended attributes by the caller's UUID texts.
 #include "module/call_frame.h"
 #include "module/py_ref.h"
-#include "module/result_helpers.h"
+#include "module/result_dict.h"
 #include "module/text_list.h"
 #include "objects/ext_attrs.h"
 #include "objects/functions.h"
@@ -10,36 +10,30 @@ namespace pyquelt {
 
 namespace {
 
-/// A new dictionary, or null with an error set.
+constexpr char kItemFailure[] = "PyDict_SetItemString failed with key:";
+constexpr ResultTexts kTexts = {"PyDict_New failed!", kItemFailure, kItemFailure, true};
+
 PyObject* NewAttrsDict(const ObjectExtAttrs& attrs) {
-  PyObject* const dict = PyDict_New();
-  if (dict == nullptr) {
-    return Raise(PyExc_RuntimeError, "PyDict_New failed!");
-  }
-  // A failed insertion has released the dictionary.
-  const bool filled = PySetDictItem(dict, "ufn", Py_BuildValue("s", attrs.ufn.c_str())) &&
-                      PySetDictItem(dict, "objPath", Py_BuildValue("s", attrs.objPath.c_str())) &&
-                      PySetDictItem(dict, "objClass", Py_BuildValue("i", attrs.objClass));
-  return filled ? dict : nullptr;
+  ResultDict dict(kTexts);
+  dict.Set("ufn", attrs.ufn);
+  dict.Set("objPath", attrs.objPath);
+  dict.Set("objClass", attrs.objClass);
+  return dict.Release();
 }
 
-PyObject* NewResult(const std::vector<ObjectExtAttrs>& records) {
-  PyRef result(PyDict_New());
-  if (!result) {
-    return Raise(PyExc_RuntimeError, "PyDict_New failed!");
-  }
+PyObject* NewAttrsByUuid(const std::vector<ObjectExtAttrs>& records) {
+  ResultDict result(kTexts);
   for (const ObjectExtAttrs& record : records) {
+    if (result.failed()) {
+      break;
+    }
     const PyRef attrs(NewAttrsDict(record));
     if (!attrs) {
       return nullptr;
     }
-    if (PySetDictItemOwnKey(result.get(), record.uuid.c_str(), attrs.get()) != 0) {
-      PyDict_Clear(result.get());
-      return Raise(PyExc_RuntimeError,
-                   "PyDict_SetItemString failed with key:", record.uuid.c_str());
-    }
+    result.SetUnderData(record.uuid.c_str(), attrs);
   }
-  return result.release();
+  return result.Release();
 }
 
 }  // namespace
@@ -56,7 +50,7 @@ PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
       OnCtlException(PyExc_RuntimeError, "Failed to get objects extended attributes: ");
   std::vector<std::string> uuids;
   bool parsed = false;
-  if (!RunUnderLock(rule, [&] { parsed = AppendTexts(list, uuids); })) {
+  if (!RunWithGil(rule, [&] { parsed = AppendTexts(list, uuids); })) {
     return nullptr;
   }
   if (!parsed) {
@@ -64,7 +58,7 @@ PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
   }
   std::vector<ObjectExtAttrs> records;
   return CallPlatform(
-      rule, [&] { ReadObjectExtAttrs(uuids, records); }, [&] { return NewResult(records); });
+      rule, [&] { ReadObjectExtAttrs(uuids, records); }, [&] { return NewAttrsByUuid(records); });
 }
 
 }  // namespace pyquelt

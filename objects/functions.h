@@ -12,10 +12,12 @@ PyObject* PyDeleteObject(PyObject* module, PyObject* args, PyObject* keywords);
 // ext_attrs_result.cpp: friendly name, path and class of objects.
 PyObject* PyGetObjectExtAttrs(PyObject* module, PyObject* args);
 
-// disk_facts.cpp: disk format versions and first-tier disks.
+// disk_facts.cpp: the highest disk format version and first-tier disks.
 PyObject* PyGetOqtaCappedMaxDiskVersion(PyObject* module, PyObject* args);
-PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject* module, PyObject* args);
 PyObject* PyGetT1DiskInfo(PyObject* module, PyObject* args);
+
+// disk_group_changes.cpp: upgrading the format of a disk group.
+PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject* module, PyObject* args);
 
 // host_facts.cpp: capacity and overhead figures.
 PyObject* PyGetHostInfo(PyObject* module, PyObject* args);

@@ -3,7 +3,7 @@
 #include <unordered_map>
 
 #include "module/call_frame.h"
-#include "module/py_ref.h"
+#include "module/result_dict.h"
 #include "objects/functions.h"
 #include "platform/quelt_util.h"
 
@@ -13,7 +13,7 @@ using ZelCtl::Quelt::QueltUtil;
 
 namespace {
 
-/// In bytes, as the host library reports them.
+/// The host library's figures, in bytes.
 struct HostFigures {
   unsigned long physicalCapacity = 0;
   unsigned long physicalUsed = 0;
@@ -43,18 +43,11 @@ FiguresByName ByName(const HostFigures& figures) {
 }
 
 PyObject* NewFiguresDict(const FiguresByName& figures) {
-  PyRef dict(PyDict_New());
-  if (!dict) {
-    return Raise(PyExc_RuntimeError, "PyDict_New result failed!");
-  }
+  ResultDict dict({"PyDict_New result failed!", "PyDict_SetItemString failed!"});
   for (const auto& [name, figure] : figures) {
-    const PyRef value(PyLong_FromUnsignedLongLong(figure));
-    if (!value || PyDict_SetItemString(dict.get(), name.c_str(), value.get()) != 0) {
-      PyDict_Clear(dict.get());
-      return Raise(PyExc_RuntimeError, "PyDict_SetItemString failed!");
-    }
+    dict.Set(name.c_str(), figure);
   }
-  return dict.release();
+  return dict.Release();
 }
 
 }  // namespace

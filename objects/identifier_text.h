@@ -1,7 +1,7 @@
-// The two text forms of 16-byte identifiers. Plain values: with or without the interpreter lock.
+// The two text forms of 16-byte identifiers. Usable with or without the GIL.
 //
-// Both write byte 0 first and each byte as two hexadecimal digits. They are read as formatted
-// input: digits of either case, and whatever follows the last byte is ignored.
+// Byte 0 comes first, each byte as two hexadecimal digits. Reading follows sscanf's rules for such
+// a format: digits of either case, and text after the last byte is ignored.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@ using Identifier = std::array<std::uint8_t, 16>;
 
 /// An object's UUID: groups of 4, 2, 2, 2 and 6 bytes with hyphens between them.
 struct ObjectUuidText {
-  /// False when `text` does not read as an object UUID; `identifier` is then of no use.
+  /// False when `text` does not read as an object UUID; `identifier` is then undefined.
   static bool Read(const char* text, Identifier& identifier);
   /// 36 characters, lower-case digits.
   static std::string Write(const Identifier& identifier);
@@ -22,7 +22,7 @@ struct ObjectUuidText {
 
 /// A cid: two groups of 8 bytes with a hyphen between them.
 struct CidText {
-  /// False when `text` does not read as a cid; `identifier` is then of no use.
+  /// False when `text` does not read as a cid; `identifier` is then undefined.
   static bool Read(const char* text, Identifier& identifier);
 };
 

@@ -1,4 +1,4 @@
-// Creating and deleting storage objects: the object utility library answers with a kernel status.
+// Creating and deleting storage objects. The object library returns a kernel status.
 #include <cstdint>
 
 #include "module/call_frame.h"
@@ -17,13 +17,13 @@ PyObject* RaiseStatus(std::int32_t status) {
   return Raise(PyExc_RuntimeError, ZEL_ReturnStatusToString(status));
 }
 
-/// What CreateObject hands to the library. A text that was not given is null, an identifier zeros.
+/// The arguments of CreateObject. A text that is not given is null, an identifier zeros.
 struct NewObject {
   const char* ufn = nullptr;
   const char* haMetaData = nullptr;
   const char* policy = nullptr;
   int allocType = OBJ_ALLOC_TYPE_THIN;
-  unsigned long size = 0;
+  unsigned long size = 0;  // bytes
   int capabilities = -1;
   int ignoreExtAttr = 0;
   Identifier group{};
@@ -31,7 +31,7 @@ struct NewObject {
   Identifier cid{};
 };
 
-/// False with an error set when the arguments are refused.
+/// False with an error set.
 bool ParseNewObject(KeywordArguments& arguments, NewObject& object) {
   static const char* const kNames[] = {"ufn",      "haMetaData",   "policy",        "allocType",
                                        "size",     "capabilities", "ignoreExtAttr", "groupUuid",
@@ -41,7 +41,7 @@ bool ParseNewObject(KeywordArguments& arguments, NewObject& object) {
   if (!arguments.Parse("|$sssikipsis", kNames, &object.ufn, &object.haMetaData, &object.policy,
                        &object.allocType, &object.size, &object.capabilities, &object.ignoreExtAttr,
                        &group, &object.objClass, &cid)) {
-    return false;  // with the parser's own exception
+    return false;  // the parser's own exception stays
   }
   if (group != nullptr && !ObjectUuidText::Read(group, object.group)) {
     Raise(PyExc_ValueError, "could not parse groupUuid");
@@ -81,7 +81,7 @@ PyObject* DeleteObject(KeywordArguments& arguments) {
   int force = 0;
   const char* cidText = nullptr;
   if (!arguments.Parse("s|$ps", kNames, &uuidText, &force, &cidText)) {
-    return nullptr;  // with the parser's own exception
+    return nullptr;  // the parser's own exception stays
   }
   Identifier uuid{};
   Identifier cid{};

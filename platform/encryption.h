@@ -40,12 +40,12 @@ inline constexpr std::uint8_t ENCR_FLAG_AWS_KMS = 2;
 inline constexpr std::size_t ENCR_DEK_SIZE = 64;
 /// Largest DEK wrapped by the AWS key management service, in bytes.
 inline constexpr std::size_t ENCR_AWS_DEK_MAX = 300;
-/// Length of a block that is decrypted at once, in bytes.
+/// Length of one encrypted block, in bytes.
 inline constexpr std::size_t ENCR_BLOCK_SIZE = 2048;
 
 #pragma pack(push, 1)
 
-/// A disk's encryption metadata as it stands on disk: packed, integers little-endian, texts
+/// A disk's encryption metadata in its on-disk format: packed, integers little-endian, texts
 /// NUL-terminated within their field. Reserved bytes belong to the host library.
 struct ENCR_Metadata {
   std::uint8_t reserved0[8];

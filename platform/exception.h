@@ -10,7 +10,7 @@
 
 namespace HostCtl::Lib::Quelt {
 
-/// A failure with a message in the words of the one who throws.
+/// A failure with a message. Throwing, catching and copying it needs no GIL.
 class __attribute__((visibility("default"))) QueltCtlException : public std::exception {
  public:
   /// Copies the NUL-terminated `message`; the detail stays empty.
@@ -20,7 +20,7 @@ class __attribute__((visibility("default"))) QueltCtlException : public std::exc
   QueltCtlException(const QueltCtlException&) = default;
   ~QueltCtlException() override;
 
-  /// The message, up to its first zero byte. Valid as long as the exception.
+  /// The message, up to its first NUL. Valid as long as the exception.
   const char* what() const noexcept override;
 
  private:

@@ -1,7 +1,8 @@
 // The object layer: plain functions that create, delete and describe storage objects.
 //
-// Statuses are kernel status codes: 0 is success. Texts that the layer hands out are released with
-// free(). Any thread may call any function; ObjLib_Init and ObjLib_Exit come in pairs and nest.
+// A status is a kernel status code: 0 is success. The caller releases a returned text with free().
+// Any thread may call any function, without the GIL. ObjLib_Init and ObjLib_Exit come in pairs and
+// may nest. A function may also fail by throwing a std::exception, unless it is noexcept.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +12,10 @@ struct QUELTUUID {
   std::uint8_t bytes[16];
 };
 
-/// Handle of an object's descriptor database; released with the parameters it belongs to.
+/// An object's descriptor database. Owned by the parameters that it belongs to.
 struct ObjDescriptor;
 
-/// An object's extended parameters. Made by ObjLib_GetExtParams, which owns the layout's rest.
+/// The beginning of an object's extended parameters, which only ObjLib_GetExtParams creates.
 struct ObjLibExtParams {
   std::int32_t objClass;      ///< NORIM_EXTATTR_OBJTYPE_CLASS_*
   ObjDescriptor* descriptor;  ///< for DDBGet
@@ -23,33 +24,42 @@ struct ObjLibExtParams {
 extern "C" {
 #pragma GCC visibility push(default)
 
-/// Creates an object. `cid` and `groupUuid` point to 16 bytes each (zeros: none given); `ufn`,
-/// `haMetaData` and `policy` may be null; `size` is in bytes; `capabilities` -1 means unspecified.
-/// On success writes the new object's identifier to the 16 bytes at `uuid`.
+/// Creates an object and writes its identifier to the 16 bytes at `uuid`. Returns a status.
+///
+/// `cid` and `groupUuid` point to 16 bytes each, zeros if none is given. `ufn` (the friendly name),
+/// `haMetaData` and `policy` may be null. `allocType` and `objClass` are constants of the module.
+/// `size` is in bytes. `capabilities` -1 means unspecified. `ignoreExtAttr`: store no extended
+/// attributes.
 std::int32_t ObjUtil_Create(const std::uint8_t* cid, const char* ufn, const char* haMetaData,
                             const char* policy, std::int32_t allocType, std::uint64_t size,
                             std::int32_t capabilities, bool ignoreExtAttr,
                             const std::uint8_t* groupUuid, std::int32_t objClass,
                             std::uint8_t* uuid);
 
-/// Deletes the object with the 16-byte identifier at `uuid`. The last two arguments are null.
+/// Deletes the object with the 16-byte identifier at `uuid`. Returns a status. `cid` points to 16
+/// bytes, zeros if none is given; `force` also deletes an object that can't be accessed and a group
+/// that has members. The last two arguments are null.
 std::int32_t ObjUtil_Delete(const std::uint8_t* cid, const std::uint8_t* uuid, bool force,
                             void* reserved0, void* reserved1);
 
-/// Makes the library ready for ObjLib_GetURIPrefix, ObjLib_GetExtParams and DDBGet.
+/// Initialises the library for the four functions below. False on failure; then ObjLib_Exit must
+/// not be called.
 bool ObjLib_Init();
-/// Ends what one successful ObjLib_Init began.
+/// Undoes one successful ObjLib_Init.
 void ObjLib_Exit() noexcept;
 
-/// The text that stands before an identifier in an object's path, or null.
+/// The text that precedes the identifier in an object's path, or null on failure. `selector` is 3
+/// for the paths that ObjLib_GetExtParams takes.
 char* ObjLib_GetURIPrefix(int selector);
 
-/// Reads the extended parameters of the object at `path`; zero is success and fills `*params`.
+/// Reads the extended parameters of the object at `path`, the URI prefix followed by the object's
+/// UUID text. `flags` is 0. Returns 0 and sets `*params`, which the caller frees; any other result
+/// is a failure, after which the caller frees a `*params` that is not null.
 int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params);
-/// Releases `*params`, with its descriptor, and sets it to null.
+/// Frees `*params` with its descriptor and sets it to null.
 void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept;
 
-/// The value of a descriptor key, or null when the descriptor has no such key.
+/// The value of `key` in the descriptor, or null when it has no such key.
 char* DDBGet(ObjDescriptor* descriptor, const char* key);
 
 #pragma GCC visibility pop

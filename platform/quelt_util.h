@@ -1,7 +1,8 @@
 // The host library's kernel-control utilities.
 //
-// All operations are static and safe to call from any thread, with or without the interpreter lock.
-// Unless an operation says that it answers false, it reports failure by throwing a std::exception.
+// All operations are static and safe to call from any thread, with or without the GIL. An operation
+// reports failure by throwing a std::exception; a bool result is an answer, not a failure. Texts
+// are UTF-8 by convention; no operation checks it.
 #pragma once
 
 #include <string>
@@ -14,56 +15,67 @@ namespace ZelCtl::Quelt {
 
 class __attribute__((visibility("default"))) QueltUtil {
  public:
-  // Key cache. A key id is a NUL-terminated UTF-8 text; key material is bytes with a length.
+  // Key cache. A key id is a NUL-terminated text; key material is bytes with a length.
 
-  /// Puts `length` bytes at `key` under `id`. `attribute` is a second text of the entry.
+  /// Caches the `length` bytes at `key` under `id`, replacing a key that is there. `attribute` is a
+  /// second text of the entry.
   static void AddKeyToKeyCache(const char* id, const char* attribute, const char* key, int length);
+  /// Removes the key. Fails for an unknown id.
   static void RemoveKeyFromKeyCache(const char* id);
-  /// Copies the key to `buffer` and sets `length` (bytes), at most `capacity`.
+  /// Copies the key to `buffer`, which has `capacity` bytes, and sets `length` to the key's length
+  /// in bytes. Fails for an unknown id and for a key that is longer than the buffer.
   static void RetrieveKeyFromKeyCache(const char* id, unsigned char* buffer, unsigned int capacity,
                                       unsigned int& length);
-  /// True when a key stands under `id`.
+  /// Whether there is a key under `id`.
   static bool LookupKeyInKeyCache(const char* id);
 
   // Disk encryption.
 
-  /// Fills all three records for the named disk.
+  /// Fills the three records with the UUID and the encryption metadata of the named disk. Fails for
+  /// an unknown disk.
   static void GetEncMetadataForDisk(const std::string& disk, HostCtl::Quelt::Uuid& uuid,
                                     ENCR_Metadata& metadata, ENCR_Metadata_AWS& aws);
-  /// The text under which the key cache holds the DEK of the disk with this UUID.
+  /// The key id under which the key cache has the DEK of the disk with this UUID.
   static std::string QueltUuidToString(const HostCtl::Quelt::Uuid& uuid);
-  /// Decrypts the 2048 bytes at `block`, standing at block position `position`, with the 64-byte
-  /// `dek`, into the 2048 bytes at `output`.
+  /// Decrypts the 2048 bytes at `block` with the 64 bytes at `dek` and writes 2048 bytes to
+  /// `output`. `position` is the block's number on the disk, in blocks of 2048 bytes.
   static void Decrypt2kBlock(const unsigned char* dek, unsigned long position,
                              const unsigned char* block, unsigned char* output);
 
   // Key management servers.
 
-  /// The certificate text in normal form; throws when the text is no certificate.
+  /// The certificate text in normal form. Fails when the text is not a certificate.
   static std::string FormatCertString(const std::string& certificate);
-  /// Adds a certificate to the host's trust store.
+  /// Adds a certificate to the host's trust store. `flag` is false.
   static void AddKmsCertToTrustStore(const std::string& certificate, bool flag);
-  /// True when the cloud key management service named by `text` is good; else `error` says why.
+  /// Whether the cloud key management service that `text` names is usable. If not, writes why to
+  /// `error`.
   static bool CheckCloudKmsStatus(const std::string& text, std::string& error);
-  /// The key id under which the password of a KEK is kept.
+  /// The key id of a password in the configuration store, for the KEK id `first` and the KMIP
+  /// cluster id `second`. Returns quickly: it is called with the GIL held.
   static std::string KeyIdForKek(const std::string& first, const std::string& second);
-  /// True: `password` holds the password under `keyId`. False: there is none.
+  /// Writes the password that the configuration store has under `keyId` to `password`. False if it
+  /// has none.
   static bool GetKmsPasswordFromConfigStore(const std::string& keyId, std::string& password);
 
-  // Cluster and network.
+  // Cluster and network. The first three return quickly: they are called with the GIL held.
 
-  /// True: `address` holds the IPv4 or IPv6 address that `text` writes. False: it writes none.
+  /// Writes the address that `text` represents, IPv4 or IPv6, to `address`. False if `text` is not
+  /// an address.
   static bool BuildQueltIPAddress(const std::string& text, HostCtl::Quelt::QueltIpAddress& address);
+  /// Whether remote nodes can be unicast agents.
   static bool IsQueltCSDFeatureEnabled();
+  /// Whether metadata nodes exist. The answer may change at any time.
   static bool IsQueltMetadataNodeFeatureEnabled();
-  /// Sets `mode` to true when the cluster runs in unicast mode.
+  /// Sets `mode`: whether the cluster runs in unicast mode.
   static void GetUnicastModeForCluster(bool& mode, std::string clusterId);
 
   // Objects and capacity.
 
-  /// 0, and `*accessible` non-zero when this host can reach the object `uuid`; else a status.
+  /// Sets `*accessible` to non-zero when this host can access the object `uuid`, else to 0.
+  /// `cluster` is zero. Returns a kernel status: 0 is success.
   static int IsObjectAccessible(QUELTUUID cluster, QUELTUUID uuid, char* accessible);
-  /// Sets nine figures of the host, in bytes.
+  /// Sets nine figures of the host, in bytes. `host` is zero: this host.
   static void GetCapacityAndFSOverheadFromNorim(
       QUELTUUID host, unsigned long* physicalCapacity, unsigned long* physicalUsed,
       unsigned long* logicalCapacity, unsigned long* logicalUsed, unsigned long* dedupMetadataSize,

@@ -5,9 +5,9 @@
 #include "module/call_frame.h"
 #include "module/cluster_plugin.h"
 #include "module/keyword_arguments.h"
+#include "unicast/agent_arguments.h"
 #include "unicast/functions.h"
 #include "unicast/message_text.h"
-#include "unicast/target.h"
 
 namespace pyquelt {
 
@@ -15,64 +15,15 @@ using HostCtl::Quelt::HostSystem;
 
 namespace {
 
-/// An optional text as the platform takes it, and as messages show it.
+/// The platform takes an optional text that is not given as an empty one.
 std::string TextOrEmpty(const char* text) { return text == nullptr ? "" : text; }
-std::string TextOrNone(const char* text) { return text == nullptr ? "None" : text; }
-
-/// The arguments of the two functions that describe an agent in full. Texts are borrowed from the
-/// call's arguments.
-struct AgentArguments {
-  const char* addr = nullptr;
-  const char* uuid = kDefaultUnicastUuid;
-  const char* type = "witness";
-  bool isSupportUnicast = false;
-  const char* interface = nullptr;
-  const char* hostname = nullptr;
-  const char* thumbprint = nullptr;
-  const char* subClusterUuid = nullptr;
-  UnicastAgentTarget target;
-
-  /// False with a Python exception set. Lock held.
-  bool Parse(KeywordArguments& arguments);
-  /// "Failed to <action> unicast agent (...): ".
-  std::string FailureText(const char* action) const;
-};
-
-bool AgentArguments::Parse(KeywordArguments& arguments) {
-  static const char* const kNames[] = {
-      "addr",      "uuid",     "type",       "isSupportUnicast", "port",
-      "interface", "hostname", "thumbprint", "subclusterUuid",   nullptr};
-  PyObject* supportObject = nullptr;
-  PyObject* portObject = nullptr;
-  if (!arguments.Parse("s|zzOOzzzz", kNames, &addr, &uuid, &type, &supportObject, &portObject,
-                       &interface, &hostname, &thumbprint, &subClusterUuid) ||
-      uuid == nullptr || type == nullptr) {
-    Raise(PyExc_RuntimeError, "Failed to extract parameters");
-    return false;
-  }
-  isSupportUnicast = IsTrueItself(supportObject);
-  return ParseUnicastAgentTarget(type, addr, portObject, target);
-}
-
-std::string AgentArguments::FailureText(const char* action) const {
-  std::string text = std::string("Failed to ") + action + " unicast agent (uuid: " + uuid;
-  text += std::string(" type: ") + type;
-  text += std::string(" isSupportUnicast: ") + FlagText(isSupportUnicast);
-  text += std::string(" addr: ") + addr;
-  text += " port: " + std::to_string(target.port);
-  text += " interface: " + TextOrNone(interface);
-  text += " hostname: " + TextOrNone(hostname);
-  text += " thumbprint: " + TextOrNone(thumbprint);
-  text += " subClusterUuid: " + TextOrNone(subClusterUuid);
-  return text + "): ";
-}
 
 PyObject* AddUnicastAgent(KeywordArguments& arguments) {
   AgentArguments agent;
   if (!agent.Parse(arguments)) {
     return nullptr;
   }
-  const auto prefix = [&] { return agent.FailureText("add"); };
+  const auto prefix = [&] { return ChangeFailureText("add", agent); };
   return CallPlatform(
       OnCtlException(PyExc_RuntimeError, prefix),
       [&] {
@@ -92,7 +43,7 @@ PyObject* SetUnicastInfoInConfigStore(KeywordArguments& arguments) {
   if (!agent.Parse(arguments)) {
     return nullptr;
   }
-  const auto prefix = [&] { return agent.FailureText("update"); };
+  const auto prefix = [&] { return ChangeFailureText("update", agent); };
   return CallPlatform(
       OnCtlException(PyExc_RuntimeError, prefix),
       [&] {
@@ -107,33 +58,17 @@ PyObject* SetUnicastInfoInConfigStore(KeywordArguments& arguments) {
 }
 
 PyObject* RemoveUnicastAgent(KeywordArguments& arguments) {
-  static const char* const kNames[] = {"addr", "uuid", "port", "type", "replaceWitness", nullptr};
-  UnicastAgentTarget target;
-  const char* addr = nullptr;
-  const char* uuid = kDefaultUnicastUuid;
-  PyObject* portObject = nullptr;
-  const char* type = "node";
-  PyObject* replaceObject = nullptr;
-  if (!arguments.Parse("s|zOzO", kNames, &addr, &uuid, &portObject, &type, &replaceObject) ||
-      uuid == nullptr || type == nullptr) {
-    return Raise(PyExc_RuntimeError, "Failed to extract parameters");
-  }
-  if (!ParseUnicastAgentTarget(type, addr, portObject, target)) {
+  RemovalArguments removal;
+  if (!removal.Parse(arguments)) {
     return nullptr;
   }
-  const bool replaceWitness = IsTrueItself(replaceObject);
-  const auto prefix = [&] {
-    return std::string("Failed to remove unicast agent (uuid: ") + uuid + " addr: " + addr +
-           " port: " + std::to_string(target.port) +
-           " nodeType: " + std::to_string(target.nodeType) +
-           " replaceWitness: " + FlagText(replaceWitness) + "): ";
-  };
+  const auto prefix = [&] { return RemovalFailureText(removal); };
   return CallPlatform(
       OnCtlException(PyExc_RuntimeError, prefix),
       [&] {
         WithHostSystem([&](HostSystem& system) {
-          system.RemoveUnicastAgentEntry(uuid, target.address, target.port, target.nodeType,
-                                         replaceWitness, "");
+          system.RemoveUnicastAgentEntry(removal.uuid, removal.target.address, removal.target.port,
+                                         removal.target.nodeType, removal.replaceWitness, "");
         });
       },
       [] { return NewNone(); });

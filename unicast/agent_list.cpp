@@ -1,4 +1,4 @@
-// The listing of the unicast agents.
+// Listing the unicast agents.
 #include <string>
 #include <vector>
 
@@ -6,6 +6,7 @@
 #include "module/cluster_plugin.h"
 #include "module/keyword_arguments.h"
 #include "module/py_ref.h"
+#include "module/result_dict.h"
 #include "module/result_helpers.h"
 #include "platform/quelt_util.h"
 #include "platform/unicast.h"
@@ -22,70 +23,51 @@ using ZelCtl::Quelt::QueltUtil;
 
 namespace {
 
-const char* ListingText(UnicastNodeType type) {
-  switch (type) {
-    case UnicastNodeType::kNormal:
-      return "normal node";
-    case UnicastNodeType::kWitness:
-      return "witness node";
-    case UnicastNodeType::kMetadata:
-      return "metadata node";
-    default:
-      return "invalide node type";
+/// The failure of a result: the text of the step that failed and the agent.
+struct ListingFailure {
+  const QueltUnicastAddressInfo& agent;
+  bool showsNodeType;
+  [[noreturn]] void Throw(const std::string& text) const {
+    throw QueltCtlException(text + AgentDescription(agent, showsNodeType));
   }
-}
+};
 
-bool IsWitness(const QueltUnicastAddressInfo& agent) {
-  return agent.nodeType == UnicastNodeType::kWitness;
-}
-
-/// The agent in one line, for failure messages only.
-std::string Describe(const QueltUnicastAddressInfo& agent, bool showsNodeType) {
-  std::string text = " uuid: " + agent.uuid;
-  text += showsNodeType ? std::string(" nodeType: ") + ListingText(agent.nodeType)
-                        : std::string(" isWitness: ") + FlagText(IsWitness(agent));
-  text += std::string(" isSupportUnicast: ") + FlagText(agent.isSupportUnicast);
-  text += " address: " + agent.address;
-  text += " port: " + std::to_string(agent.port);
-  text += " zelnic: " + agent.zelnic;
-  text += " hostname: " + agent.hostname;
-  text += " thumbprint: " + agent.thumbprint;
-  text += " subClusterUuid: " + agent.subClusterUuid;
-  return text;
-}
-
-/// Turns agents into the result of one call. Lock held; throws QueltCtlException.
+/// Builds the result of one call. GIL held; throws QueltCtlException.
 ///
-/// A call may list hundreds of thousands of agents, so nothing is made per agent that can be made
-/// once (the keys) or that only a failure needs (the description).
+/// A call may list hundreds of thousands of agents: keys are created once for all of them, and a
+/// description only for a failure.
 class AgentListing {
  public:
-  /// Adds an agent to `result`, a dictionary of lists by UUID. `position` is its place in the list.
+  /// Adds an agent to `result`, a dictionary of lists by UUID. `position` counts agents from 0.
   void Add(PyObject* result, const QueltUnicastAddressInfo& agent, std::size_t position) {
-    // The feature is asked for anew each time: the host may switch it at any moment, and the
-    // description goes with the moment before the agent is touched.
-    const Failure failure{agent, QueltUtil::IsQueltMetadataNodeFeatureEnabled()};
+    // The feature may change at any time. It is read here for a failure's text and again in
+    // SetFields for the result.
+    const ListingFailure failure{agent, QueltUtil::IsQueltMetadataNodeFeatureEnabled()};
 
-    // A UUID that is no text can't be found, and is refused where the list is to be stored under
-    // it: a failing field of the same agent comes first.
+    // A UUID that can't become a key is reported where the list is stored under it, so that a
+    // failing field of the same agent is reported first.
     PyRef key(PyUnicode_FromString(agent.uuid.c_str()));
     PyObject* const found = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
     if (found == nullptr && PyErr_Occurred() != nullptr) {
       PyErr_Clear();
-      key = PyRef();  // what may stand there already is not replaced
+      key = PyRef();  // the lookup failed: never replace a list that may exist
     }
-    // Own the list: where collections run meanwhile, their callbacks may remove it from the result.
+    // Own the list: a callback of the garbage collector may remove it from the result.
     Py_XINCREF(found);
     const PyRef list(found != nullptr ? found : PyList_New(0));
     if (!list) {
       failure.Throw("Failed to allocate python list for:");
     }
-    const PyRef item(PyDict_New());
-    if (!item) {
+    ResultDict item({nullptr, kValueNotInserted, kValueNotConverted, true});
+    if (item.get() == nullptr) {
       failure.Throw("Failed to allocate python dict object " + std::to_string(position) + " for:");
     }
-    SetFields(item.get(), agent, failure);
-    if (PyList_Append(list.get(), item.get()) != 0) {
+    SetFields(item, agent);
+    if (item.failed()) {
+      failure.Throw(item.FailureText());
+    }
+    const PyRef filled(item.Release());
+    if (PyList_Append(list.get(), filled.get()) != 0) {
       failure.Throw("Failed to append list item for:");
     }
     if (!key || PyDict_SetItem(result, key.get(), list.get()) != 0) {
@@ -94,38 +76,19 @@ class AgentListing {
   }
 
  private:
-  struct Failure {
-    const QueltUnicastAddressInfo& agent;
-    bool showsNodeType;
-    [[noreturn]] void Throw(const std::string& text) const {
-      throw QueltCtlException(text + Describe(agent, showsNodeType));
-    }
-  };
-
-  template <typename T>
-  static void Set(PyObject* item, DictKey& key, T value, const Failure& failure) {
-    std::string error;
-    if (!PySetDictValue<T>(item, key, value, error)) {
-      failure.Throw(error);
-    }
-  }
-  static void Set(PyObject* item, DictKey& key, const std::string& text, const Failure& failure) {
-    Set(item, key, text.c_str(), failure);
-  }
-
-  void SetFields(PyObject* item, const QueltUnicastAddressInfo& agent, const Failure& failure) {
+  void SetFields(ResultDict& item, const QueltUnicastAddressInfo& agent) {
     if (QueltUtil::IsQueltMetadataNodeFeatureEnabled()) {
-      Set(item, nodeType_, static_cast<long>(agent.nodeType), failure);
+      item.Set(nodeType_, static_cast<long>(agent.nodeType));
     } else {
-      Set(item, isWitness_, IsWitness(agent), failure);
+      item.Set(isWitness_, agent.nodeType == UnicastNodeType::kWitness);
     }
-    Set(item, isSupportUnicast_, agent.isSupportUnicast, failure);
-    Set(item, address_, agent.address, failure);
-    Set(item, port_, static_cast<long>(agent.port), failure);
-    Set(item, zelnic_, agent.zelnic, failure);
-    Set(item, hostname_, agent.hostname, failure);
-    Set(item, thumbprint_, agent.thumbprint, failure);
-    Set(item, subClusterUuid_, agent.subClusterUuid, failure);
+    item.Set(isSupportUnicast_, agent.isSupportUnicast);
+    item.Set(address_, agent.address);
+    item.Set(port_, agent.port);
+    item.Set(zelnic_, agent.zelnic);
+    item.Set(hostname_, agent.hostname);
+    item.Set(thumbprint_, agent.thumbprint);
+    item.Set(subClusterUuid_, agent.subClusterUuid);
   }
 
   DictKey nodeType_{"nodeType"};
@@ -144,7 +107,7 @@ PyObject* NewAgentsByUuid(const std::vector<QueltUnicastAddressInfo>& agents) {
   if (!result) {
     return Raise(PyExc_ValueError, "Failed to create result list");
   }
-  // Each collection would look through the growing result again: a fifth of a long listing's time.
+  // Each garbage collection would traverse the growing result: a fifth of a long listing's time.
   const CollectorPause pause;
   AgentListing listing;
   for (std::size_t position = 0; position < agents.size(); ++position) {

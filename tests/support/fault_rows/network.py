@@ -13,8 +13,8 @@ _INTERFACE = {"GetZelnicName": "zel0", "GetIfaceUuid": "uuid", "GetTrafficType":
 
 ROWS = [
     ("GetQueltNetworkInfo", (), {}, {"GetZelNicConfigs": {"out": {"interfaces": [_INTERFACE] * 2}}},
-     {"PyList_New": _LIST, "Py_BuildValue": NULL, "PyLong_FromLong": NULL, "PyDict_New": NULL,
-      "PyDict_SetItemString": NULL, "PyList_Append": _APPEND}),
+     {"PyList_New": _LIST, "PyUnicode_FromString": NULL, "PyLong_FromLong": NULL,
+      "PyDict_New": NULL, "PyDict_SetItemString": NULL, "PyList_Append": _APPEND}),
     ("GetQueltZelnicNames", (), {},
      {"GetZelNicConfigs": {"out": {"interfaces": [_INTERFACE] * 2}}},
      {"PyList_New": _LIST, "PyUnicode_FromStringAndSize": NAME, "PyList_Append": _APPEND}),

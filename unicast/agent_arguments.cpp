@@ -1,4 +1,4 @@
-#include "unicast/target.h"
+#include "unicast/agent_arguments.h"
 
 #include <limits>
 #include <optional>
@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "module/call_frame.h"
-#include "module/py_ref.h"
 #include "platform/quelt_util.h"
+#include "unicast/message_text.h"
 
 namespace pyquelt {
 
@@ -50,43 +50,6 @@ bool ParseAddress(const char* text, HostCtl::Quelt::QueltIpAddress& address) {
   return true;
 }
 
-/// A message shows a number of at most this many decimal digits; one with more bits has more.
-constexpr std::size_t kMostDigits = 4300;
-constexpr long kMostBits = 14285;
-
-/// The number of bits of the int `number`, by int's own method; -1 with a Python exception set.
-long BitLength(PyObject* number) {
-  PyObject* const type = reinterpret_cast<PyObject*>(&PyLong_Type);
-  const PyRef name(PyUnicode_InternFromString("bit_length"));
-  const PyRef method(name ? PyObject_GetAttr(type, name.get()) : nullptr);
-  const PyRef args(method ? Py_BuildValue("(O)", number) : nullptr);
-  const PyRef bits(args ? PyObject_CallObject(method.get(), args.get()) : nullptr);
-  return bits ? PyLong_AsLong(bits.get()) : -1;
-}
-
-/// Writes the int `number` in decimal, as int itself formats it. That takes quadratic time: the
-/// number of bits replaces more digits, and digits that exceed a lower limit of the interpreter's.
-/// False with a Python exception set.
-bool IntegerText(PyObject* number, std::string& text) {
-  const long bits = BitLength(number);
-  if (bits < 0) {
-    return false;
-  }
-  if (bits <= kMostBits) {
-    const PyRef decimal(PyNumber_ToBase(number, 10));
-    const char* const digits = decimal ? PyUnicode_AsUTF8(decimal.get()) : nullptr;
-    if (digits != nullptr) {
-      text = digits;
-    } else if (PyErr_ExceptionMatches(PyExc_ValueError) == 0) {
-      return false;
-    }
-  }
-  if (text.empty() || text.size() > kMostDigits + (text.front() == '-' ? 1 : 0)) {
-    text = "(an integer of " + std::to_string(bits) + " bits)";
-  }
-  return true;
-}
-
 bool ParsePort(PyObject* object, std::int32_t& port) {
   if (object == nullptr || !PyLong_Check(object)) {
     return true;
@@ -108,17 +71,53 @@ bool ParsePort(PyObject* object, std::int32_t& port) {
   return false;
 }
 
-}  // namespace
-
-bool ParseUnicastAgentTarget(const char* type, const char* address, PyObject* port,
-                             UnicastAgentTarget& target) {
+/// Checks a type word, an address text and a port object (borrowed, may be null), in this order,
+/// and fills `target`; a port that is not an int keeps the default. False with an error set.
+bool ParseTarget(const char* type, const char* address, PyObject* port, AgentTarget& target) {
   bool parsed = false;
-  // Two quick platform calls, which may throw, and the texts of refusals.
-  const bool answered = RunUnderLock(kOnNoException, [&] {
+  // The two platform calls and the composed messages may throw.
+  const bool completed = RunWithGil(kOnNoException, [&] {
     parsed = ParseType(type, target.nodeType) && ParseAddress(address, target.address) &&
              ParsePort(port, target.port);
   });
-  return answered && parsed;
+  return completed && parsed;
+}
+
+/// True only for the object True itself. `object` is borrowed and may be null.
+bool IsTrueObject(const PyObject* object) { return object == Py_True; }
+
+bool RaiseNotParsed() {
+  Raise(PyExc_RuntimeError, "Failed to extract parameters");
+  return false;
+}
+
+}  // namespace
+
+bool AgentArguments::Parse(KeywordArguments& arguments) {
+  static const char* const kNames[] = {
+      "addr",      "uuid",     "type",       "isSupportUnicast", "port",
+      "interface", "hostname", "thumbprint", "subclusterUuid",   nullptr};
+  PyObject* supportObject = nullptr;
+  PyObject* portObject = nullptr;
+  if (!arguments.Parse("s|zzOOzzzz", kNames, &addr, &uuid, &type, &supportObject, &portObject,
+                       &interface, &hostname, &thumbprint, &subClusterUuid) ||
+      uuid == nullptr || type == nullptr) {
+    return RaiseNotParsed();
+  }
+  isSupportUnicast = IsTrueObject(supportObject);
+  return ParseTarget(type, addr, portObject, target);
+}
+
+bool RemovalArguments::Parse(KeywordArguments& arguments) {
+  static const char* const kNames[] = {"addr", "uuid", "port", "type", "replaceWitness", nullptr};
+  PyObject* portObject = nullptr;
+  PyObject* replaceObject = nullptr;
+  if (!arguments.Parse("s|zOzO", kNames, &addr, &uuid, &portObject, &type, &replaceObject) ||
+      uuid == nullptr || type == nullptr) {
+    return RaiseNotParsed();
+  }
+  replaceWitness = IsTrueObject(replaceObject);
+  return ParseTarget(type, addr, portObject, target);
 }
 
 }  // namespace pyquelt

@@ -1,4 +1,4 @@
-// The host's encryption state and the rekeying of its disks.
+// Changes of the host's encryption: enabling and disabling it, rekeying disks.
 #include <string>
 #include <vector>
 
@@ -26,14 +26,14 @@ PyObject* PySetEncryptionEnabled(PyObject*, PyObject* args) {
 }
 
 PyObject* PyShallowRekey(PyObject*, PyObject* args) {
-  PyObject* list = nullptr;
-  if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &list)) {
+  PyObject* diskNames = nullptr;
+  if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &diskNames)) {
     return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
   }
-  std::vector<std::string> disks;
+  std::vector<std::string> names;
   bool parsed = false;
-  // No failure of the host's yet: want of memory is MemoryError here.
-  if (!RunUnderLock(kOnNoException, [&] { parsed = AppendTexts(list, disks); })) {
+  // Before the operation, a lack of memory is a MemoryError, not the ValueError of a host failure.
+  if (!RunWithGil(kOnNoException, [&] { parsed = AppendTexts(diskNames, names); })) {
     return nullptr;
   }
   if (!parsed) {
@@ -41,7 +41,7 @@ PyObject* PyShallowRekey(PyObject*, PyObject* args) {
   }
   return CallPlatform(
       OnStdException(PyExc_ValueError),
-      [&] { WithHostSystem([&](HostSystem& system) { system.ShallowRekeyDisks(disks, false); }); },
+      [&] { WithHostSystem([&](HostSystem& system) { system.ShallowRekeyDisks(names, false); }); },
       [] { return NewNone(); });
 }
 
