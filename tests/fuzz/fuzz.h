@@ -11,7 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/// Ends the process with a word unless `holds`.
+/// Aborts the process with a message unless `holds`.
 inline void Promise(bool holds, const char* what) {
   if (!holds) {
     (void)std::fprintf(stderr, "broken promise: %s\n", what);

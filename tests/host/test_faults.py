@@ -1,4 +1,4 @@
-"""Operations that misbehave on purpose, set and healed from outside."""
+"""Fault injection into operations, and its removal, from other processes."""
 
 import ctypes
 import json

@@ -337,7 +337,7 @@ class KmsTest(hosts.HostTestCase):
                 target=lambda: statuses.append(pyquelt.CheckKmsStatus("c", "key", 30)))
             thread.start()
             for i in range(5):
-                # A fork waits for whoever holds a connection to the state.
+                # A fork waits for threads that hold a connection to the state.
                 child = os.fork()
                 if child == 0:
                     try:

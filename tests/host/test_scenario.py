@@ -31,7 +31,7 @@ UUID = "33333333-aaaa-4bbb-8ccc-00000000000"
 GROUP = {"uuid": UUID + "9", "class": "DPCONSISTENCYGROUP"}
 AGENT = {"uuid": "n", "type": "node", "address": "192.0.2.1"}
 DISK = {"name": "d", "uuid": UUID + "1"}
-ROOM = {"physical": 1 << 30}
+CAPACITY = {"physical": 1 << 30}
 KEK = {"id": "k", "key": "00" * 32}
 SECRET = dict(DISK, encrypted=True, kekId="k", dek="0" * 127 + "1")
 OBJECT = {"uuid": UUID + "1"}
@@ -101,19 +101,19 @@ REFUSED = [
     ("/capacity/dedupMetadata", "an integer from 0 to 5",
      {"capacity": {"physical": 5, "dedupMetadata": 6}}),
     ("/objects/1/uuid", "a UUID that no other object has",
-     {"objects": [OBJECT, OBJECT], "capacity": ROOM}),
+     {"objects": [OBJECT, OBJECT], "capacity": CAPACITY}),
     ("/objects/0/friendlyName", "a name that no other object has, not empty",  # groups come first
      {"objects": [dict(OBJECT, friendlyName="n"), dict(GROUP, friendlyName="n")],
-      "capacity": ROOM}),
+      "capacity": CAPACITY}),
     ("/objects/0/allocType", "an allocation type other than INVALID",
-     {"objects": [dict(OBJECT, allocType="INVALID")], "capacity": ROOM}),
+     {"objects": [dict(OBJECT, allocType="INVALID")], "capacity": CAPACITY}),
     ("/objects/0/group", IN_A_GROUP,
-     {"objects": [dict(OBJECT, group=UUID + "2")], "capacity": ROOM}),
+     {"objects": [dict(OBJECT, group=UUID + "2")], "capacity": CAPACITY}),
     ("/objects/1/group", IN_A_GROUP,
-     {"objects": [GROUP, dict(GROUP, uuid=UUID + "8", group=GROUP["uuid"])], "capacity": ROOM}),
+     {"objects": [GROUP, dict(GROUP, uuid=UUID + "8", group=GROUP["uuid"])], "capacity": CAPACITY}),
     ("/objects", 'objects that fit into "capacity"', {"objects": [GROUP]}),
     ("/objects", 'objects that fit into "capacity"',
-     {"objects": [dict(OBJECT, allocType="THICK", size=1 << 30)], "capacity": ROOM}),
+     {"objects": [dict(OBJECT, allocType="THICK", size=1 << 30)], "capacity": CAPACITY}),
 ]
 
 # Texts that are not even documents, and where that shows. The JSON library's reason follows.

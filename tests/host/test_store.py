@@ -240,7 +240,7 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
             with self.subTest(change, reason=reason):
                 self.refused(self.state(change, *name), reason, user=NOBODY)
 
-    def test_state_of_a_stranger_is_read_beyond_its_values(self):
+    def test_untrusted_state_is_read_or_rejected_without_a_crash(self):
         for change in ODD_VALUES:
             state = self.state("UPDATE " + change)
             result = hosts.quelt_host("dump", "--secrets", state=state)

@@ -24,7 +24,7 @@ SOUND = ("SELECT (SELECT group_concat(integrity_check) FROM pragma_integrity_che
          " objects - (SELECT count(*) FROM object),"
          " allocated - (SELECT total(allocated) FROM object) FROM space")
 
-# In each turn some children, let go at once, create a state and use it; no temporary file stays.
+# In each round several children start at once, create a state and use it; none leaves a file.
 CREATE = """
 import os, pyquelt, sys
 def child(number):

@@ -135,7 +135,7 @@ class RotationTest(hosts.HostTestCase):
         for operation, good_calls in STEPS:
             for times in (1, 1000):
                 self.begin()
-                self.tool("fail", operation, "--throw", "on purpose", "--after", good_calls,
+                self.tool("fail", operation, "--throw", "injected", "--after", good_calls,
                           "--times", times)
                 result = self.rotate()
                 self.assertEqual(result.code, 1, (operation, good_calls, times, result.out))
@@ -164,7 +164,7 @@ class RotationTest(hosts.HostTestCase):
                                  (1, "old") if times else (code, kek), (redirection, times))
                 self.assertEqual(self.state()[1], {pyquelt.GetKekId()})
 
-        # The reader goes away while the disks are being rekeyed.
+        # The reader closes the pipe while the disks are being rekeyed.
         self.begin()
         self.tool("fail", "ShallowRekeyDisks", "--delay", 0.5)
         process = hosts.start([sys.executable] + self.command())
@@ -176,8 +176,8 @@ class RotationTest(hosts.HostTestCase):
         self.assertEqual((process.wait(), self.state()), (1, ("old", {"old"}, ["old"])))
 
     def test_failed_removal_of_the_old_key_undoes_the_rotation(self):
-        self.tool("fail", "RemoveKeyFromKeyCache", "--throw", "on purpose", "--times", 1)
-        self.assertEqual(self.rotate().err, "rotate_kek: on purpose\n")
+        self.tool("fail", "RemoveKeyFromKeyCache", "--throw", "injected", "--times", 1)
+        self.assertEqual(self.rotate().err, "rotate_kek: injected\n")
         self.assertEqual(self.state(), ("new", {"new"}, ["new", "old"]))
         self.assert_finished(self.rotate())
 
