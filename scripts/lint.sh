@@ -1,11 +1,28 @@
 # shellcheck shell=bash
-#: ./run lint      check format and code: clang-format, clang-tidy, shellcheck, flake8, and syntax
-#:                 that CPython 3.5 does not support, as far as the module ast detects it
+#: ./run lint      check format, code and wording: clang-format, clang-tidy, shellcheck, flake8, words
+#:                 that only insiders understand, and syntax that CPython 3.5 does not support, as
+#:                 far as the module ast detects it
 #:                 (./run lint quick skips clang-tidy, which takes minutes)
 
 # Versions of clang-format format differently. Debian 12, 13 and sid all provide this one.
 readonly CLANG_FORMAT=clang-format-19
 readonly LINT_PACKAGES=("$CLANG_FORMAT" git shellcheck flake8)
+
+# Expressions that a reader new to the project does not understand; the field has a term for each.
+readonly PRIVATE_WORDS='want of|for good\b|whoever|stranger|retak(e|es|en|ing)|\b(room|rooms|house|door)\b|suffers?\b|in vain|\bat hand\b|no word\b|with a word|gives? back|let(s)? go\b|goes away|on purpose'
+readonly WORDED_FILES=('*.cpp' '*.h' '*.py' '*.pyi' '*.sh' '*.md' '*.txt' '*.cmake' run .ci/run
+    ':!scripts/lint.sh')
+
+check_wording() {
+    local found status=0
+    say "wording"
+    found=$(git grep -noIiE "$PRIVATE_WORDS" -- "${WORDED_FILES[@]}") || status=$?
+    ((status <= 1)) || fail "git grep failed"
+    ((status == 1)) || {
+        sed -E 's/^([^:]+:[0-9]+):(.*)$/\1: private expression "\2"/' <<<"$found" >&2
+        fail "use the standard technical term for each of these expressions"
+    }
+}
 
 tidy() {
     say "clang-tidy"
@@ -37,6 +54,7 @@ command_lint() { # lint [quick]
     shellcheck -x run .ci/run scripts/*.sh
     say "flake8"
     flake8 "${pythons[@]}"
+    check_wording
     say "Python 3.5 syntax"
     python3 - "${pythons[@]}" <<'PY'
 import ast, sys
