@@ -15,7 +15,8 @@ def quelt_scenario() -> Iterator[Dict[str, Any]]:
 
 def test_script(quelt_host: quelt_testing.Host) -> None:
     quelt_host.fail("SetIloAuth", throw="locked", after=1, delay=0.5)
-    result: quelt_testing.Result = quelt_host.run_python("script.py", timeout=10, env={"A": "b"})
+    result = quelt_host.run_python(
+        "script.py", timeout=10, env={"A": "b"})  # type: quelt_testing.Result
     assert result.code == -9 and "locked" in result.out + result.err
     assert [each["message"] for each in quelt_host.journal("SetIloAuth")] == ["locked"]
 
