@@ -1,4 +1,5 @@
 // The hardware SKU and the hardware management (iLO) credential.
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -35,9 +36,9 @@ PyObject* PySetIloAuth(PyObject*, PyObject* args) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
-        std::string firstCopy(first);
+        std::string firstCopy(first, std::strlen(first));
         const SecretText secretFirst(firstCopy);
-        std::string secondCopy(second);
+        std::string secondCopy(second, std::strlen(second));
         const SecretText secretSecond(secondCopy);
         if (!QueltConfigStore().SetIloAuth(firstCopy, secondCopy)) {
           throw QueltCtlException("Failed to set iLO credential.");

@@ -15,8 +15,8 @@ class SecretText {
   explicit SecretText(std::string& text) : text_(text) {}
   SecretText(const SecretText&) = delete;
   SecretText& operator=(const SecretText&) = delete;
-  // The size is enough: each text is written once, so that no longer value preceded it.
-  ~SecretText() { explicit_bzero(text_.data(), text_.size()); }
+  // The full capacity: a longer value may have been stored before.
+  ~SecretText() { explicit_bzero(text_.data(), text_.capacity()); }
 
  private:
   std::string& text_;
