@@ -13,7 +13,7 @@
 namespace quelt {
 namespace {
 
-TEST(Environment, PasswordDatabaseIsNotAskedWithoutHome) {
+TEST(Environment, UsesThePasswordDatabaseWithoutHome) {
   for (const char* name : {"QUELT_HOST_STATE", "XDG_STATE_HOME", "QUELT_HOST_WAIT"}) {
     unsetenv(name);
   }
@@ -28,14 +28,14 @@ TEST(Environment, PasswordDatabaseIsNotAskedWithoutHome) {
   EXPECT_EQ(ReadStorePlace().path, expected);
 }
 
-TEST(Environment, RejectsAFolderOrNothingAsTheStatesPath) {
+TEST(Environment, RejectsAFolderOrAnEmptyPathForTheState) {
   for (const char* path : {"/tmp/no-such-folder/", ""}) {
     setenv("QUELT_HOST_STATE", path, 1);
     EXPECT_THROW(ReadStorePlace(), HostCtl::Lib::Quelt::QueltCtlException) << path;
   }
 }
 
-TEST(Environment, WaitIsMisread) {
+TEST(Environment, ReadsTheBusyTimeout) {
   setenv("QUELT_HOST_STATE", kInMemory, 1);
   for (const auto& [text, seconds] :
        {std::pair("7", 7), {"0", 0}, {"", 30}, {"-1", 30}, {"1.5", 30}, {"99999999999", 30}}) {

@@ -228,7 +228,7 @@ class IoFaults : public testing::TestWithParam<Case> {
   const std::set<std::string> files_ = {"host.db", "host.db-wal", "host.db-shm", "host.db-control"};
 };
 
-TEST_P(IoFaults, StateIsHalfWayOrTheProcessIsStuck) {
+TEST_P(IoFaults, EachOperationIsAtomicAndTheProcessContinues) {
   static const bool deep = std::getenv("PYQUELT_DEEP") != nullptr;
   int points = 0;
   for (const Failure& failure : kFailures) {

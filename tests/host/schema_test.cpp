@@ -25,7 +25,7 @@ class SchemaTest : public testing::Test {
   Connection db_{place_};
 };
 
-TEST_F(SchemaTest, StepIsLeftOutOrRepeated) {
+TEST_F(SchemaTest, EachStepRunsOnce) {
   for (const std::size_t version : {1, 3, 3}) {
     UpgradeSchema(db_, kAll.first(version));
     EXPECT_EQ(Version(), version);
@@ -34,7 +34,7 @@ TEST_F(SchemaTest, StepIsLeftOutOrRepeated) {
   EXPECT_EQ(Number("SELECT count(*) FROM agent"), 1);
 }
 
-TEST_F(SchemaTest, FailedStepLeavesHalfOfTheWay) {
+TEST_F(SchemaTest, FailedStepRollsBackTheUpgrade) {
   UpgradeSchema(db_, kAll.first(1));
   EXPECT_THROW(UpgradeSchema(db_, kAll), SQLite::Exception);
   EXPECT_EQ(Version(), 1);

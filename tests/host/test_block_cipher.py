@@ -37,7 +37,7 @@ def encrypt(key, number, plain):
 
 class KnownAnswerTest(hosts.HostTestCase):
 
-    def test_published_vector_is_decrypted_to_something_else(self):
+    def test_published_vectors_decrypt_to_their_plaintext(self):
         key = bytearray.fromhex(
             "2718281828459045235360287471352662497757247093699959574966967627"
             "3141592653589793238462643383279502884197169399375105820974944592")
@@ -50,7 +50,7 @@ class KnownAnswerTest(hosts.HostTestCase):
             block = bytearray.fromhex(cipher).ljust(2048, b"\0")
             self.assertEqual(pyquelt.Decrypt2kBlock(key, int(number, 16), block)[:512], plain)
 
-    def test_block_of_another_implementation_is_decrypted_to_something_else(self):
+    def test_block_encrypted_by_another_implementation_decrypts_to_its_plaintext(self):
         for position in (0, 1, 2 ** 32, 2 ** 63, 2 ** 64 - 1):
             plain = stream(("plain", position), 2048)
             # Halves that are equal are no key to encrypt with, but decrypt what others wrote.
@@ -60,7 +60,7 @@ class KnownAnswerTest(hosts.HostTestCase):
                 self.assertNotEqual(pyquelt.Decrypt2kBlock(dek, position ^ 1, block)[:16],
                                     plain[:16])
 
-    def test_threads_or_forked_children_get_each_others_keys(self):
+    def test_threads_and_forked_children_decrypt_with_their_own_keys(self):
         def decrypt(dek, position, block, plain, times):
             return all(pyquelt.Decrypt2kBlock(dek, position, block) == plain for _ in range(times))
 
@@ -81,7 +81,7 @@ class KnownAnswerTest(hosts.HostTestCase):
 
 class ForkTest(hosts.HostTestCase):
 
-    def test_fork_during_the_first_block_leaves_the_child_waiting(self):
+    def test_fork_during_the_first_block_does_not_block_the_child(self):
         """The first use of OpenSSL takes milliseconds, the fork comes within them."""
         for turn in range(12):
             self.script("""
@@ -133,7 +133,7 @@ def fail_to_cache(secret):
 @unittest.skipUnless(memory_search.POSSIBLE, "cannot read its own memory")
 class LeftOverTest(hosts.HostTestCase):
 
-    def test_key_stays_in_memory(self):
+    def test_no_key_remains_in_memory(self):
         for call, size, begin, faulty in (
                 # The second half: a key schedule begins with it, the one for decrypting the first
                 # half does not.

@@ -85,7 +85,7 @@ class CryptoTest(hosts.HostTestCase):
         call(name, *args)
         self.assertEqual(self.dump(), before)
 
-    def test_call_is_not_refused_or_changes_something(self):
+    def test_rejected_call_raises_its_reason_and_changes_nothing(self):
         for before, refused, text in REFUSED:
             self.setUp()
             for each in before:
@@ -95,7 +95,7 @@ class CryptoTest(hosts.HostTestCase):
                 self.assert_raises_exactly(ValueError, text, call, *refused)
                 self.assertEqual(self.dump(), state)
 
-    def test_key_or_its_identifier_is_lost_or_changed(self):
+    def test_keys_and_identifiers_are_stored_unchanged(self):
         self.load({})
         self.assertEqual((pyquelt.GetKekId(), pyquelt.GetHostKeyId()), ("", ""))
         for ids in (("a", "b"), (u"\u20ac \n'\"", "x" * 100000), ("", " ")):
@@ -115,7 +115,7 @@ class CryptoTest(hosts.HostTestCase):
         pyquelt.RemoveKey("id")
         self.assertEqual(pyquelt.GetKeyFromKeyCache("ID"), b"of another case")
 
-    def test_disk_shows_other_information_than_it_has(self):
+    def test_disk_reports_its_encryption_and_keys(self):
         for name, expected in (("plain", (False, False, False, "", "", 0)),
                                ("secret", (True, False, False, "kek-a", "kmip-a", 7)),
                                ("other", (True, False, False, "kek-b", "", 4294967295)),
@@ -130,7 +130,7 @@ class CryptoTest(hosts.HostTestCase):
         pyquelt.CacheKey(UUIDS[3], "", b"d" * 64)
         self.assertEqual(pyquelt.GetDekFromDisk("cloud"), b"d" * 64)
 
-    def test_altered_record_is_unwrapped(self):
+    def test_altered_record_is_rejected(self):
         state = self.dump()
         state["keys"].append({"id": "kek-c", "attribute": "", "key": "a1" * 32})
         record = next(disk for disk in state["disks"] if disk["name"] == "secret")
@@ -148,7 +148,7 @@ class CryptoTest(hosts.HostTestCase):
             with self.assertRaisesRegex(ValueError, "or the record was altered", msg=(key, value)):
                 pyquelt.GetDekFromDisk("secret")
 
-    def test_switching_on_leaves_disks_out_or_keys_weak(self):
+    def test_switching_on_encrypts_every_disk_with_a_strong_key(self):
         before = {name: pyquelt.GetWrappedDekFromDisk(name)
                   for name in ("secret", "other", "cloud")}
         pyquelt.SetEncryptionEnabled(True)
@@ -162,7 +162,7 @@ class CryptoTest(hosts.HostTestCase):
             self.assertEqual(pyquelt.GetWrappedDekFromDisk(name), wrapped)
         self.assert_unchanged_by("SetEncryptionEnabled", True)
 
-    def test_switching_off_leaves_flags_or_cached_deks(self):
+    def test_switching_off_clears_flags_and_cached_deks(self):
         pyquelt.SetEncryptionEnabled(True)
         old = pyquelt.GetDekFromDisk("plain")
         pyquelt.SetEncryptionEnabled(False)
@@ -180,7 +180,7 @@ class CryptoTest(hosts.HostTestCase):
         self.assertEqual([info(name, "dekGenerationId", "useAwsKms") for name in names],
                          [(2, False), (8, False), (0, False), (1, False)])
 
-    def test_rekey_changes_the_dek_or_keeps_the_kek(self):
+    def test_rekey_replaces_the_kek_and_preserves_the_dek(self):
         wrapped = {name: pyquelt.GetWrappedDekFromDisk(name) for name in DEKS}
         pyquelt.SetKekId("kek-b")
         pyquelt.ShallowRekey(["secret", "other", "secret"])

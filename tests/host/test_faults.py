@@ -31,7 +31,7 @@ class FaultTest(hosts.HostTestCase):
     def faults(self):
         return json.loads(self.tool("faults", "--json"))
 
-    def test_fault_shows_itself_as_another_one_or_counts_wrongly(self):
+    def test_fault_triggers_as_configured_and_as_often(self):
         for words, after, times, expected in (
                 (["--refuse"], 0, 2, REFUSED),
                 ([], 0, 2, REFUSED),
@@ -51,7 +51,7 @@ class FaultTest(hosts.HostTestCase):
                     self.tool("heal", "GetHardwareSku")
                 self.assertEqual((self.outcomes(2), self.faults()), ([SKU] * 2, []))
 
-    def test_write_takes_effect_though_it_was_refused(self):
+    def test_failed_write_has_no_effect(self):
         for words in ("--refuse",), ("--throw", "no"), ("--throw-unknown",):
             self.tool("fail", "SetIloAuth", *words)
             self.assertIsInstance(outcome(pyquelt.SetIloAuth, "a", "b"), tuple)
@@ -60,14 +60,14 @@ class FaultTest(hosts.HostTestCase):
         self.tool("fail", "GetQueltPlugin")
         self.assertEqual(outcome(pyquelt.GetKekId)[1], "The host refused GetQueltPlugin")
 
-    def test_processes_count_each_for_itself(self):
+    def test_processes_share_the_count_of_a_fault(self):
         self.tool("fail", "GetHardwareSku", "--after", 10, "--times", 20)
         children = [hosts.start_python(READER) for _ in range(3)]
         answers = "".join(child.communicate(15 * "\n")[0] for child in children)
         self.assertEqual((answers.count(REFUSED[1]), answers.count(SKU)), (20, 25))
         self.assertEqual(self.outcomes(1), [SKU])
 
-    def test_running_script_does_not_see_a_fault_come_and_go(self):
+    def test_running_script_notices_when_a_fault_is_set_and_removed(self):
         child = hosts.start_python(READER)
 
         def ask():
@@ -89,7 +89,7 @@ class FaultTest(hosts.HostTestCase):
         self.assertEqual(ask(), "found again")
         self.assertEqual(child.communicate()[1], "")
 
-    def test_delay_is_left_out_or_holds_up_others(self):
+    def test_delay_affects_only_the_delayed_call(self):
         self.tool("fail", "GetHardwareSku", "--delay", "0.3", "--throw", "late", "--times", 1)
         start = time.time()
         self.assertEqual(self.outcomes(1), [(ValueError, "late")])
@@ -104,7 +104,7 @@ class FaultTest(hosts.HostTestCase):
         child.kill()
         child.communicate()
 
-    def test_feature_flag_is_stale_or_off_the_mark(self):
+    def test_feature_flags_follow_the_scenario_and_faults(self):
         library = ctypes.CDLL(os.environ["PYQUELT_EMBEDDED_HOST"])
         flags = [getattr(library, "_ZN6ZelCtl5Quelt9QueltUtil%sEv" % name)
                  for name in ("24IsQueltCSDFeatureEnabled", "33IsQueltMetadataNodeFeatureEnabled")]

@@ -54,7 +54,7 @@ class JournalTest(hosts.HostTestCase):
         record = self.records()[-1]
         return tuple(record[key] for key in ("operation", "arguments", "outcome", "message"))
 
-    def test_operation_is_recorded_wrongly_or_with_a_secret(self):
+    def test_records_arguments_and_outcome_without_secrets(self):
         for call, operation, arguments, outcome, message in CALLS:
             hosts.outcome(call)
             self.assertEqual(self.last(), (operation, arguments, outcome, message))
@@ -66,7 +66,7 @@ class JournalTest(hosts.HostTestCase):
         self.assertNotIn(SECRET, str(hosts.sqlite(hosts.STATE, "SELECT * FROM journal")))
         self.assertIn("second=(28 bytes)", self.tool("journal", "show"))
 
-    def test_records_of_several_processes_are_lost_or_mixed_up(self):
+    def test_records_each_operation_of_several_processes_in_order(self):
         begin = time.time()
         processes = [hosts.start_python("import pyquelt\nfor i in range(50): pyquelt.GetKekId()")
                      for _ in range(3)]
@@ -81,7 +81,7 @@ class JournalTest(hosts.HostTestCase):
         stamp = time.strptime(records[0]["time"][:19], "%Y-%m-%dT%H:%M:%S")
         self.assertLess(abs(int(begin) - calendar.timegm(stamp)), 300)
 
-    def test_journal_records_when_off_or_feature_flags_or_for_ever(self):
+    def test_records_only_when_on_and_within_its_bound(self):
         self.tool("journal", "stop")
         pyquelt.GetHardwareSku()
         self.assertEqual(self.tool("journal", "show"), "Nothing is recorded; the journal is off.\n")
@@ -97,7 +97,7 @@ class JournalTest(hosts.HostTestCase):
         self.tool("journal", "clear")
         self.assertEqual(self.records(), [])
 
-    def test_journal_that_cannot_be_written_changes_an_answer(self):
+    def test_unwritable_journal_does_not_change_the_answer(self):
         script = """
 import sqlite3, subprocess, sys
 db = sqlite3.connect(sys.argv[1], isolation_level=None)
@@ -108,7 +108,7 @@ subprocess.check_call([sys.executable, '-c', 'import pyquelt; print(pyquelt.GetH
                          "QS-2240-AF\n")
         self.assertEqual(self.records(), [])
 
-    def test_journal_holds_a_fork_up(self):
+    def test_fork_succeeds_while_threads_write_the_journal(self):
         """A connection is in use while a thread forks."""
         self.script("""
 import os, threading, pyquelt

@@ -152,7 +152,7 @@ class KmsTest(hosts.HostTestCase):
         self.assertEqual(status["good"], not status["reason"])
         return status["reason"][len(name):]
 
-    def test_good_means_that_a_kmip_server_answered(self):
+    def test_server_is_good_only_after_a_trusted_kmip_response(self):
         not_trusted = "its certificate is not trusted: "
         no_issuer = not_trusted + "unable to get local issuer certificate"
         another_name = "its certificate is for another name"
@@ -200,7 +200,7 @@ class KmsTest(hosts.HostTestCase):
             with self.subTest(reason, changes=changes), server(serve) as port:
                 self.assertEqual(self.check(port, **changes), reason)
 
-    def test_malformed_response_is_not_that_of_a_kmip_server(self):
+    def test_rejects_a_malformed_or_failed_kmip_response(self):
         item, response, failed = kmip_peer.item, kmip_peer.response, kmip_peer.failed
         version, stamp, count = kmip_peer.VERSION, kmip_peer.TIME, kmip_peer.COUNT
         operation, success = kmip_peer.OPERATION, kmip_peer.SUCCESS
@@ -262,7 +262,7 @@ class KmsTest(hosts.HostTestCase):
                     with self.subTest(client, version=version):
                         self.assertEqual(self.check(port, client=client), reason)
 
-    def test_environment_switches_verification_off_or_trusts_more(self):
+    def test_environment_does_not_change_which_servers_are_trusted(self):
         """Only what the host's own store holds is trusted; an empty one trusts nothing."""
         settings = hosts.write(
             "openssl.cnf", "openssl_conf = a\n[a]\nssl_conf = b\n[b]\nsystem_default = c\n"
@@ -280,7 +280,7 @@ class KmsTest(hosts.HostTestCase):
                          "SSL_CERT_DIR": FOLDER, "PYTHONHTTPSVERIFY": "0"})
             self.assertIn(reason, status)
 
-    def test_unknown_cluster_or_key_is_good(self):
+    def test_unknown_cluster_or_key_is_not_good(self):
         with server(tls("good")) as port:
             self.load_kms(one_server(port))
             for cluster, key, reason in (
@@ -291,7 +291,7 @@ class KmsTest(hosts.HostTestCase):
         self.assertEqual(pyquelt.CheckCloudKmsStatus("else"),
                          {"good": False, "error": 'The host knows no cloud KMS "else"'})
 
-    def test_unresponsive_servers_leave_the_others_the_whole_time(self):
+    def test_unresponsive_servers_do_not_shorten_the_time_of_others(self):
         def respond_late(request):
             time.sleep(1.5)
             return kmip_peer.replay(request)
@@ -310,7 +310,7 @@ class KmsTest(hosts.HostTestCase):
             [(name, silent, "timed out during the TLS handshake") for name in "abcd"]
             + [("e", refusing, "Connection refused")])})
 
-    def test_client_key_stays_secret_and_is_needed(self):
+    def test_client_key_stays_secret_and_is_required(self):
         encrypted = subprocess.check_output(
             ["openssl", "pkey", "-in", path("client", ".key"), "-aes256", "-passout", "pass:x"])
         client = {"certificate": text("client") + text("ca"), "key": encrypted.decode("ascii")}
@@ -329,7 +329,7 @@ class KmsTest(hosts.HostTestCase):
             self.assertIn("no key of the client certificate is configured, and the server requires "
                           "one", pyquelt.CheckKmsStatus("c", "key", 20)["reason"])
 
-    def test_running_check_holds_the_state_up(self):
+    def test_running_check_does_not_block_the_state(self):
         statuses = []
         with server(None) as port:
             self.load_kms(one_server(port))
@@ -362,7 +362,7 @@ class KmsTest(hosts.HostTestCase):
         self.load_kms(trusted=("ca", "good"), bundle=True)
         self.assertEqual(self.dump()["kms"]["trustedCertificates"], [ca, good])
 
-    def test_rejects_a_trust_text_and_names_the_damaged_certificate(self):
+    def test_rejects_an_invalid_trust_text_and_names_the_damaged_certificate(self):
         self.load_kms()
         good, key, other = text("good"), text("good", ".key"), text("other-ca")
         lines = good.split("\n")
@@ -382,7 +382,7 @@ class KmsTest(hosts.HostTestCase):
             self.assert_raises_exactly(ValueError, reason, pyquelt.AddKmsTrustedCert, bad)
         self.assertEqual(self.dump()["kms"]["trustedCertificates"], [text("ca")])
 
-    def test_password_is_given_for_another_kek(self):
+    def test_password_belongs_to_its_kek_and_cluster(self):
         passwords = [{"kekId": kek, "kmipClusterId": cluster, "password": kek + " of " + cluster}
                      for kek in ("a", "1:a", "a@", "") for cluster in ("b", "@b", "")]
         self.load_kms(passwords=passwords)

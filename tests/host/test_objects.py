@@ -18,7 +18,7 @@ CID = "0" * 16 + "-" + "1" * 16
 
 class ObjectsTest(hosts.HostTestCase):
 
-    def test_new_object_is_not_found_as_it_was_made(self):
+    def test_new_object_has_the_attributes_it_was_created_with(self):
         plain, bare = CreateObject(), CreateObject(ufn="bare", ignoreExtAttr=True)
         named = CreateObject(ufn=u"b\u00fcro", haMetaData="h", policy="p", allocType=3, size=GIB,
                              capabilities=6, groupUuid=GROUP.upper(), objClass=4, cid=CID)
@@ -39,7 +39,7 @@ class ObjectsTest(hosts.HostTestCase):
                        "group": GROUP, "extAttrs": True, "accessible": True},
                       self.dump()["objects"])
 
-    def test_refused_change_has_wrong_status_or_leaves_something(self):
+    def test_rejected_change_raises_its_status_and_changes_nothing(self):
         its = CreateObject(ufn="taken", cid=CID)
         before = pyquelt.GetHostInfo()
         full = before["logicalCapacity"]
@@ -66,13 +66,13 @@ class ObjectsTest(hosts.HostTestCase):
         self.assertEqual(pyquelt.GetObjectExtAttrs([its]), {})
         CreateObject(ufn="taken")
 
-    def test_force_deletes_what_it_should_not_or_members_with_their_group(self):
+    def test_force_deletes_a_group_without_its_members(self):
         for uuid in UNREACHABLE, GROUP:
             self.assertIsNone(DeleteObject(uuid, force=True))
         self.assertEqual(list(pyquelt.GetObjectExtAttrs([UNREACHABLE, GROUP, MEMBER])), [MEMBER])
         self.assert_raises_exactly(RuntimeError, "Not found", CreateObject, groupUuid=GROUP)
 
-    def test_figures_do_not_add_up_or_do_not_follow_the_objects(self):
+    def test_figures_add_up_and_follow_the_objects(self):
         start = pyquelt.GetHostInfo()
         self.assertEqual(start["logicalUsed"] - start["transientSpace"],
                          start["physicalUsed"] - start["dedupMetadataSize"] -
@@ -90,7 +90,7 @@ class ObjectsTest(hosts.HostTestCase):
             DeleteObject(uuid)
             self.assertEqual(pyquelt.GetHostInfo(), start)
 
-    def test_upgrade_touches_disks_of_other_groups_or_goes_down(self):
+    def test_upgrade_raises_only_versions_of_its_own_group(self):
         def versions():
             return sorted(facts["formatVersion"] for facts in pyquelt.GetT1DiskInfo().values())
 

@@ -170,7 +170,7 @@ class ScenarioTest(hosts.HostTestCase):
         start = "quelt-host: standard input: %s: expected " % place
         self.assertEqual(line, start + (expected or line[len(start):-1]) + "\n")
 
-    def test_something_is_lost_between_document_and_dump(self):
+    def test_dump_contains_everything_that_was_loaded(self):
         for document in (DEFAULT, EVERYTHING):
             self.assertEqual(self.load(document), "")
             dump = self.dump()
@@ -209,7 +209,7 @@ class ScenarioTest(hosts.HostTestCase):
         self.assertEqual(json.loads(hosts.quelt_host("dump").out),
                          dict(document, secretsOmitted=["/keys"]))
 
-    def test_bad_document_is_loaded_or_blamed_for_something_else(self):
+    def test_rejects_an_invalid_document_and_names_the_place(self):
         before = self.dump()
         for place, expected, changes in REFUSED:
             self.assert_refused(changes, place, expected)
@@ -223,7 +223,7 @@ class ScenarioTest(hosts.HostTestCase):
             self.assertEqual(result, (1, "", "quelt-host: {}: {}\n".format(path, reason)))
         self.assertEqual(self.dump(), before)
 
-    def test_schema_and_loader_differ(self):
+    def test_schema_and_loader_agree(self):
         for document in (DEFAULT, EVERYTHING, {}):
             for path, value, schema in places(document):
                 self.assertTrue(fits(value, schema), path)

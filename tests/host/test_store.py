@@ -115,7 +115,7 @@ class StateTest(hosts.HostTestCase):
                                   env=dict(os.environ, **hosts.FOREIGN))
         return os.path.join(self.folder, name)
 
-    def test_deleted_secret_stays_readable_after_a_reset(self):
+    def test_reset_erases_secrets_from_the_files(self):
         pyquelt.SetIloAuth("a", "s3cr3t-w0rd")
         self.tool("reset")
         # In another process: closing a file of the state here would drop SQLite's locks on it.
@@ -125,7 +125,7 @@ class StateTest(hosts.HostTestCase):
             "    if b's3cr3t-w0rd' in open(path, 'rb').read():\n"
             "        print(path)\n", hosts.STATE), "")
 
-    def test_others_may_read_the_state_under_an_open_umask(self):
+    def test_only_the_owner_can_read_the_state_whatever_the_umask(self):
         top = self.fresh_folder()
         state = os.path.join(top, "a", "b", "host.db")
         self.script("import os; os.umask(0);" + WRITE, state=state)
@@ -139,7 +139,7 @@ class StateTest(hosts.HostTestCase):
                 os.chmod(state + suffix, 0o666)
             self.script(READ, state=state)
 
-    def test_state_is_looked_for_in_the_wrong_place(self):
+    def test_environment_determines_the_path_of_the_state(self):
         home, folder = self.fresh_folder(), self.fresh_folder()
         for environment, expected in (
                 ({"QUELT_HOST_STATE": "here.db", "XDG_STATE_HOME": home}, folder + "/here.db"),
@@ -154,7 +154,7 @@ class StateTest(hosts.HostTestCase):
         empty = hosts.run(["env", "QUELT_HOST_STATE="] + hosts.PYTHON + [READ])
         self.assertIn("\nValueError: QUELT_HOST_STATE is empty: expected the path of ", empty.err)
 
-    def test_state_in_memory_reaches_the_disk_or_a_child(self):
+    def test_state_in_memory_is_on_no_disk_and_not_inherited_by_a_child(self):
         folder = self.fresh_folder()
         script = """
 import os, pyquelt, threading
@@ -175,7 +175,7 @@ print(seen, os.waitpid(pid, 0)[1], pyquelt.GetIloAuth())
                          "[('a', 'b')] 0 ('a', 'b')\n")
         self.assertEqual(os.listdir(folder), [])
 
-    def test_state_removed_under_a_running_process_swallows_writes(self):
+    def test_writes_after_removal_of_the_state_go_to_a_new_one(self):
         state = os.path.join(self.fresh_folder(), "host.db")
         script = """
 import glob, os, pyquelt, sys
@@ -207,7 +207,7 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
                 found.pop(state + beside, None)
         self.assertEqual(after, before)
 
-    def test_what_is_no_safe_state_is_taken_for_one_or_altered(self):
+    def test_rejects_an_unsafe_or_foreign_file_and_leaves_it_unchanged(self):
         for change, reason, *name in REFUSED:
             with self.subTest(change, reason=reason):
                 self.refused(self.state(change, *name), reason)
@@ -235,7 +235,7 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
                          (1, "", "quelt-host: " + state + NO_STATE + "\n"))
 
     @unittest.skipUnless(hosts.can_run(NOBODY + ["true"]), "needs root, who may be another user")
-    def test_what_another_user_made_is_taken_for_ones_own(self):
+    def test_rejects_a_file_or_folder_of_another_user(self):
         for change, reason, *name in REFUSED_TO_NOBODY:
             with self.subTest(change, reason=reason):
                 self.refused(self.state(change, *name), reason, user=NOBODY)
@@ -248,7 +248,7 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
             self.assertEqual(result.code, 1 if result.err else 0, change)
             self.assertIn(hosts.run_python(READ_ALL, state=state).code, (0, 1), change)
 
-    def test_failed_opening_is_not_tried_again(self):
+    def test_failed_opening_is_tried_again(self):
         state = self.state(": >blocked", "blocked/host.db")
         script = """
 import os, pyquelt, sys
@@ -262,7 +262,7 @@ for _ in range(2):
         self.assertEqual(self.script(script, os.path.dirname(state), state=state),
                          state + ": Not a directory\n" + SKU + "\n")
 
-    def test_writer_waits_for_ever_or_holds_up_readers(self):
+    def test_writer_waits_up_to_the_time_out_and_readers_never_wait(self):
         state = self.state()
         holder = hosts.start_python(
             "import sqlite3, sys\n"
@@ -279,7 +279,7 @@ for _ in range(2):
 
 class LibraryTest(unittest.TestCase):
 
-    def test_library_exports_more_than_the_platform(self):
+    def test_library_exports_only_the_platform(self):
         listing = subprocess.check_output(
             ["nm", "-DC", "--defined-only", os.environ["PYQUELT_EMBEDDED_HOST"]]).decode()
         names = [line.split(" ", 2)[2] for line in listing.splitlines()]

@@ -125,7 +125,7 @@ class LoadTest(hosts.HostTestCase):
         self.assertIn([disk[::2] for disk in disks], ([(True, True)], [(False, False)]))
         self.assertEqual(hosts.sqlite(hosts.STATE, SOUND), [["ok", 0, 0, 0]])
 
-    def test_creators_at_once_fail_or_make_several_states(self):
+    def test_concurrent_creators_share_one_state(self):
         folder = self.fresh_folder()
         self.script(CREATE, folder, str(CREATIONS), str(CREATORS))
         for turn in range(0, CREATIONS, 20):
@@ -133,7 +133,7 @@ class LoadTest(hosts.HostTestCase):
                                 "SELECT key FROM service_setting WHERE value = 'x'")
             self.assertEqual(sorted(rows), [[str(number)] for number in range(CREATORS)])
 
-    def test_work_of_many_processes_and_threads_is_lost_or_refused(self):
+    def test_writes_of_many_processes_and_threads_all_succeed(self):
         begin, rounds = time.time(), 0
         while rounds == 0 or deep.DEEP and time.time() - begin < 600:
             processes = [self.start(["p%d.%d" % (number, thread) for thread in range(THREADS)],
@@ -145,16 +145,16 @@ class LoadTest(hosts.HostTestCase):
         deep.figure("{} processes of {} threads: {} acknowledged writes in {:.0f} s, none lost, "
                     "none refused", PROCESSES, THREADS, self.acknowledged, time.time() - begin)
 
-    def test_connection_is_open_in_a_fork(self):
+    def test_no_file_of_the_state_is_open_at_a_fork(self):
         self.script(AT_FORK, hosts.STATE)
 
-    def test_fork_during_calls_loses_work_or_hangs(self):
+    def test_fork_during_calls_loses_no_write(self):
         self.script(FORK, self.folder, str(FORKS))
         self.check()
         deep.figure("{} forks during calls: {} acknowledged writes, none lost", FORKS,
                     self.acknowledged)
 
-    def test_kill_loses_acknowledged_work_or_leaves_a_half(self):
+    def test_acknowledged_writes_survive_kill_and_none_is_partial(self):
         """Now and then all are killed at once: the next one finds no process at the state."""
         names = [["k%d.%d" % (number, thread) for thread in range(2)] for number in range(4)]
         running = [self.start(each) for each in names]

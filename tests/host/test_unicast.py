@@ -25,7 +25,7 @@ class UnicastTest(hosts.HostTestCase):
         self.load({"recordedAgents": [{"uuid": "r", "type": "node", "address": "192.0.2.1",
                                        "hostname": "recorded"}]})
 
-    def test_agent_comes_back_changed_or_only_in_this_process(self):
+    def test_every_process_lists_an_added_agent_unchanged(self):
         pyquelt.AddUnicastAgent("192.0.2.7", "u", "witness", True, -5, "i", "h", "t", "s")
         pyquelt.AddUnicastAgent("2001:DB8:0::7", uuid=u"\u00fc", type="metadata")
         pyquelt.AddUnicastAgent("192.0.2.7", "u", "node", port=1)
@@ -40,7 +40,7 @@ class UnicastTest(hosts.HostTestCase):
         printed = self.script("import pyquelt; print(ascii(pyquelt.GetUnicastAgents()))")
         self.assertEqual(ast.literal_eval(printed), expected)
 
-    def test_address_is_taken_or_refused_wrongly(self):
+    def test_accepts_and_normalises_exactly_the_valid_addresses(self):
         for text, normal in (("0.0.0.0", "0.0.0.0"), ("255.255.255.255", "255.255.255.255"),
                              ("::", "::"), ("1::", "1::"), ("FE80:0:0:0:0:0:0:1", "fe80::1"),
                              ("::ffff:192.0.2.7", "::ffff:192.0.2.7")):
@@ -53,7 +53,7 @@ class UnicastTest(hosts.HostTestCase):
             self.assert_raises_exactly(RuntimeError, "Invalid address specified: " + text,
                                        pyquelt.AddUnicastAgent, text)
 
-    def test_duplicate_is_taken_or_unknown_agent_removed(self):
+    def test_rejects_a_duplicate_and_the_removal_of_an_unknown_agent(self):
         def refused(verb, reason, function, **more):
             with self.assertRaisesRegex(RuntimeError, r"^Failed to {} unicast agent \(.*\): {} {}$"
                                         .format(verb, NAME, reason)):
@@ -71,7 +71,7 @@ class UnicastTest(hosts.HostTestCase):
         refused("remove", "does not exist", pyquelt.RemoveUnicastAgent)
         self.assertEqual(len(all_agents()), 3)
 
-    def test_recorded_agent_is_listed_twice_or_in_vain(self):
+    def test_recorded_agent_is_listed_once_and_only_on_request(self):
         for change, agents, all_there_are in (
                 (lambda: pyquelt.SetUnicastInfoInConfigStore(hostname="one", **AGENT),
                  [], ["one", "recorded"]),
@@ -88,7 +88,7 @@ class UnicastTest(hosts.HostTestCase):
             change()
             self.assertEqual((hostnames(False), hostnames(True)), (agents, all_there_are))
 
-    def test_host_without_a_cluster_or_with_many_agents_fails_to_answer(self):
+    def test_answers_without_a_cluster_and_with_many_agents(self):
         self.load({"agents": [{"uuid": "u", "type": "witness", "address": "192.0.2.7", "port": port}
                               for port in range(20000)]})
         self.assertEqual([agent["port"] for agent in all_agents()], list(range(20000)))
