@@ -1,6 +1,6 @@
 """The tool quelt-host as a whole: usage, help, completion and manual, the view of a host, and run.
 
-What the single subcommands do to a host stands in the tests of faults, scenario and journal.
+The tests of faults, scenarios and the journal cover what each subcommand does to a host.
 """
 
 import json
@@ -21,7 +21,8 @@ COMMANDS = ["init", "reset", "load", "dump", "show", "fail", "heal", "faults", "
             "journal start", "journal stop", "journal show", "journal clear", "run", "completion",
             "manual"]
 
-# What bash offers: words so far (the last one unfinished) and what it offers, None: files.
+# Completion in bash: the words so far (the last one unfinished) and the words offered (None:
+# files).
 COMPLETIONS = [
     ([""], ["--help", "--state", "--version", "-h"]
      + [name for name in COMMANDS if " " not in name]),
@@ -49,7 +50,8 @@ sys.exit(7)
 """
 
 
-# Words that are no command, the exit status, and what its first line on standard error holds.
+# Invalid command lines: the arguments, the exit status, and a part of the first line on standard
+# error.
 NOWHERE = "quelt-host: /nowhere: No such file or directory"
 MISTAKES = [
     ([], 2, "A subcommand is required"),
@@ -91,7 +93,7 @@ MISTAKES = [
 
 class UsageTest(hosts.HostTestCase):
 
-    def test_mistake_has_another_status_or_changes_something(self):
+    def test_mistake_has_its_status_and_changes_nothing(self):
         before = self.dump()
         for words, code, line in MISTAKES:
             result = hosts.quelt_host(*words)
@@ -102,7 +104,7 @@ class UsageTest(hosts.HostTestCase):
                 self.assertRegex(first, "^quelt-host: ")
         self.assertEqual((self.tool("faults"), self.dump()), ("", before))
 
-    def test_failure_has_another_status_or_more_than_a_line(self):
+    def test_failure_has_status_1_and_one_line_of_escaped_text(self):
         for words in ["init"], ["reset"], ["fail", "DDBGet"], ["heal"], ["faults"]:
             self.assertEqual(hosts.quelt_host("--state", hosts.FOLDER, *words), hosts.Result(
                 1, "", "quelt-host: " + hosts.FOLDER + ": Is a directory\n"))
@@ -121,7 +123,7 @@ class UsageTest(hosts.HostTestCase):
 
 class DocumentationTest(hosts.HostTestCase):
 
-    def test_subcommand_has_no_example_or_is_missing_in_the_manual(self):
+    def test_each_subcommand_has_an_example_and_is_in_the_manual(self):
         manual = self.tool("manual")
         for name in COMMANDS:
             text = self.tool(*(name.split() + ["--help"]))
@@ -137,7 +139,7 @@ class DocumentationTest(hosts.HostTestCase):
             self.assertEqual(result, (0, "", ""))
 
     @unittest.skipUnless(shutil.which("bash"), "needs bash")
-    def test_shell_completes_something_else(self):
+    def test_shell_completes_commands_options_operations_and_files(self):
         script = self.tool("completion", "bash") + (
             'COMP_WORDS=(quelt-host "$@") COMP_CWORD=$#\n_quelt_host\n'
             'printf "%s\\n" "${COMPREPLY[@]}"\n')
@@ -188,11 +190,11 @@ class ShowTest(hosts.HostTestCase):
         text = self.tool("show")
         self.assertIn("Unicast agents (25)", text)
         self.assertIn("... and 5 more; --all shows them\n", text)
-        every = self.tool("show", "--all")
-        self.assertEqual(every.count("192.0.2.1"), 25)
-        self.assertNotIn(" more; ", every)
+        complete = self.tool("show", "--all")
+        self.assertEqual(complete.count("192.0.2.1"), 25)
+        self.assertNotIn(" more; ", complete)
 
-    def test_colours_reach_a_file_or_unwilling_eyes(self):
+    def test_colours_are_used_only_on_a_terminal_that_wants_them(self):
         for extra, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"NO_COLOR": ""}, True)):
             main, terminal = pty.openpty()
             subprocess.check_call([hosts.TOOL, "faults"], stdout=terminal)
@@ -207,7 +209,7 @@ class ShowTest(hosts.HostTestCase):
 
 class ProgressTest(hosts.HostTestCase):
 
-    def test_terminal_shows_work_of_more_than_a_second(self):
+    def test_terminal_shows_progress_after_a_second(self):
         main, terminal = pty.openpty()
         process = subprocess.Popen([hosts.TOOL, "load", "-"], stdin=subprocess.PIPE,
                                    stderr=terminal)
@@ -224,7 +226,7 @@ class ProgressTest(hosts.HostTestCase):
 
 class RunTest(hosts.HostTestCase):
 
-    def test_run_reports_something_else_than_what_happened(self):
+    def test_run_reports_the_changes_and_operations_of_its_command(self):
         pyquelt.SetIloAuth("mine", "mine")
         result = hosts.quelt_host("run", "--json", "--", sys.executable, "-c", SCRIPT, "[a,b]",
                                   "--")
@@ -244,7 +246,7 @@ class RunTest(hosts.HostTestCase):
         self.assertIn("RemoveUnicastAgentEntry", called)
         self.assertEqual(pyquelt.GetIloAuth(), ("mine", "mine"))
 
-    def test_run_begins_with_another_scenario_or_reports_elsewhere(self):
+    def test_run_loads_its_scenario_and_writes_its_report_to_the_file(self):
         report = os.path.join(hosts.FOLDER, "report")
         scenario = hosts.write("scenario.json", '{"hardwareSku": "mine"}')
         result = hosts.quelt_host("run", "--scenario", scenario, "--report", report, "--",
@@ -256,7 +258,7 @@ class RunTest(hosts.HostTestCase):
         self.assertRegex(text, "^The command changed nothing.\n\nThe operations it called")
         self.assertIn("GetHardwareSku", text)
 
-    @unittest.skipIf("LD_PRELOAD" in os.environ, "a sanitizer needs memory of its own")
+    @unittest.skipIf("LD_PRELOAD" in os.environ, "a sanitizer uses additional memory")
     def test_run_on_100000_agents_needs_at_most_250_mib(self):
         agents = [{"uuid": "5f0c2a31-8d44-4b7e-9c15-%012x" % i, "type": "node",
                    "address": "10.%d.%d.%d" % (i >> 16, i >> 8 & 255, i & 255),
@@ -277,7 +279,7 @@ class RunTest(hosts.HostTestCase):
              "place": "/agents/{uuid},{address},12321".format(**agents[-1])}]))
         self.assertLessEqual(usage.ru_maxrss, 250 * 1024)
 
-    def test_signal_leaves_the_host_or_the_command_behind(self):
+    def test_run_that_gets_a_signal_ends_its_command_and_removes_its_host(self):
         folder = self.fresh_folder()
         unread, closed_pipe = os.pipe()
         os.close(unread)
@@ -328,7 +330,7 @@ class RunTest(hosts.HostTestCase):
         running.communicate(b"\n")
         self.assertEqual(os.listdir(folder), ["quelt-run-link"])
 
-    def test_command_has_other_signals_than_its_caller_or_its_failure_is_lost(self):
+    def test_command_inherits_its_callers_signals_and_its_status_is_returned(self):
         command = ["grep", "^Sig[BI]", "/proc/self/status", "/nowhere"]
         for ignored in (), (signal.SIGCHLD, signal.SIGINT, signal.SIGHUP, signal.SIGPIPE):
             plain, run = (hosts.start(words, preexec_fn=lambda: [
