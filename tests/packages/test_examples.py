@@ -1,4 +1,4 @@
-"""The examples do their jobs."""
+"""Tests of the example scripts."""
 
 import json
 import os
@@ -15,7 +15,7 @@ class ExamplesTest(hosts.HostTestCase):
         return hosts.run([sys.executable, os.path.join(EXAMPLES, name)] + list(arguments),
                          **options)
 
-    def test_capacity_report_reports_other_figures_or_misses_a_full_host(self):
+    def test_capacity_report_shows_the_hosts_figures_and_detects_a_full_host(self):
         result = self.example("capacity_report.py", "--json")
         self.assertEqual((result.code, result.err), (0, ""))
         shown = json.loads(self.tool("show", "--json"))["space"]
@@ -31,7 +31,7 @@ class ExamplesTest(hosts.HostTestCase):
         self.assertEqual(self.example("capacity_report.py"),
                          (1, "", "capacity_report: no answer\n"))
 
-    def test_unicast_audit_misses_a_difference_or_finds_one_too_many(self):
+    def test_unicast_audit_finds_exactly_the_differences(self):
         agents = [{"uuid": name, "type": "node", "address": "192.0.2.%d" % i, "hostname": name,
                    "thumbprint": name} for i, name in enumerate(("a", "b", "c"))]
         changed = [agents[0], dict(agents[1], thumbprint="odd")]
@@ -56,7 +56,7 @@ class ExamplesTest(hosts.HostTestCase):
                          (2, "", "unicast_audit: a: RuntimeError: Failed to get unicast agents "
                           "from ulo: asleep\n"))
 
-    def test_tour_or_test_of_the_rotation_fails(self):
+    def test_tour_and_test_of_the_rotation_pass(self):
         result = self.example("tour.py")
         self.assertEqual((result.code, result.err), (0, ""))
         result = hosts.run([sys.executable, "-m", "unittest", "test_rotate_kek"], cwd=EXAMPLES)

@@ -1,5 +1,5 @@
-"""What CMake rejects, and what it installs: this works from an empty prefix, on the host library
-beside it or on the one from elsewhere that it was built on."""
+"""CMake rejects unsupported platforms, and what it installs works from an empty prefix, with the
+installed host library or an external one that the build used."""
 
 import glob
 import os
@@ -16,8 +16,8 @@ SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 
 
 def run_paths(folder):
-    """(file, entry) for each entry of a run path in the programs and libraries below a folder.
-    Build trees and virtual environments inside it are left out."""
+    """Yields (file, entry) for each run path entry of the programs and libraries below a folder.
+    Nested build trees and virtual environments are skipped."""
     binaries = []
     for parent, folders, files in os.walk(folder):
         folders[:] = [name for name in folders if name != "CMakeFiles" and not any(
@@ -25,7 +25,7 @@ def run_paths(folder):
             for mark in ("CMakeCache.txt", "pyvenv.cfg"))]
         binaries += [os.path.join(parent, name) for name in files
                      if name.endswith(".so") or os.access(os.path.join(parent, name), os.X_OK)]
-    # -W: paths are not cut off. What is not ELF gets a message on standard error only.
+    # -W: don't truncate paths. For other files than ELF, readelf only writes to standard error.
     listing = subprocess.Popen(["readelf", "-W", "-d"] + binaries, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, universal_newlines=True).communicate()[0]
     file = None
@@ -39,7 +39,7 @@ def run_paths(folder):
 
 class ConfigurationTest(unittest.TestCase):
 
-    def test_rejects_a_platform_of_another_kind(self):
+    def test_unsupported_platform_is_rejected(self):
         folder = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, folder)
         detected = os.path.join(folder, "detected.cmake")  # runs after the compiler is examined
@@ -62,21 +62,21 @@ class ConfigurationTest(unittest.TestCase):
 class InstallTest(unittest.TestCase):
 
     def install(self):
-        """An installed tree, removed after the test."""
+        """Installs into a temporary prefix, removed after the test, and returns it."""
         prefix = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, prefix)
         subprocess.check_output([os.environ["PYQUELT_CMAKE"], "--install", BUILD,
                                  "--prefix", prefix])
         return prefix
 
-    def test_no_library_is_searched_in_the_working_directory(self):
+    def test_run_paths_never_include_the_working_directory(self):
         for folder in (BUILD, self.install()):
             entries = list(run_paths(folder))
             self.assertTrue(entries, folder)
             self.assertEqual([(file, entry) for file, entry in entries
                               if not re.match("/|[$]ORIGIN(/|$)", entry)], [])
 
-    def test_installed_module_does_not_find_its_host_library(self):
+    def test_installed_module_finds_its_host_library(self):
         prefix = self.install()
         module, = glob.glob(os.path.join(prefix, "lib", "*", "*", "pyquelt.*.so"))
         environment = dict(os.environ, PYTHONPATH=os.path.dirname(module), HOME=prefix,

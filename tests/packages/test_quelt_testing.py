@@ -1,4 +1,4 @@
-"""quelt_testing: what the author of a script's tests relies on."""
+"""The behaviour of quelt_testing on which tests of scripts rely."""
 
 import os
 import re
@@ -19,12 +19,12 @@ import pyquelt, pytest
 def quelt_scenario():
     return {"hardwareSku": "mine"}
 
-def test_one(quelt_host):
+def test_scenario_is_loaded(quelt_host):
     assert pyquelt.GetHardwareSku() == "mine"
     pyquelt.SetIloAuth("a", "b")
     quelt_host.fail("GetHardwareSku", refuse=True)
 
-def test_other(quelt_host):
+def test_host_is_new(quelt_host):
     assert pyquelt.GetHardwareSku() == "mine"
     with pytest.raises(ValueError):
         pyquelt.GetIloAuth()
@@ -32,7 +32,7 @@ def test_other(quelt_host):
 """
 
 
-# Forks within a host and after it; the children end with and without their exit functions.
+# Forks inside a host's context and after it; children exit with and without exit functions.
 FORKS = """
 import os, quelt_testing
 def child(end):
@@ -53,17 +53,17 @@ print(host.state)
 GUIDE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs",
                      "testing-your-scripts.md")
 
-# Has a pipe open, also in a session of its own, until it is terminated.
+# Holds a pipe open, also from another session, until it is terminated.
 ENDLESS = 'exec 3>"$0"; setsid sleep 60 >/dev/null 2>&1 & echo begun; echo x >&3; '
 
-# What a test process does before it ends or is killed.
+# What a test process runs, and how it is ended.
 ENDS = [("host.run(*command)", lambda process: process.kill()),
         ("host.run(*command)", lambda process: os.killpg(process.pid, signal.SIGKILL)),
         ("host.run(*command, timeout=60)", lambda process: process.send_signal(signal.SIGINT)),
         ("command[2] = command[2].replace('sleep 61', ''); host.run(*command)",
          lambda process: process.stdin.close())]
 
-# Mistakes, and the exceptions that they raise.
+# Invalid calls, and the exceptions that they raise.
 MISTAKES = [
     (lambda host: host.fail("Nothing"), quelt_testing.ToolError, "Unknown platform operation"),
     (lambda host: host.journal("Nope"), quelt_testing.ToolError, "Unknown platform operation"),
@@ -74,7 +74,7 @@ MISTAKES = [
 
 class HostTest(unittest.TestCase):
 
-    def test_host_begins_with_something_of_the_one_before(self):
+    def test_each_host_begins_with_its_own_scenario_faults_and_journal(self):
         import pyquelt
         path = hosts.write("scenario.json", '{"hardwareSku": "from the file"}')
         for scenario, sku in (({"hardwareSku": u"gr\u00fc\u00df"}, u"gr\u00fc\u00df"),
@@ -115,7 +115,7 @@ class HostTest(unittest.TestCase):
             self.assertIn("PYQUELT_TOOL is '/nope'", result.out)
 
     def pipe(self):
-        """The path of a new pipe, its reading end, and a writing end."""
+        """Returns the path of a new named pipe, its read end and its write end."""
         folder = tempfile.mkdtemp(dir=hosts.FOLDER)
         path = os.path.join(folder, "pipe")
         os.mkfifo(path)
@@ -124,7 +124,7 @@ class HostTest(unittest.TestCase):
         os.set_blocking(reader, True)
         return path, reader, os.open(path, os.O_WRONLY)
 
-    def test_time_limit_kills_the_script_and_what_it_started(self):
+    def test_timeout_kills_the_script_and_its_descendants(self):
         path, reader, writer = self.pipe()
         os.close(writer)
         with quelt_testing.Host() as host:
@@ -150,7 +150,7 @@ class HostTest(unittest.TestCase):
             for stream in process.stdin, process.stdout, process.stderr:
                 stream.close()
 
-    def test_call_on_another_host_goes_unnoticed(self):
+    def test_host_is_rejected_after_a_call_on_another_host(self):
         result = hosts.run_python(
             "import pyquelt, quelt_testing\npyquelt.GetHardwareSku()\n"
             "try:\n  quelt_testing.Host().__enter__()\nexcept RuntimeError as e: print(e)",
@@ -158,13 +158,13 @@ class HostTest(unittest.TestCase):
         self.assertEqual(result.err, "")
         self.assertIn("pyquelt was called in this process before", result.out)
 
-    def test_forked_process_shares_the_host_or_a_folder_stays_behind(self):
+    def test_forked_process_has_its_own_host_and_all_folders_are_removed(self):
         result = hosts.run_python(FORKS)
         self.assertEqual((result.code, result.err), (0, ""))
         for path in result.out.split():
             self.assertFalse(os.path.exists(os.path.dirname(path)))
 
-    def test_text_of_a_fault_is_refused_in_a_plain_locale(self):
+    def test_fault_text_may_be_non_ascii_in_the_c_locale(self):
         result = hosts.run_python(
             "import quelt_testing\nwith quelt_testing.Host() as host:\n"
             "  host.fail('GetHardwareSku', throw='gr\\xfc\\xdf')\n"
@@ -175,12 +175,12 @@ class HostTest(unittest.TestCase):
 
     def test_fixture_and_the_guides_tests_pass_from_any_folder(self):
         if hosts.run([sys.executable, "-c", "import pytest"]).code != 0:
-            self.skipTest("there is no pytest")
+            self.skipTest("pytest is not installed")
         folder = os.path.join(hosts.FOLDER, "suite")
         os.mkdir(folder)
         hosts.write("suite/conftest.py", 'pytest_plugins = "quelt_testing"\n')
         hosts.write("suite/test_it.py", PYTEST_FILE)
-        # The guide's script, its two tests, and its scenario.
+        # The guide's scenario, script and two tests.
         with open(GUIDE) as file:
             guide = file.read()
         script, test, fix, fixture_test = re.findall(r"(?s)```python\n(.*?)```", guide)

@@ -1,5 +1,5 @@
-"""docs/reference.md and the type stubs say what the running module shows and does. That the module
-raises the exceptions and performs the operations of the page is in the tests on the scripted host.
+"""docs/reference.md and the type stubs match the module. The tests on the scripted host cover the
+exceptions and operations that the page lists.
 """
 
 import ast
@@ -14,7 +14,7 @@ import pyquelt
 import reference
 
 _PAGE = reference.read(reference.PAGE)
-#: A function's name and its part of the page.
+#: Pairs of a function's name and its section of the page.
 SECTIONS = [(part.split("\n", 1)[0], part) for part in
             re.split(r"^##+ ", _PAGE, flags=re.MULTILINE) if "```python\n" in part]
 FUNCTIONS = {name for name in dir(pyquelt) if callable(getattr(pyquelt, name))
@@ -23,14 +23,14 @@ CONSTANTS = {name: getattr(pyquelt, name) for name in dir(pyquelt) if name.isupp
 
 
 def _signature(section):
-    """The function's signature on the page, on one line."""
+    """Returns the function's signature from its section, on one line."""
     text = re.search(r"```python\n(.*?)```", section, re.DOTALL).group(1)
     return re.sub(r"\s+", " ", text.strip())
 
 
-class _Answers(doctest.OutputChecker):
-    """Two answers are equal when they are equal as Python values: order and line breaks of
-    dictionaries do not count."""
+class _ResultChecker(doctest.OutputChecker):
+    """Compares results as Python values: the order and line breaks of dictionaries don't
+    matter."""
 
     def check_output(self, want, got, optionflags):
         try:
@@ -41,7 +41,7 @@ class _Answers(doctest.OutputChecker):
 
 class PageTest(hosts.HostTestCase):
 
-    def test_function_or_constant_is_missing_or_unknown(self):
+    def test_page_lists_exactly_the_modules_functions_and_constants(self):
         self.assertEqual(sorted(name for name, _ in SECTIONS), sorted(FUNCTIONS))
         rows = re.findall(r"^\| `([A-Z_0-9]+)` \| `(.*?)` \|", _PAGE, re.MULTILINE)
         self.assertEqual({name: ast.literal_eval(value) for name, value in rows}, CONSTANTS)
@@ -64,9 +64,9 @@ class PageTest(hosts.HostTestCase):
         listed = self.tool("fail", "--help").split("Operations:")[1].split()
         self.assertEqual(set(listed), set().union(*reference.OPERATIONS.values()))
 
-    def test_example_gives_another_answer(self):
+    def test_examples_return_the_results_shown(self):
         parser = doctest.DocTestParser()
-        runner = doctest.DocTestRunner(_Answers(), False, doctest.NORMALIZE_WHITESPACE)
+        runner = doctest.DocTestRunner(_ResultChecker(), False, doctest.NORMALIZE_WHITESPACE)
         sections = SECTIONS + [("Native symbols", _PAGE.split("\n## Native symbols\n")[1])]
         for name, section in sections:
             with self.subTest(name):
@@ -81,7 +81,7 @@ class PageTest(hosts.HostTestCase):
 @unittest.skipIf(sys.version_info < (3, 8), "this interpreter cannot read the stubs")
 class StubsTest(unittest.TestCase):
 
-    def test_stubs_differ_from_the_module_or_the_page(self):
+    def test_stubs_match_the_module_and_the_page(self):
         body = ast.parse(reference.read("python", "pyquelt-stubs", "__init__.pyi")).body
         functions = {node.name: node for node in body if isinstance(node, ast.FunctionDef)}
         self.assertEqual({name: ast.get_docstring(node) for name, node in functions.items()},
@@ -97,7 +97,7 @@ class StubsTest(unittest.TestCase):
                     self.assertIsNotNone(argument.annotation, name)
                     argument.annotation = None
             signature = _signature(section)
-            if name in ("CreateObject", "DeleteObject"):  # whose keywords don't take None
+            if name in ("CreateObject", "DeleteObject"):  # their keywords reject None
                 signature = signature.replace("=None", "=...")
             page = ast.parse("def " + signature + ": ...").body[0].args
             self.assertEqual(ast.dump(arguments), ast.dump(page), name)

@@ -1,4 +1,4 @@
-"""The example of a key rotation: whatever fails, and wherever it is cut off, no key is lost."""
+"""The example of a key rotation loses no key, whichever step fails or is interrupted."""
 
 import json
 import os
@@ -19,16 +19,16 @@ SCENARIO = {
              + [{"name": "t1", "uuid": "00000000-0000-4000-8000-000000000009", "kekId": "old"}],
     "t1Disks": {"t1": {"healthy": 1}}}
 
-# The calls at which the rotation is cut off: those that change something, or all.
+# The calls at which the rotation is interrupted: those that change the host, or all.
 CALLS = (tuple(name for name in dir(pyquelt) if callable(getattr(pyquelt, name))) if deep.DEEP
          else ("CacheKey", "SetKekId", "ShallowRekey", "RemoveKey"))
 
-# Runs the example in a process that ends, without a word, before or after the n-th of these calls.
-CUT_OFF = """
+# Runs the example in a process that exits abruptly before or after the n-th of these calls.
+INTERRUPTED = """
 import os, runpy, sys
 import pyquelt
 left, after = int(sys.argv[1]), sys.argv[2] == "after"
-def cut(function):
+def interrupt(function):
     def call(*args):
         global left
         left -= 1
@@ -40,13 +40,13 @@ def cut(function):
         return result
     return call
 for name in sys.argv[3].split():
-    setattr(pyquelt, name, cut(getattr(pyquelt, name)))
+    setattr(pyquelt, name, interrupt(getattr(pyquelt, name)))
 sys.argv = sys.argv[4:]
 runpy.run_path(sys.argv[0], run_name="__main__")
 """
 
-# What makes a rotation impossible: calls of the module, other words of the command, the reason.
-IMPOSSIBLE = [
+# Rotations that are rejected: a call of the module before, changed arguments, the reason.
+REJECTED = [
     (("SetKekId", "other"), {}, "The host's KEK id is 'other'"),
     (("CacheKey", "new", "", b"x" * 32), {}, "The cache holds another key under 'new'"),
     (("RemoveKey", "old"), {}, 'KEK "old" is not in the key cache'),
@@ -57,13 +57,13 @@ IMPOSSIBLE = [
     ((), {"option": "--kms=c"}, "The KMS is not good: No server"),
 ]
 
-# Where a step fails: the operation, and how many of its calls go well before.
+# Where a step fails: the operation, and how many of its calls succeed before.
 STEPS = [("AddKeyToKeyCache", 0), ("PersistKekId", 0), ("ShallowRekeyDisks", 0),
          ("RetrieveKeyFromKeyCache", 2), ("GetUnwrappedDekForDisk", 3),
          ("GetUnwrappedDekForDisk", 5), ("GetEncMetadataForDisk", 12)]
 
-# Where the example's output goes (0 is a pipe that nobody reads), its exit status when no step
-# fails, and the host's KEK then.
+# Redirections of the example's output (0 is a pipe without a reader); its exit status and the
+# host's KEK afterwards if no step fails.
 OUTPUTS = [(">&-", 1, "old"), (">/dev/full", 1, "old"), (">/dev/full 2>/dev/full", 1, "old"),
            (">&- 2>&-", 1, "old"), (">&0", 1, "old"), ("2>&0", 0, "n\xfc"), ("2>&-", 0, "n\xfc"),
            ("", 0, "n\xfc")]
@@ -85,7 +85,7 @@ class RotationTest(hosts.HostTestCase):
         return hosts.run([sys.executable] + self.command(**words))
 
     def state(self):
-        """KEK of the host, KEKs of the disks, keys in the cache."""
+        """The KEK of the host, the KEKs of the disks, the keys in the cache."""
         keys = [key["id"] for key in self.dump().get("keys", ())]
         return (pyquelt.GetKekId(), {pyquelt.GetEncInfoForDisk(disk)["kekId"] for disk in DISKS},
                 keys)
@@ -99,7 +99,7 @@ class RotationTest(hosts.HostTestCase):
         self.assertEqual(self.state(), ("new", {"new"}, ["new"]))
         self.assert_no_key_is_lost()
 
-    def test_old_key_is_removed_while_it_is_needed_or_stays(self):
+    def test_old_key_is_removed_unless_a_disk_needs_it(self):
         for _ in range(2):
             self.assert_finished(self.rotate())
         disks = json.loads(json.dumps(SCENARIO["disks"]))
@@ -120,8 +120,8 @@ class RotationTest(hosts.HostTestCase):
         self.assert_finished(result)
         self.assertIn("among d1, d2, d3, t1: other disks were not checked", result.out)
 
-    def test_rotation_that_cannot_succeed_changes_something(self):
-        for call, words, reason in IMPOSSIBLE:
+    def test_rejected_rotation_changes_nothing(self):
+        for call, words, reason in REJECTED:
             self.begin()
             if call:
                 getattr(pyquelt, call[0])(*call[1:])
@@ -131,14 +131,14 @@ class RotationTest(hosts.HostTestCase):
             self.assertIn(reason, result.err)
             self.assertEqual(self.state(), before)
 
-    def test_failed_step_is_not_undone_or_loses_a_key(self):
-        for operation, good_calls in STEPS:
+    def test_failed_step_is_undone_and_loses_no_key(self):
+        for operation, successes in STEPS:
             for times in (1, 1000):
                 self.begin()
-                self.tool("fail", operation, "--throw", "injected", "--after", good_calls,
+                self.tool("fail", operation, "--throw", "injected", "--after", successes,
                           "--times", times)
                 result = self.rotate()
-                self.assertEqual(result.code, 1, (operation, good_calls, times, result.out))
+                self.assertEqual(result.code, 1, (operation, successes, times, result.out))
                 self.assertIn("rotate_kek: ", result.err)
                 self.tool("heal")
                 self.assert_no_key_is_lost()
@@ -175,18 +175,18 @@ class RotationTest(hosts.HostTestCase):
         process.stderr.close()
         self.assertEqual((process.wait(), self.state()), (1, ("old", {"old"}, ["old"])))
 
-    def test_failed_removal_of_the_old_key_undoes_the_rotation(self):
+    def test_failed_removal_of_the_old_key_leaves_the_rotation_complete(self):
         self.tool("fail", "RemoveKeyFromKeyCache", "--throw", "injected", "--times", 1)
         self.assertEqual(self.rotate().err, "rotate_kek: injected\n")
         self.assertEqual(self.state(), ("new", {"new"}, ["new", "old"]))
         self.assert_finished(self.rotate())
 
-    def test_rotation_that_is_cut_off_loses_a_key_or_cannot_be_finished(self):
+    def test_interrupted_rotation_loses_no_key_and_can_be_finished(self):
         step, code = 0, 77
         while code == 77:
             for when in ("before", "after"):
                 self.begin()
-                code, _, err = hosts.run_python(CUT_OFF, str(step), when, " ".join(CALLS),
+                code, _, err = hosts.run_python(INTERRUPTED, str(step), when, " ".join(CALLS),
                                                 *self.command())
                 self.assertIn((code, err), ((77, ""), (0, "")))
                 self.assert_no_key_is_lost()

@@ -1,4 +1,4 @@
-"""What the commands of ./run share (scripts/common.sh)."""
+"""The functions that the commands of ./run share (scripts/common.sh)."""
 
 import os
 import subprocess

@@ -1,4 +1,4 @@
-"""A mistake on each marked line: a strict checker complains of a mark that hides nothing."""
+"""Each marked line has a type error: a strict checker reports marks that suppress nothing."""
 
 import pyquelt
 import quelt_testing

@@ -1,4 +1,4 @@
-"""A script without mistakes: the stubs must let it pass a strict checker."""
+"""A script without type errors: a strict checker accepts it with the stubs."""
 
 from typing import Dict, List, Optional, Tuple
 

@@ -1,4 +1,4 @@
-"""Tests without mistakes: the types of quelt_testing must let them pass a strict checker."""
+"""Tests without type errors: a strict checker accepts them with the types of quelt_testing."""
 
 import pathlib
 import subprocess
