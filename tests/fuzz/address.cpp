@@ -1,4 +1,4 @@
-// Addresses: what is accepted has one normal form, which reads as the same address.
+// Addresses: an accepted text has one normal form, which parses to the same address.
 #include "embedded_host/text/addresses.h"
 #include "tests/fuzz/fuzz.h"
 

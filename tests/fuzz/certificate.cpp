@@ -1,5 +1,5 @@
-// Certificate texts: a rejection is the host library's exception, and accepted texts have one
-// normal form, which reads as the same certificates.
+// Certificate texts: a rejection is the host library's exception; an accepted text has one normal
+// form, which parses to the same certificates.
 #include "embedded_host/crypto/kms/certificate.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                 [](const auto& each) { return quelt::Fingerprint(*each); }),
         "the normal form of certificates reads as themselves");
   } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
-    // refused
+    // rejected
   }
   return 0;
 }

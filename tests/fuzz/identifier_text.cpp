@@ -1,5 +1,5 @@
-// Identifier texts: whatever is accepted is written back in the one form that reads as the same
-// identifier, and what follows the last byte of a text doesn't count.
+// Identifier texts: an accepted text is written in its normal form, which parses to the same
+// identifier; characters after the identifier are ignored.
 #include "objects/identifier_text.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// A disk's records, read by the module's own functions in an interpreter: whatever the host library
-// left in them, a call gives what the record says or raises the exception that is promised.
+// A disk's records, read by the module's functions in an interpreter: for any content of the
+// records a call returns their values or raises the documented exception.
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
@@ -12,7 +12,7 @@
 
 extern "C" PyObject* PyInit_pyquelt();
 
-/// The interpreter lives to the end: what it holds then is no leak of ours.
+/// The interpreter is not finalised: memory that it still holds at exit is not a leak.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
   return "detect_leaks=0";
 }
@@ -34,7 +34,7 @@ PyObject* TheModule() {
   return module;
 }
 
-/// The result, or null when the function raised `error`; nothing else may happen.
+/// Returns the result (a new reference), or null if the function raised `error`.
 PyObject* Call(const char* function, PyObject* error) {
   PyObject* const result = PyObject_CallMethod(TheModule(), function, "s", "disk");
   Promise((result == nullptr) == (PyErr_Occurred() != nullptr), "a result or an exception");

@@ -15,7 +15,8 @@ int main(int count, char** folders) {
       }
       std::ifstream file(entry.path(), std::ios::binary);
       const std::string input(std::istreambuf_iterator<char>(file), {});
-      std::cout << entry.path().filename().string() << std::endl;  // the last one is the culprit
+      std::cout << entry.path().filename().string()
+                << std::endl;  // the last one printed caused a failure
       LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
       ++inputs;
     }

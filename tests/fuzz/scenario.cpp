@@ -1,5 +1,5 @@
-// Scenario documents: one that is accepted comes back, with secrets, as a document that loads to
-// the same state; any other is refused with the exception for that.
+// Scenario documents: the dump with secrets of an accepted document loads to the same state; any
+// other document is rejected with ScenarioError.
 #include "embedded_host/scenario/scenario.h"
 
 #include <sstream>

@@ -1,5 +1,5 @@
-// State files: whatever bytes stand in one, it opens and is read, or is refused with an exception
-// that names it. An input is a list of changes to a fresh host's file: an offset (3 bytes,
+// State files: a file with any content is opened and read, or rejected with an exception that names
+// it. An input is a list of changes to a fresh host's file: an offset (3 bytes,
 // big-endian, modulo the file's size), a count (1 byte; 255: the file ends here), the bytes.
 #include "embedded_host/store/state_file.h"
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// A folder of this process's own, gone when it ends in order.
+/// A temporary folder, removed at normal exit.
 struct Folder {
   std::string path = std::filesystem::temp_directory_path() / "quelt-XXXXXX";
   Folder() { Promise(mkdtemp(path.data()) != nullptr, "a temporary folder"); }
@@ -88,7 +88,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
     ReadAll(place);
   } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
-    // refused
+    // rejected
   }
   Remove(place.path);
   return 0;

@@ -1,5 +1,5 @@
-// Without HOME the state goes to the home directory of the password database. (With it: see
-// test_store.py. Here nothing is created there.)
+// The path of the state and the busy timeout, as read from the environment. test_store.py tests the
+// path with HOME set; nothing is created here.
 #include "embedded_host/store/environment.h"
 
 #include <gtest/gtest.h>

@@ -17,22 +17,22 @@ namespace {
 
 std::string watched_path;  // NOLINT(*-statically-constructed-objects)
 Call failing_call = Call::kRead;
-int left = 0;  // calls until it fails; 0: none does
+int left = 0;  // calls until one fails; 0: none fails
 int reason = 0;
-bool goes_on = false;
+bool is_permanent = false;
 bool failed = false;
 
 bool Fails(Call call, std::string_view path) {
   if (left == 0 || call != failing_call || !path.starts_with(watched_path) || --left > 0) {
     return false;
   }
-  left = goes_on ? 1 : 0;
+  left = is_permanent ? 1 : 0;
   failed = true;
   errno = reason;
   return true;
 }
 
-/// A file that is open.
+/// For a call on an open file.
 bool Fails(Call call, int descriptor) {
   if (left == 0 || call != failing_call) {
     return false;
@@ -47,11 +47,11 @@ bool Fails(Call call, int descriptor) {
 
 void Watch(const std::string& path) { watched_path = path; }
 
-void Fail(Call call, int nth, int error, bool forGood) {
+void Fail(Call call, int nth, int error, bool permanent) {
   failing_call = call;
   left = nth;
   reason = error;
-  goes_on = forGood;
+  is_permanent = permanent;
   failed = false;
 }
 
@@ -64,15 +64,15 @@ bool Heal() {
 
 using namespace quelt::io;
 
-// Replaces the function `name` of the C library: a call on `where`, a path or a descriptor, gives
-// `failure` when it is to fail. Defined under another name, so that no declaration needs to agree.
+// Replaces the function `name` of the C library: a call on `where`, a path or a descriptor, returns
+// `failure` when it must fail. The other C++ name avoids conflicts with the library's declaration.
 #define REPLACE(call, where, failure, result, name, parameters, ...)                          \
   result Our_##name parameters asm(#name);                                                    \
   result Our_##name parameters {                                                              \
     static const auto real = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
     return Fails(call, where) ? failure : real(__VA_ARGS__);                                  \
   }
-// The same for its twin of the large file interface, too: an off_t has 64 bits here.
+// Also replaces the function's variant for large files: off_t has 64 bits here.
 #define REPLACE_BOTH(call, where, failure, result, name, ...) \
   REPLACE(call, where, failure, result, name, __VA_ARGS__)    \
   REPLACE(call, where, failure, result, name##64, __VA_ARGS__)

@@ -1,22 +1,22 @@
-// The system's calls on the files of one folder, as the embedded host and SQLite make them:
-// counted, and failing on demand; and the executable's allocations. The functions of the C library
-// and operator new are replaced in the whole executable.
+// Injects failures into system calls of the embedded host and SQLite on the files of one folder,
+// and into allocations. Replaces functions of the C library and operator new in the whole
+// executable.
 #pragma once
 
 #include <string>
 
 namespace quelt::io {
 
-/// kOpen: all that needs a new file, folder or area. kAllocate: any operator new.
+/// kOpen: any call that creates or opens a file, folder or mapping. kAllocate: any operator new.
 enum class Call { kRead, kWrite, kSync, kOpen, kAllocate };
 
-/// From now on looks at the files whose paths begin with this.
+/// Selects the files whose paths begin with `path`.
 void Watch(const std::string& path);
 
-/// Lets the nth of these calls from now on (from 1) fail with the errno value `error`, and all that
-/// follow too when `forGood`.
-void Fail(Call call, int nth, int error, bool forGood);
-/// Ends it; true when a call failed.
+/// Makes the nth of the following calls (from 1) fail with the errno value `error`; if `permanent`,
+/// all later ones too.
+void Fail(Call call, int nth, int error, bool permanent);
+/// Stops the failures; true if a call failed.
 bool Heal();
 
 }  // namespace quelt::io

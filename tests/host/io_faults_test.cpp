@@ -1,6 +1,6 @@
-// Each call on the state's files, and each allocation, fails once, in each operation: the error is
-// clear, the state is the one before or the one after, for this process as for others and after a
-// crash, and all goes on.
+// Each system call on the state's files and each allocation fails once, in each operation. The
+// error is clear; the state is the one before or after the operation, for this process, for others
+// and after a crash; and the process can continue.
 #include "tests/host/io_faults.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ std::vector<std::string> Disks() {
   return {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002", "naa.58ce38ee20a1c003"};
 }
 
-/// A fresh host on which three disks can be put under another KEK.
+/// A new host with three disks that can be rekeyed.
 nlohmann::json Scenario() {
   nlohmann::json document = DefaultScenario();
   document["keys"].push_back({{"id", "new"}, {"key", std::string(64, 'b')}});
@@ -68,11 +68,11 @@ void Load(const nlohmann::json& document) {
 
 struct Case {
   const char* name;
-  void (*act)();                ///< throws when it fails
-  void (*prepare)() = nullptr;  ///< after the scenario was loaded
+  void (*act)();                ///< throws on failure
+  void (*prepare)() = nullptr;  ///< called after the scenario is loaded
 };
 
-/// For an operation that gives false.
+/// Throws if an operation returned false.
 void Require(bool done) {
   if (!done) {
     throw HostCtl::Lib::Quelt::QueltCtlException("refused");
@@ -98,13 +98,13 @@ void ReadSku() {
 void SetCredential() { Require(QueltConfigStore().SetIloAuth("x", "y")); }
 
 constexpr Case kCases[] = {
-    // Unlike a reader, a writer looks at the file each time.
+    // Unlike a reader, a writer checks the file each time.
     {"first creation", [] { Store::Instance().Write([](Connection&) {}); }, RemoveState},
     {"opening", ReadSku, CloseConnections},
     {"setting of two rows", SetCredential},
     {"setting that does not fit a page",
      [] { Require(QueltConfigStore().SetPerfsvcHostConfigStore("a", std::string(50000, 'b'))); }},
-    {"change that is refused",
+    {"rejected change",
      [] {
        EXPECT_THROW(ZelCtl::Quelt::QueltUtil::RemoveKeyFromKeyCache("unknown"), std::exception);
      },
@@ -125,7 +125,7 @@ constexpr Case kCases[] = {
     {"scenario", [] { Load(DefaultScenario()); }},
     {"journal on", [] { SwitchJournal(true); }},
     {"setting while the journal is on", SetCredential, [] { SwitchJournal(true); }},
-    {"fault that is counted",
+    {"counted fault",
      [] {
        std::pair<std::string, std::string> credential;
        Require(!QueltConfigStore().GetIloAuth(credential));
@@ -137,7 +137,7 @@ struct Failure {
   const char* name;
   io::Call call;
   int error;
-  bool forGood;
+  bool permanent;
 };
 
 constexpr Failure kFailures[] = {
@@ -146,10 +146,10 @@ constexpr Failure kFailures[] = {
     {"open", io::Call::kOpen, EMFILE, false},      {"allocation", io::Call::kAllocate, 0, false},
 };
 
-/// What an operation came to: "" when it went well.
-std::string Outcome(const Case& each) {
+/// The error of an operation; "" if it succeeded.
+std::string Outcome(const Case& operation) {
   try {
-    each.act();
+    operation.act();
     return "";
   } catch (const HostCtl::Lib::Quelt::QueltCtlException& failure) {
     return failure.what();
@@ -158,9 +158,9 @@ std::string Outcome(const Case& each) {
   }
 }
 
-/// The whole state, as a process that has nothing to do with this one finds it.
+/// The whole state, as a new process reads it.
 std::string Inspected() {
-  // NOLINTNEXTLINE(cert-env33-c): the shell's own words are these
+  // NOLINTNEXTLINE(cert-env33-c): the command is constant
   FILE* const pipe = popen("/proc/$PPID/exe --inspect 2>&1", "r");
   std::string text;
   for (int byte = fgetc(pipe); byte != EOF; byte = fgetc(pipe)) {
@@ -169,24 +169,24 @@ std::string Inspected() {
   return pclose(pipe) == 0 ? text : "inspection failed: " + text;
 }
 
-/// What the operation came to with a failing call; nothing when there was no such call.
-std::optional<std::string> FailingOutcome(const Case& each, const Failure& failure, int nth) {
-  io::Fail(failure.call, nth, failure.error, failure.forGood);
-  const std::string outcome = Outcome(each);
+/// The operation's error when its nth call fails; nothing if it makes fewer calls.
+std::optional<std::string> FailingOutcome(const Case& operation, const Failure& failure, int nth) {
+  io::Fail(failure.call, nth, failure.error, failure.permanent);
+  const std::string outcome = Outcome(operation);
   const bool failed = io::Heal();
   EXPECT_TRUE(failed || outcome.empty()) << outcome;
   return failed ? std::optional(outcome) : std::nullopt;
 }
 
-/// The same in a child that dies at once; whatever went wrong is "failed".
-std::optional<std::string> DyingOutcome(const Case& each, const Failure& failure, int nth) {
-  enum Status { kWell, kFailed, kNoSuchCall, kBroken };
+/// The same in a child that exits without cleanup; any error is "failed".
+std::optional<std::string> DyingOutcome(const Case& operation, const Failure& failure, int nth) {
+  enum Status { kSucceeded, kFailed, kNoSuchCall, kBroken };
   const pid_t child = fork();
   if (child == 0) {
-    const auto outcome = FailingOutcome(each, failure, nth);
+    const auto outcome = FailingOutcome(operation, failure, nth);
     _exit(testing::Test::HasFailure() ? kBroken
           : !outcome                  ? kNoSuchCall
-          : outcome->empty()          ? kWell
+          : outcome->empty()          ? kSucceeded
                                       : kFailed);
   }
   int status = 0;
@@ -194,7 +194,7 @@ std::optional<std::string> DyingOutcome(const Case& each, const Failure& failure
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < kBroken) << status;
   return WEXITSTATUS(status) >= kNoSuchCall
              ? std::nullopt
-             : std::optional(WEXITSTATUS(status) == kWell ? "" : "failed");
+             : std::optional(WEXITSTATUS(status) == kSucceeded ? "" : "failed");
 }
 
 class IoFaults : public testing::TestWithParam<Case> {
@@ -243,8 +243,8 @@ TEST_P(IoFaults, EachOperationIsAtomicAndTheProcessContinues) {
         ++points;
         ExpectBeforeOrAfter(*outcome);
         if (!dying) {
-          // What may not last is not acknowledged. (In a child SQLite makes its log anew, and goes
-          // on when the folder cannot be synchronised.)
+          // A write that may not be durable is not acknowledged. (In a child SQLite recreates its
+          // log and continues if the folder cannot be synchronised.)
           EXPECT_TRUE(failure.call != io::Call::kSync || !outcome->empty());
           EXPECT_TRUE(outcome->empty() || *outcome == "refused" || *outcome == "out of memory" ||
                       outcome->starts_with(Folder()))
@@ -264,7 +264,7 @@ INSTANTIATE_TEST_SUITE_P(Operations, IoFaults, testing::ValuesIn(kCases),
 
 // --- the inspecting process ---------------------------------------------------------------------
 
-/// All tables but the journal, without what is drawn anew each time; the DEKs as they unwrap.
+/// Prints all tables but the journal, without random values; the DEKs unwrapped.
 int Inspect() {
   const std::string path = Store::Instance().path();
   if (!std::filesystem::exists(path)) {
@@ -309,7 +309,7 @@ int main(int argc, char** argv) {
     return quelt::Inspect();
   }
   testing::InitGoogleTest(&argc, argv);
-  // In memory where that can be: what is synchronised is not the point here.
+  // In memory if possible: this test does not depend on real synchronisation.
   std::string folder = access("/dev/shm", W_OK) == 0
                            ? "/dev/shm/quelt-io-XXXXXX"
                            : std::filesystem::temp_directory_path() / "quelt-io-XXXXXX";

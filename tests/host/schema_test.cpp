@@ -1,4 +1,4 @@
-// A file of an older version is brought up to date, all the way or not at all.
+// A file of an older version is upgraded completely or not at all.
 #include "embedded_host/store/schema.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,8 @@ constexpr const char* kSteps[] = {
     "CREATE TABLE agent (uuid TEXT); INSERT INTO agent VALUES ('a')",
     "ALTER TABLE agent ADD COLUMN port INTEGER NOT NULL DEFAULT 12321",
     "ALTER TABLE agent RENAME COLUMN uuid TO id",
-    "CREATE TABLE other (id TEXT); ALTER TABLE missing RENAME TO found",  // fails half-way
+    "CREATE TABLE other (id TEXT); ALTER TABLE missing RENAME TO found",  // the second statement
+                                                                          // fails
 };
 const SchemaSteps kAll = kSteps;
 

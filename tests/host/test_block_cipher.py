@@ -1,4 +1,4 @@
-"""Blocks on the embedded host: known answers, other implementations, threads, forks, left-overs."""
+"""Decryption on the embedded host: known answers, threads, forks, keys that remain in memory."""
 
 import hashlib
 import os
@@ -23,7 +23,7 @@ def xor(left, right):
 
 
 def encrypt(key, number, plain):
-    """XTS as IEEE 1619 defines it, over the single blocks of AES that the openssl command gives."""
+    """XTS as IEEE 1619 defines it, with AES blocks from the openssl command."""
     def aes(key, blocks):
         return subprocess.run(["openssl", "enc", "-aes-256-ecb", "-nopad", "-K", key.hex()],
                               input=blocks, stdout=subprocess.PIPE, check=True).stdout
@@ -53,7 +53,7 @@ class KnownAnswerTest(hosts.HostTestCase):
     def test_block_encrypted_by_another_implementation_decrypts_to_its_plaintext(self):
         for position in (0, 1, 2 ** 32, 2 ** 63, 2 ** 64 - 1):
             plain = stream(("plain", position), 2048)
-            # Halves that are equal are no key to encrypt with, but decrypt what others wrote.
+            # Equal halves are rejected for encryption, but must decrypt existing data.
             for dek in stream(("dek", position), 64), stream("half", 64)[:32] * 2:
                 block = encrypt(dek, position, plain)
                 self.assertEqual(pyquelt.Decrypt2kBlock(dek, position, block), plain)
@@ -82,7 +82,7 @@ class KnownAnswerTest(hosts.HostTestCase):
 class ForkTest(hosts.HostTestCase):
 
     def test_fork_during_the_first_block_does_not_block_the_child(self):
-        """The first use of OpenSSL takes milliseconds, the fork comes within them."""
+        """The first use of OpenSSL takes milliseconds; the process forks during it."""
         for turn in range(12):
             self.script("""
 import os, signal, sys, threading, time, pyquelt
@@ -105,10 +105,10 @@ KEY_ID = "the id of the key, long enough for a row to be recognised by its end"
 
 
 def in_memory(inverted):
-    """How often the bytes are in this process's memory. SQLite's rows don't count: SQLite frees
-    their buffers without wiping. In a row the key follows its id, of which only the end is left
-    where the buffer's beginning was overwritten; after an index record, built in a freed row's
-    buffer, it follows the id and the row's number."""
+    """Counts the occurrences of the bytes in this process's memory, without those in SQLite's
+    rows: SQLite frees their buffers without wiping them. In a row the key follows its id, whose
+    beginning may be overwritten. If SQLite built an index record in a freed row's buffer, the key
+    follows the id and the row's number."""
     end = KEY_ID[-8:].encode()
     ends = [end] + [end + bytes([number]) for number in range(1, 10)]
     found, *rows = occurrences(inverted, *(end.translate(INVERT) + inverted for end in ends))
@@ -131,12 +131,12 @@ def fail_to_cache(secret):
 
 
 @unittest.skipUnless(memory_search.POSSIBLE, "cannot read its own memory")
-class LeftOverTest(hosts.HostTestCase):
+class WipingTest(hosts.HostTestCase):
 
     def test_no_key_remains_in_memory(self):
         for call, size, begin, faulty in (
-                # The second half: a key schedule begins with it, the one for decrypting the first
-                # half does not.
+                # Search for the second half: its key schedule begins with the key itself; the
+                # schedule that decrypts with the first half does not.
                 (lambda secret: pyquelt.Decrypt2kBlock(secret, 0, bytes(2048)), 64, 32, ()),
                 (cache_and_remove, 32, 0, ()), (cache_and_remove, 3000, 0, ()),
                 (fail_to_cache, 32, 0, ("AddKeyToKeyCache", "--throw", "no")),
@@ -150,6 +150,6 @@ class LeftOverTest(hosts.HostTestCase):
             wipe(secret)
             self.assertEqual(in_memory(part), 0, (call, size))
             self.tool("heal")
-        # The search works. Only now: what it reads is itself left over in memory.
+        # Check the search itself last: the bytes that it reads remain in memory.
         found = part.translate(INVERT)
         self.assertGreaterEqual(in_memory(part), 1, found[:0])

@@ -27,12 +27,12 @@ SCENARIO = {
         {"name": "cloud", "uuid": UUIDS[3], "encrypted": True, "aws": {"wrappedDek": "ab" * 300}}],
     "kms": {"keys": {"kmip-a": ["kek-a"], "kmip-b": ["kek-b"], "c" * 256: ["far"]}}}
 
-# Calls that go before, the call that is refused, and why.
+# Preparing calls, the call that is rejected, and its reason.
 CLOUD_DEK = ('The DEK of disk "cloud" is not in the key cache, and the cloud KMS that could unwrap '
              'it cannot be reached from here')
 NO_DEK = 'The DEK of disk "secret" cannot be unwrapped: '
 TOO_LONG = "does not fit a disk's record: "
-REFUSED = [
+REJECTED = [
     ([], ("CacheKey", "id", "", b"x" * 4097), 'Key "id" has 4097 bytes; the key cache takes 4096'),
     ([], ("GetKeyFromKeyCache", "id"), 'Key "id" is not in the key cache'),
     ([], ("RemoveKey", "id"), 'Key "id" is not in the key cache'),
@@ -86,13 +86,13 @@ class CryptoTest(hosts.HostTestCase):
         self.assertEqual(self.dump(), before)
 
     def test_rejected_call_raises_its_reason_and_changes_nothing(self):
-        for before, refused, text in REFUSED:
+        for before, rejected, text in REJECTED:
             self.setUp()
-            for each in before:
-                call(*each)
+            for preparation in before:
+                call(*preparation)
             state = self.dump()
-            with self.subTest(before=before, refused=refused[0]):
-                self.assert_raises_exactly(ValueError, text, call, *refused)
+            with self.subTest(before=before, rejected=rejected[0]):
+                self.assert_raises_exactly(ValueError, text, call, *rejected)
                 self.assertEqual(self.dump(), state)
 
     def test_keys_and_identifiers_are_stored_unchanged(self):
@@ -173,7 +173,7 @@ class CryptoTest(hosts.HostTestCase):
                                        pyquelt.GetDekFromDisk, name)
         self.assert_unchanged_by("SetEncryptionEnabled", False)
         state = self.dump()
-        self.assertEqual(self.load(state), "")  # wrapped DEKs of disks that are off stay
+        self.assertEqual(self.load(state), "")  # unencrypted disks keep their wrapped DEKs
         self.assertEqual(self.dump(), state)
         pyquelt.SetEncryptionEnabled(True)
         self.assertNotEqual(pyquelt.GetDekFromDisk("plain"), old)

@@ -12,7 +12,7 @@ from hosts import outcome
 SKU = "QS-2240-AF"
 REFUSED = (ValueError, "Failed to get hardware sku from config store")
 
-# Reads the SKU once for each line of its input.
+# Reads the SKU once per input line.
 READER = """
 import pyquelt, sys
 for line in sys.stdin:
@@ -56,7 +56,7 @@ class FaultTest(hosts.HostTestCase):
             self.tool("fail", "SetIloAuth", *words)
             self.assertIsInstance(outcome(pyquelt.SetIloAuth, "a", "b"), tuple)
         self.assertEqual(outcome(pyquelt.GetIloAuth)[1], "Failed to get iLO credential")
-        # An operation that has no answer for it.
+        # An operation that has no result for a failure.
         self.tool("fail", "GetQueltPlugin")
         self.assertEqual(outcome(pyquelt.GetKekId)[1], "The host refused GetQueltPlugin")
 
@@ -80,7 +80,7 @@ class FaultTest(hosts.HostTestCase):
             self.tool("fail", "GetHardwareSku", "--throw", "turn %d" % turn)
             self.assertEqual(ask(), "turn %d" % turn)
             self.tool("heal")
-        # A lost control file is noticed when the state's files are looked at again.
+        # A deleted control file is noticed at the next check of the state's files.
         os.remove(hosts.STATE + "-control")
         self.tool("fail", "GetHardwareSku", "--throw", "found again")
         deadline = time.time() + 60
@@ -94,7 +94,7 @@ class FaultTest(hosts.HostTestCase):
         start = time.time()
         self.assertEqual(self.outcomes(1), [(ValueError, "late")])
         self.assertGreaterEqual(time.time() - start, 0.299)
-        # While a call of another process is late, this one reads, writes and forks.
+        # While a call of another process is delayed, this process reads, writes and forks.
         self.tool("fail", "GetHardwareSku", "--delay", "3600", "--times", 1)
         child = hosts.start_python("import pyquelt; pyquelt.GetHardwareSku()")
         while self.faults():

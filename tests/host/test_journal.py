@@ -1,4 +1,4 @@
-"""The journal: what it says of an operation, and that it changes nothing for the operation."""
+"""The journal records each operation and does not affect it."""
 
 import calendar
 import json
@@ -9,7 +9,7 @@ import pyquelt
 
 SECRET = "correct horse battery staple"
 
-# What a script does and how its last operation is recorded: operation, arguments, outcome, message.
+# A call, and the record of its last operation: operation, arguments, outcome, message.
 CALLS = [
     (lambda: pyquelt.GetHardwareSku(), "GetHardwareSku", {}, "answered", ""),
     (lambda: pyquelt.SetIloAuth(u"gr\u00fc\u00df", SECRET), "SetIloAuth",
@@ -30,7 +30,7 @@ CALLS = [
      {"first": "k", "second": 4096 * "v" + "... (5000 bytes)"}, "answered", ""),
 ]
 
-# Faults of an operation and how it is recorded then.
+# Options of a fault, and the recorded outcome and message.
 FAULTS = [
     (["--refuse"], "refused", "false"),
     (["--throw", "out of paper"], "threw", "out of paper"),
@@ -90,7 +90,7 @@ class JournalTest(hosts.HostTestCase):
         self.assertEqual([record["operation"] for record in self.records()],
                          ["GetQueltPlugin", "GetHostSystem", "GetUnicastAgentList"])
         self.assertIn("includeExtra=false", self.tool("journal", "show"))
-        # As if the bound were reached.
+        # Simulate that the maximum number of records is reached.
         hosts.sqlite(hosts.STATE, "UPDATE journal SET number = 100001 WHERE number = 3")
         pyquelt.GetHardwareSku()
         self.assertEqual([record["number"] for record in self.records()], [100001, 100002])
@@ -109,7 +109,7 @@ subprocess.check_call([sys.executable, '-c', 'import pyquelt; print(pyquelt.GetH
         self.assertEqual(self.records(), [])
 
     def test_fork_succeeds_while_threads_write_the_journal(self):
-        """A connection is in use while a thread forks."""
+        """The process forks while other threads use connections."""
         self.script("""
 import os, threading, pyquelt
 def work(times):

@@ -27,11 +27,11 @@ def text(name, end=".pem"):
 
 
 def make_certificate(name, extension, issuer="ca", validity=("-days", "2")):
-    """A key and its certificate, made with the openssl command."""
+    """Creates a key and its certificate with the openssl command."""
     key, request, certificate = (path(name, end) for end in (".key", ".csr", ".pem"))
     signed = (["-selfsign", "-keyfile", key] if issuer == name else
               ["-cert", path(issuer), "-keyfile", path(issuer, ".key")])
-    # "openssl ca" takes dates in the past; "openssl x509" from 3.5 on takes none.
+    # "openssl ca" accepts dates in the past; "openssl x509" rejects them from 3.5 on.
     settings = hosts.write("ca.cnf", "[ca]\ndefault_ca = it\n[it]\ndatabase = {0}/{1}\n"
                            "new_certs_dir = {0}\nrand_serial = yes\ndefault_md = sha256\n"
                            "copy_extensions = copy\npolicy = any\n[any]\n"
@@ -57,8 +57,8 @@ def setUpModule():
 
 @contextlib.contextmanager
 def server(serve):
-    """The port of a server that calls serve(connection) for each client; without it the system
-    takes connections and nobody answers."""
+    """Yields the port of a server that calls serve(connection) for each client. If `serve` is None,
+    clients can connect, but the server never responds."""
     listener = socket.socket()
     listener.bind(("127.0.0.1", 0))
     listener.listen(5)
@@ -75,17 +75,17 @@ def server(serve):
     try:
         yield listener.getsockname()[1]
     finally:
-        listener.shutdown(socket.SHUT_RDWR)  # ends the wait for clients too
+        listener.shutdown(socket.SHUT_RDWR)  # also interrupts accept()
         listener.close()
         thread.join()
 
 
 def tls(name, respond=kmip_peer.replay, client_ca=None, verify=ssl.CERT_REQUIRED, version=None):
-    """Serves TLS with this certificate: `respond` gets the KMIP request and gives the bytes to
-    send; None makes the server wait for the client to leave."""
+    """Serves TLS with this certificate: `respond` returns the bytes to send for a KMIP request.
+    If it is None, the server waits until the client disconnects."""
     context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
     context.load_cert_chain(path(name), path(name, ".key"))
-    # The interpreter's ssl module may be older than the names for these.
+    # An old ssl module has no names for these options.
     context.options |= {None: 0, "1.2": 0x20000000, "1.3": 0x08000000}[version]
     if client_ca:
         context.verify_mode = verify
@@ -111,7 +111,7 @@ def http_over_tls(client):
 
 
 def tls_without_certificate(client):
-    """Shakes hands in the way that asks nobody for a certificate."""
+    """Offers only anonymous ciphers, which need no certificate."""
     context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
     context.options |= getattr(ssl, "OP_NO_TLSv1_3", 0)
     context.set_ciphers("AECDH:@SECLEVEL=0")
@@ -141,7 +141,7 @@ class KmsTest(hosts.HostTestCase):
             trustedCertificates=["".join(certificates)] if bundle else certificates)}))
 
     def check(self, port, trusted=("ca",), seconds=20, client=None, **changes):
-        """What the check says about one server: "" if it is good."""
+        """The reason why the check rejects one server; "" if it is good."""
         server = one_server(port, **changes)
         self.load_kms(server, trusted=trusted, **({} if not client else {"clientCertificates": {
             "c": {"certificate": text(client), "key": text(client, ".key")}}}))
@@ -163,11 +163,11 @@ class KmsTest(hosts.HostTestCase):
         closed = "it closed the connection without a response"
         failed = kmip_peer.failed(3, "Who are you?")
         rejected = "it rejects the KMIP request: Authentication Not Successful (Who are you?)"
-        # What serves, the reason ("": it is good), changes of the configuration.
+        # The server, the reason ("" if it is good), changes to the configuration.
         for serve, reason, changes in [
                 (tls("good"), "", {}),
                 (tls("good"), "", {"trusted": ["other-ca", "ca"], "address": "localhost"}),
-                (tls("good"), "", {"trusted": ["good"]}),  # the server's own, without its authority
+                (tls("good"), "", {"trusted": ["good"]}),  # without its CA
                 (tls("good"), no_issuer, {"trusted": []}),
                 (tls("good"), no_issuer, {"trusted": ["other-ca", "expired"]}),
                 (tls("ca"), not_trusted + "self-signed certificate", {"trusted": ["other-ca"]}),
@@ -263,7 +263,7 @@ class KmsTest(hosts.HostTestCase):
                         self.assertEqual(self.check(port, client=client), reason)
 
     def test_environment_does_not_change_which_servers_are_trusted(self):
-        """Only what the host's own store holds is trusted; an empty one trusts nothing."""
+        """Only the certificates in the host's own store are trusted, none if it is empty."""
         settings = hosts.write(
             "openssl.cnf", "openssl_conf = a\n[a]\nssl_conf = b\n[b]\nsystem_default = c\n"
             "[c]\nVerifyMode = \nVerifyCAFile = %s\nMinProtocol = TLSv1\n"
@@ -337,7 +337,7 @@ class KmsTest(hosts.HostTestCase):
                 target=lambda: statuses.append(pyquelt.CheckKmsStatus("c", "key", 30)))
             thread.start()
             for i in range(5):
-                # A fork waits for threads that hold a connection to the state.
+                # A fork waits for threads that use a connection to the state.
                 child = os.fork()
                 if child == 0:
                     try:
@@ -346,7 +346,7 @@ class KmsTest(hosts.HostTestCase):
                         os._exit(0)
                 self.assertEqual(os.waitpid(child, 0)[1], 0)
             self.assertEqual((pyquelt.GetKekId(), statuses), ("4", []))
-        thread.join()  # the listener's end ends the check
+        thread.join()  # closing the listener ends the check
         self.assertFalse(statuses[0]["good"])
 
     def test_certificate_is_stored_once_and_in_pem_form(self):
@@ -372,14 +372,14 @@ class KmsTest(hosts.HostTestCase):
                    "\n".join(lines[:2] + lines[3:]), "\n".join(lines[:2] + ["%"] + lines[2:]),
                    good.replace("BEGIN CERTIFICATE-----", "BEGIN CERTIFICATE-----AAAA"),
                    key.replace("PRIVATE KEY", "CERTIFICATE"), lines[0] + "\n" + good)
-        # Damaged BEGIN and END lines: on their own these texts hold nothing that looks like one.
+        # Damaged BEGIN and END lines: alone, these texts contain nothing like a certificate.
         marks = (good[1:], good.replace("BEGIN", "BEGUN"), "\n".join(lines[1:]), key)
-        for bad, reason in (
+        for invalid, reason in (
                 [("", none), ("x", none)] + [(text, none) for text in marks]
                 + [(text, first) for text in damaged + ("\n".join(reversed(lines)),)]
                 + [(text + other, first) for text in damaged + marks]
                 + [(other + text, second) for text in damaged + marks]):
-            self.assert_raises_exactly(ValueError, reason, pyquelt.AddKmsTrustedCert, bad)
+            self.assert_raises_exactly(ValueError, reason, pyquelt.AddKmsTrustedCert, invalid)
         self.assertEqual(self.dump()["kms"]["trustedCertificates"], [text("ca")])
 
     def test_password_belongs_to_its_kek_and_cluster(self):

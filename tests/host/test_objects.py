@@ -40,7 +40,7 @@ class ObjectsTest(hosts.HostTestCase):
                       self.dump()["objects"])
 
     def test_rejected_change_raises_its_status_and_changes_nothing(self):
-        its = CreateObject(ufn="taken", cid=CID)
+        created = CreateObject(ufn="taken", cid=CID)
         before = pyquelt.GetHostInfo()
         full = before["logicalCapacity"]
         for text, function, args, keywords in (
@@ -56,14 +56,14 @@ class ObjectsTest(hosts.HostTestCase):
                 ("Limit exceeded", CreateObject, (), dict(size=-1)),
                 ("Not found", CreateObject, (), dict(groupUuid=UNKNOWN)),
                 ("Not found", DeleteObject, (UNKNOWN,), dict(force=True)),
-                ("Not found", DeleteObject, (its,), dict(cid=CID.replace("1", "2"))),
+                ("Not found", DeleteObject, (created,), dict(cid=CID.replace("1", "2"))),
                 ("Object has no healthy component", DeleteObject, (UNREACHABLE,), {}),
                 ("Busy", DeleteObject, (GROUP,), {})):
             with self.subTest(text, args=args, keywords=keywords):
                 self.assert_raises_exactly(RuntimeError, text, function, *args, **keywords)
         self.assertEqual(pyquelt.GetHostInfo(), before)
-        DeleteObject(its.upper(), cid=CID)
-        self.assertEqual(pyquelt.GetObjectExtAttrs([its]), {})
+        DeleteObject(created.upper(), cid=CID)
+        self.assertEqual(pyquelt.GetObjectExtAttrs([created]), {})
         CreateObject(ufn="taken")
 
     def test_force_deletes_a_group_without_its_members(self):

@@ -1,5 +1,5 @@
-"""Scenario documents: what is loaded is what is dumped, what is bad is refused, and the schema that
-editors use says what the loader does."""
+"""Scenario documents: loading and dumping preserves them, invalid ones are rejected, and the schema
+for editors agrees with the loader."""
 
 import collections
 import copy
@@ -21,10 +21,10 @@ EVERYTHING = read_json("data", "everything.json")
 DEFAULT = read_json("..", "..", "embedded_host", "scenario", "default_scenario.json")
 SCHEMA = read_json("..", "..", "docs", "scenario.schema.json")
 
-KINDS = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int}
+TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int}
 
-# Values of another kind than the schema's, and what the loader says of them.
-OTHER_KINDS = {"object": ([], "an object"), "array": ({}, "an array"), "string": (1, ""),
+# For each type a value of another type, and what the loader expects instead.
+OTHER_TYPES = {"object": ([], "an object"), "array": ({}, "an array"), "string": (1, ""),
                "boolean": (1, "true or false"), "integer": ("1", "an integer from {} to {}")}
 
 UUID = "33333333-aaaa-4bbb-8ccc-00000000000"
@@ -44,9 +44,9 @@ IN_A_GROUP = "the UUID of an object of class DPCONSISTENCYGROUP; such an object 
 FIELD = "a text of at most {} bytes, none of them zero"
 ONCE = "a name and a UUID that no other disk has"
 
-# The place, what is expected there, top-level keys. First texts that the schema refuses, too: more
-# of them are found by the schema itself.
-REFUSED = [
+# The place, what is expected there, top-level keys. The first rows are invalid by the schema too;
+# test_schema_and_loader_agree derives more of those from the schema.
+REJECTED = [
     ("/hardwareSku", "a text", {"hardwareSku": 1}),
     ("/secretsOmitted", "an array", {"secretsOmitted": True}),
     ("/secretsOmitted/1", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/~1", "keys"]}),
@@ -116,7 +116,7 @@ REFUSED = [
      {"objects": [dict(OBJECT, allocType="THICK", size=1 << 30)], "capacity": CAPACITY}),
 ]
 
-# Texts that are not even documents, and where that shows. The JSON library's reason follows.
+# Texts that are not valid JSON, and the reported place. The JSON library's reason follows.
 NOT_JSON = [
     ("", "line 1, column 1: "),
     ('{\n  "keys": [\n    {"id" "k"}', "line 3, column 13: "),
@@ -127,7 +127,7 @@ NOT_JSON = [
 
 
 def places(value, schema=SCHEMA, path=()):
-    """Every place of a document: its path, its value, its schema. Fails at an unknown key."""
+    """Yields the path, value and schema of every place of a document. Fails at an unknown key."""
     schema = SCHEMA["$defs"][schema["$ref"].split("/")[-1]] if "$ref" in schema else schema
     yield path, value, schema
     if isinstance(value, list):
@@ -140,8 +140,8 @@ def places(value, schema=SCHEMA, path=()):
 
 
 def fits(value, schema):
-    """What our schema uses of draft 2020-12."""
-    kind = KINDS[schema["type"]]
+    """Validates by the part of JSON Schema 2020-12 that our schema uses."""
+    kind = TYPES[schema["type"]]
     return (isinstance(value, kind) and isinstance(value, bool) == (kind is bool)
             and value in schema.get("enum", [value])
             and (kind is not str or re.search(schema.get("pattern", ""), value))
@@ -150,11 +150,11 @@ def fits(value, schema):
             and (kind is not dict or all(key in value for key in schema.get("required", []))))
 
 
-def refusals(value, schema):
-    """What the schema refuses at a place: another value, and what the loader says of it ("": what
-    it says of a text differs from place to place)."""
+def invalid_values(value, schema):
+    """Yields values that the schema rejects at a place, each with what the loader expects instead
+    ("" for texts, where that differs from place to place)."""
     kind, limits = schema["type"], (schema.get("minimum"), schema.get("maximum"))
-    other, expected = OTHER_KINDS[kind]
+    other, expected = OTHER_TYPES[kind]
     numbers = (limits[0] - 1, limits[1] + 1, 1.5) if kind == "integer" else ()
     texts = (value + "0", "?", "") if kind == "string" else ()
     for bad in (other,) + numbers + tuple(text for text in texts if not fits(text, schema)):
@@ -165,7 +165,7 @@ def refusals(value, schema):
 
 class ScenarioTest(hosts.HostTestCase):
 
-    def assert_refused(self, document, place, expected):
+    def assert_rejected(self, document, place, expected):
         line = self.load(document)
         start = "quelt-host: standard input: %s: expected " % place
         self.assertEqual(line, start + (expected or line[len(start):-1]) + "\n")
@@ -211,8 +211,8 @@ class ScenarioTest(hosts.HostTestCase):
 
     def test_rejects_an_invalid_document_and_names_the_place(self):
         before = self.dump()
-        for place, expected, changes in REFUSED:
-            self.assert_refused(changes, place, expected)
+        for place, expected, changes in REJECTED:
+            self.assert_rejected(changes, place, expected)
         for text, start in NOT_JSON:
             line = self.load(text)
             self.assertRegex(line, "^quelt-host: standard input: {}[^\n]*\n$".format(start))
@@ -236,7 +236,7 @@ class ScenarioTest(hosts.HostTestCase):
             kinds.add(kind)
 
     def check_place(self, path, place, value, schema):
-        """The loader refuses what the schema refuses there, and knows the same keys."""
+        """The loader rejects what the schema rejects there, and accepts the same keys."""
         def loaded(changed):
             documents = parent = copy.deepcopy([EVERYTHING])
             for key in path[:-1]:
@@ -244,8 +244,8 @@ class ScenarioTest(hosts.HostTestCase):
             parent[path[-1]] = changed
             return documents[0]
 
-        for changed, expected in refusals(value, schema):
-            self.assert_refused(loaded(changed), place or "the document", expected)
+        for changed, expected in invalid_values(value, schema):
+            self.assert_rejected(loaded(changed), place or "the document", expected)
         if "properties" in schema:
             known = self.load(loaded(dict(value, **{"?": 1}))).partition("instead: ")
             self.assertEqual(known[0], "quelt-host: standard input: %s/?: expected one of these "

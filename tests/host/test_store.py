@@ -1,5 +1,5 @@
-"""The state of the embedded host: where it lives, who may read it, what it refuses, and what its
-library shows to the linker. What happens under load stands in test_store_load.py.
+"""The state file of the embedded host: its path, permissions and validation; the library's exported
+symbols. test_store_load.py tests the state under load.
 """
 
 import glob
@@ -16,7 +16,7 @@ SKU = "QS-2240-AF"
 READ = "import pyquelt; print(pyquelt.GetHardwareSku())"
 WRITE = "import pyquelt; pyquelt.SetIloAuth('a', 'b')"
 
-# Reads all there is; what fails, fails with an exception.
+# Reads everything; a failure must be an exception, not a crash.
 READ_ALL = """
 import pyquelt
 for words in ("GetHostInfo", "GetT1DiskInfo", "GetKms", "GetQueltNetworkInfo",
@@ -32,12 +32,12 @@ SUFFIXES = ("", "-wal", "-shm", "-control")
 TEMPLATE = os.path.join(hosts.FOLDER, "template.db")
 ALL_IN_ONE_FILE = "; PRAGMA wal_checkpoint(TRUNCATE)"
 
-# What is done, by a shell or in SQL, to the state host.db; what is said after its path; the path
-# that is asked for, if another one.
+# A change to the state host.db, as a shell command or in SQL; the error text after the path; the
+# opened path if it is another one.
 RESET = "; to replace it with a new state: quelt-host reset --state {state}"
 NO_STATE = ": not a database of a Quelt host; move it away to create a state there"
 ODD_TABLES = ": its tables are not those of a Quelt host" + RESET
-REFUSED = [
+REJECTED = [
     ("echo hello >host.db", NO_STATE),
     (": >host.db", NO_STATE),
     ("rm host.db; mkfifo host.db", ": not a regular file"),
@@ -61,11 +61,10 @@ REFUSED = [
     ("ALTER TABLE fault RENAME TO mistake", ODD_TABLES),
     ("DROP TRIGGER object_takes_space", ODD_TABLES),
 ]
-# The same, for a user who may do less than root: read what root may read, wherever the interpreter
-# stands.
+# The same for another user. The capability lets it read the interpreter in any folder.
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
           "--inh-caps=-all,+dac_read_search", "--ambient-caps=-all,+dac_read_search"]
-REFUSED_TO_NOBODY = [
+REJECTED_FOR_NOBODY = [
     ("chown -R 65534 .; chmod 555 .", ": its folder cannot be written (Permission denied)"),
     (": >host.db-wal; chown -R 65534 .; chmod 555 .",
      ": its folder cannot be written (Permission denied)"),
@@ -74,7 +73,7 @@ REFUSED_TO_NOBODY = [
     ("chmod 1777 .", ": belongs to another user"),
 ]
 
-# What is loaded without a look at it, and read later.
+# Values that are validated only when they are read.
 ODD_VALUES = (
     "object SET class = 99", "object SET alloc_type = -1", "agent SET node_type = -2",
     "object SET uuid = x'00' WHERE class = 7",
@@ -91,7 +90,7 @@ def setUpModule():
 
 
 def contents(folder):
-    """Each file below the folder with its bytes; None for what is no file."""
+    """The bytes of each file below the folder; None for anything but a regular file."""
     found = {}
     for path in glob.glob(os.path.join(folder, "**"), recursive=True):
         found[path] = None
@@ -104,8 +103,8 @@ def contents(folder):
 class StateTest(hosts.HostTestCase):
 
     def state(self, change=":", name="host.db"):
-        """The path `name` in a folder of its own, where a state host.db stands, which was changed:
-        one that was made by a process that is gone, all of it in the one file."""
+        """The path `name` in a new folder with a changed state host.db. No process uses that state,
+        and its log is empty."""
         self.folder = self.fresh_folder()
         state = shutil.copy(TEMPLATE, self.folder + "/host.db")
         if change.split()[0].isupper():
@@ -118,7 +117,7 @@ class StateTest(hosts.HostTestCase):
     def test_reset_erases_secrets_from_the_files(self):
         pyquelt.SetIloAuth("a", "s3cr3t-w0rd")
         self.tool("reset")
-        # In another process: closing a file of the state here would drop SQLite's locks on it.
+        # In another process: closing a file of the state here would release SQLite's locks on it.
         self.assertEqual(self.script(
             "import glob, sys\n"
             "for path in glob.glob(sys.argv[1] + '*'):\n"
@@ -135,7 +134,7 @@ class StateTest(hosts.HostTestCase):
             modes = {os.path.relpath(path, top): stat.S_IMODE(os.stat(path).st_mode)
                      for path in contents(os.path.join(top, "a"))}
             self.assertEqual(modes, expected)
-            for suffix in SUFFIXES:  # as after a copy: the next process mends it
+            for suffix in SUFFIXES:  # as after a copy; the next process restores them
                 os.chmod(state + suffix, 0o666)
             self.script(READ, state=state)
 
@@ -184,7 +183,7 @@ for path in glob.glob(os.environ['QUELT_HOST_STATE'] + sys.argv[1]):
     os.remove(path)
 pyquelt.SetPerfsvcHostConfigStore('new', 'new')
 """
-        for removed in ("*", ""):  # everything; the database without its log
+        for removed in ("*", ""):  # all files; the database without its log
             self.script(script, removed, state=state)
             self.assertEqual(
                 self.script("import pyquelt; print(pyquelt.GetPerfsvcHostConfigStore()['new'])",
@@ -192,26 +191,26 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
             result = hosts.run_python("import pyquelt; pyquelt.GetIloAuth()", state=state)
             self.assertIn("ValueError: Failed to get iLO credential", result.err)
 
-    def refused(self, state, reason, script=READ, user=(), **options):
-        """A script gets an error that names the file and the reason; nothing has changed."""
+    def assert_rejected(self, state, reason, script=READ, user=(), **options):
+        """A script fails with an error that names the file and the reason; no file changes."""
         before = contents(self.folder)
         result = hosts.run(list(user) + hosts.PYTHON + [script], state=state, **options)
-        # Where lines are counted, somebody else cannot write the counts, and that is said, too.
-        said = [line for line in result.err.splitlines() if not line.startswith("profiling:")]
-        self.assertEqual((result.code, said[-1:]),
+        # With coverage enabled, another user cannot write the profile, which is reported too.
+        errors = [line for line in result.err.splitlines() if not line.startswith("profiling:")]
+        self.assertEqual((result.code, errors[-1:]),
                          (1, ["ValueError: " + state + reason.format(size=len(state),
                                                                      state=state)]))
         after = contents(self.folder)
-        for beside in SUFFIXES[1:]:  # not the state
+        for suffix in SUFFIXES[1:]:  # files beside the state may change
             for found in before, after:
-                found.pop(state + beside, None)
+                found.pop(state + suffix, None)
         self.assertEqual(after, before)
 
     def test_rejects_an_unsafe_or_foreign_file_and_leaves_it_unchanged(self):
-        for change, reason, *name in REFUSED:
+        for change, reason, *name in REJECTED:
             with self.subTest(change, reason=reason):
-                self.refused(self.state(change, *name), reason)
-        # A folder like the one for temporary files will do.
+                self.assert_rejected(self.state(change, *name), reason)
+        # A folder with the sticky bit, like /tmp, is safe.
         self.assertEqual(self.script(READ, state=self.state("chmod 1777 .")), SKU + "\n")
 
     def test_older_state_is_migrated(self):
@@ -221,24 +220,24 @@ pyquelt.SetPerfsvcHostConfigStore('new', 'new')
         self.assertEqual(hosts.sqlite(state, "PRAGMA user_version"), [[2]])
 
     def test_reset_replaces_a_damaged_state_and_nothing_else(self):
-        for change, reason, *name in REFUSED:
+        for change, reason, *name in REJECTED:
             if RESET in reason:
                 state = self.state(change)
                 self.assertEqual(hosts.quelt_host("reset", state=state),
                                  (0, "", "The damaged state was replaced with a new one.\n"))
                 self.assertEqual(self.script(READ, state=state), SKU + "\n")
-        # Only a page that reset has to change, not one that opening reads.
+        # Opening does not read the damaged page; reset changes it.
         state = self.state("truncate -s 50000 host.db")
         self.assertEqual(hosts.quelt_host("reset", state=state).code, 0)
         state = self.state("echo hello >host.db")
         self.assertEqual(hosts.quelt_host("reset", state=state),
                          (1, "", "quelt-host: " + state + NO_STATE + "\n"))
 
-    @unittest.skipUnless(hosts.can_run(NOBODY + ["true"]), "needs root, who may be another user")
+    @unittest.skipUnless(hosts.can_run(NOBODY + ["true"]), "only root can run as another user")
     def test_rejects_a_file_or_folder_of_another_user(self):
-        for change, reason, *name in REFUSED_TO_NOBODY:
+        for change, reason, *name in REJECTED_FOR_NOBODY:
             with self.subTest(change, reason=reason):
-                self.refused(self.state(change, *name), reason, user=NOBODY)
+                self.assert_rejected(self.state(change, *name), reason, user=NOBODY)
 
     def test_untrusted_state_is_read_or_rejected_without_a_crash(self):
         for change in ODD_VALUES:
@@ -271,8 +270,8 @@ for _ in range(2):
             state)
         self.assertEqual(holder.stdout.readline(), "held\n")
         self.assertEqual(self.script(READ, state=state), SKU + "\n")
-        self.refused(state, ": waited 1 s for another writer to finish", WRITE,
-                     env={"QUELT_HOST_WAIT": "1"})
+        self.assert_rejected(state, ": waited 1 s for another writer to finish", WRITE,
+                             env={"QUELT_HOST_WAIT": "1"})
         holder.communicate("\n")
         self.script(WRITE, state=state)
 

@@ -1,5 +1,4 @@
-"""The state under load: many processes and threads, forks, sudden ends.
-"""
+"""The state under load: many processes and threads, forks, killed processes."""
 
 import os
 import random
@@ -18,13 +17,13 @@ STEPS = deep.full(100, otherwise=15)
 FORKS = deep.full(1000, otherwise=20)
 KILLS = deep.full(1000, otherwise=10)
 
-# What no half done operation leaves as it should be: the database itself, and the host's space.
+# What a partial operation would leave inconsistent: the database and the host's space.
 SOUND = ("SELECT (SELECT group_concat(integrity_check) FROM pragma_integrity_check),"
          " (SELECT count(*) FROM pragma_foreign_key_check),"
          " objects - (SELECT count(*) FROM object),"
          " allocated - (SELECT total(allocated) FROM object) FROM space")
 
-# In each round several children start at once, create a state and use it; none leaves a file.
+# In each round several children concurrently create a state and use it; none leaves other files.
 CREATE = """
 import os, pyquelt, sys
 def child(number):
@@ -47,7 +46,7 @@ for turn in range(int(sys.argv[2])):
     assert files == ['host.db', 'host.db-control', 'host.db-shm', 'host.db-wal'], files
 """
 
-# Forks while its actors work; the children work, too. No descriptor may pile up on either side.
+# Forks while its threads work; the children work too. Neither side may accumulate descriptors.
 FORK = """
 import mixed_work, os, pyquelt, sys, threading
 def is_sound():
@@ -68,20 +67,20 @@ for turn in range(int(sys.argv[2])):
 stop.set(); work.join()
 """
 
-# Asks in the last moment before a fork, after the host library has prepared for it: handlers of a
-# fork run in the opposite order of their coming.
+# Lists the open files immediately before a fork, after the host library's own handler: handlers run
+# in the reverse order of their registration.
 AT_FORK = """
 import ctypes, os, sys
-def of_the_state():
+def open_state_files():
     paths = ['/proc/self/fd/' + name for name in os.listdir('/proc/self/fd')]
     return sorted({os.readlink(path) for path in paths if os.path.islink(path)
                    and os.readlink(path).startswith(sys.argv[1])})
 at_fork = []
-handler = ctypes.CFUNCTYPE(None)(lambda: at_fork.append(of_the_state()))
+handler = ctypes.CFUNCTYPE(None)(lambda: at_fork.append(open_state_files()))
 assert ctypes.CDLL(None).__register_atfork(handler, None, None, None) == 0
 import pyquelt
 pyquelt.SetIloAuth('a', 'b')
-held = of_the_state()
+held = open_state_files()
 pid = os.fork() or os._exit(0)
 os.waitpid(pid, 0)
 assert held and at_fork == [[]], (held, at_fork)
@@ -100,14 +99,14 @@ class LoadTest(hosts.HostTestCase):
         return hosts.start_python(RUN, self.folder, str(steps), *names)
 
     def check(self, names=None):
-        """Nothing that these actors (or all), which have ended, have on record is lost, and nothing
-        is half done. Their records begin anew with what is there."""
+        """Checks that no recorded write of these actors (or of all) is lost and none is partial.
+        The actors have ended. Their records restart with the current state."""
         dump = self.dump()
         there = mixed_work.owned(dump)
         for name in names or os.listdir(self.folder):
             path = os.path.join(self.folder, name)
             facts, pending = mixed_work.replay(path)
-            with open(path, "a+") as log:  # who is killed at once has none yet
+            with open(path, "a+") as log:  # an actor that was killed early has none
                 log.seek(0)
                 self.acknowledged += sum(line[0] == "!" for line in log)
             mine = {fact for fact in there if fact.split("/")[1][:-2] == name}
@@ -145,7 +144,7 @@ class LoadTest(hosts.HostTestCase):
         deep.figure("{} processes of {} threads: {} acknowledged writes in {:.0f} s, none lost, "
                     "none refused", PROCESSES, THREADS, self.acknowledged, time.time() - begin)
 
-    def test_no_file_of_the_state_is_open_at_a_fork(self):
+    def test_no_file_open_state_files_is_open_at_a_fork(self):
         self.script(AT_FORK, hosts.STATE)
 
     def test_fork_during_calls_loses_no_write(self):
@@ -155,9 +154,9 @@ class LoadTest(hosts.HostTestCase):
                     self.acknowledged)
 
     def test_acknowledged_writes_survive_kill_and_none_is_partial(self):
-        """Now and then all are killed at once: the next one finds no process at the state."""
+        """Sometimes all are killed together; then the next process has the state to itself."""
         names = [["k%d.%d" % (number, thread) for thread in range(2)] for number in range(4)]
-        running = [self.start(each) for each in names]
+        running = [self.start(actors) for actors in names]
         kills = 0
         while kills < KILLS:
             victims = range(4) if random.random() < .1 else [random.randrange(4)]
@@ -180,7 +179,7 @@ class LoadTest(hosts.HostTestCase):
                     "lost, none half done", kills, self.acknowledged)
 
     def await_work(self, names, process):
-        """It has begun: its log grows."""
+        """Waits until the process has begun to work: its log grows."""
         def size():
             paths = [os.path.join(self.folder, name) for name in names]
             return sum(os.stat(path).st_size for path in paths if os.path.exists(path))

@@ -10,7 +10,7 @@ AGENT = {"addr": "192.0.2.7", "uuid": "u", "port": 1}
 
 
 def all_agents(include_extra=False):
-    """Every listed agent, in the order of a node."""
+    """All listed agents; those of one UUID in their order."""
     return [agent for agents in pyquelt.GetUnicastAgents(include_extra).values()
             for agent in agents]
 
@@ -45,7 +45,7 @@ class UnicastTest(hosts.HostTestCase):
                              ("::", "::"), ("1::", "1::"), ("FE80:0:0:0:0:0:0:1", "fe80::1"),
                              ("::ffff:192.0.2.7", "::ffff:192.0.2.7")):
             pyquelt.AddUnicastAgent(text)
-            # Written otherwise it is the same agent.
+            # Another spelling of the address is the same agent.
             self.assertEqual([agent["address"] for agent in all_agents()], [normal])
             pyquelt.RemoveUnicastAgent(normal)
         for text in ("", " ", "192.0.2", "192.0.2.256", "192.0.2.7 ", "0x7f.0.0.1", "192.0.2.07",
@@ -54,25 +54,25 @@ class UnicastTest(hosts.HostTestCase):
                                        pyquelt.AddUnicastAgent, text)
 
     def test_rejects_a_duplicate_and_the_removal_of_an_unknown_agent(self):
-        def refused(verb, reason, function, **more):
+        def assert_fails(verb, reason, function, **more):
             with self.assertRaisesRegex(RuntimeError, r"^Failed to {} unicast agent \(.*\): {} {}$"
                                         .format(verb, NAME, reason)):
                 function(**dict(AGENT, **more))
 
-        refused("remove", "does not exist", pyquelt.RemoveUnicastAgent)
+        assert_fails("remove", "does not exist", pyquelt.RemoveUnicastAgent)
         pyquelt.AddUnicastAgent(type="node", hostname="first", **AGENT)
-        # Its type and texts are properties: they make no other agent.
-        refused("add", "already exists", pyquelt.AddUnicastAgent, type="witness")
+        # Type and texts don't identify an agent.
+        assert_fails("add", "already exists", pyquelt.AddUnicastAgent, type="witness")
         self.assertEqual(hostnames(False), ["first"])
         for other in ({"addr": "192.0.2.8"}, {"uuid": "v"}, {"port": 2}):
             pyquelt.AddUnicastAgent(**dict(AGENT, **other))
-        refused("remove", "is not a witness", pyquelt.RemoveUnicastAgent, replaceWitness=True)
+        assert_fails("remove", "is not a witness", pyquelt.RemoveUnicastAgent, replaceWitness=True)
         pyquelt.RemoveUnicastAgent(type="metadata", **AGENT)
-        refused("remove", "does not exist", pyquelt.RemoveUnicastAgent)
+        assert_fails("remove", "does not exist", pyquelt.RemoveUnicastAgent)
         self.assertEqual(len(all_agents()), 3)
 
     def test_recorded_agent_is_listed_once_and_only_on_request(self):
-        for change, agents, all_there_are in (
+        for change, agents, all_agents_expected in (
                 (lambda: pyquelt.SetUnicastInfoInConfigStore(hostname="one", **AGENT),
                  [], ["one", "recorded"]),
                 (lambda: pyquelt.SetUnicastInfoInConfigStore(hostname="two", **AGENT),
@@ -82,11 +82,11 @@ class UnicastTest(hosts.HostTestCase):
                 (lambda: pyquelt.RemoveUnicastAgent(**AGENT), [], ["recorded", "two"]),
                 (lambda: pyquelt.AddUnicastAgent(hostname="member", **AGENT),
                  ["member"], ["member", "recorded"]),
-                # A replaced witness is forgotten by the configuration store too.
+                # A replaced witness is also removed from the configuration store.
                 (lambda: pyquelt.RemoveUnicastAgent(replaceWitness=True, **AGENT),
                  [], ["recorded"])):
             change()
-            self.assertEqual((hostnames(False), hostnames(True)), (agents, all_there_are))
+            self.assertEqual((hostnames(False), hostnames(True)), (agents, all_agents_expected))
 
     def test_answers_without_a_cluster_and_with_many_agents(self):
         self.load({"agents": [{"uuid": "u", "type": "witness", "address": "192.0.2.7", "port": port}
