@@ -12,8 +12,7 @@ constexpr const char* kSteps[] = {
     "CREATE TABLE agent (uuid TEXT); INSERT INTO agent VALUES ('a')",
     "ALTER TABLE agent ADD COLUMN port INTEGER NOT NULL DEFAULT 12321",
     "ALTER TABLE agent RENAME COLUMN uuid TO id",
-    "CREATE TABLE other (id TEXT); ALTER TABLE missing RENAME TO found",  // the second statement
-                                                                          // fails
+    "CREATE TABLE other (id TEXT); ALTER TABLE missing RENAME TO found",  // rolled back
 };
 const SchemaSteps kAll = kSteps;
 

@@ -200,7 +200,7 @@ class KmsTest(hosts.HostTestCase):
             with self.subTest(reason, changes=changes), server(serve) as port:
                 self.assertEqual(self.check(port, **changes), reason)
 
-    def test_rejects_a_malformed_or_failed_kmip_response(self):
+    def test_server_is_good_only_after_a_well_formed_kmip_response(self):
         item, response, failed = kmip_peer.item, kmip_peer.response, kmip_peer.failed
         version, stamp, count = kmip_peer.VERSION, kmip_peer.TIME, kmip_peer.COUNT
         operation, success = kmip_peer.OPERATION, kmip_peer.SUCCESS

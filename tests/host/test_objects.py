@@ -66,7 +66,7 @@ class ObjectsTest(hosts.HostTestCase):
         self.assertEqual(pyquelt.GetObjectExtAttrs([created]), {})
         CreateObject(ufn="taken")
 
-    def test_force_deletes_a_group_without_its_members(self):
+    def test_force_deletes_an_unreachable_object_and_a_group_but_no_members(self):
         for uuid in UNREACHABLE, GROUP:
             self.assertIsNone(DeleteObject(uuid, force=True))
         self.assertEqual(list(pyquelt.GetObjectExtAttrs([UNREACHABLE, GROUP, MEMBER])), [MEMBER])

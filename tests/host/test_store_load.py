@@ -142,9 +142,9 @@ class LoadTest(hosts.HostTestCase):
             self.check()
             rounds += 1
         deep.figure("{} processes of {} threads: {} acknowledged writes in {:.0f} s, none lost, "
-                    "none refused", PROCESSES, THREADS, self.acknowledged, time.time() - begin)
+                    "none failed", PROCESSES, THREADS, self.acknowledged, time.time() - begin)
 
-    def test_no_file_open_state_files_is_open_at_a_fork(self):
+    def test_no_file_of_the_state_is_open_at_a_fork(self):
         self.script(AT_FORK, hosts.STATE)
 
     def test_fork_during_calls_loses_no_write(self):
@@ -176,7 +176,7 @@ class LoadTest(hosts.HostTestCase):
             process.communicate()
         self.check()
         deep.figure("{} times kill -9 among 4 writing processes: {} acknowledged writes, none "
-                    "lost, none half done", kills, self.acknowledged)
+                    "lost, none partial", kills, self.acknowledged)
 
     def await_work(self, names, process):
         """Waits until the process has begun to work: its log grows."""
