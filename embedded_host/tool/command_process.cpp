@@ -135,8 +135,8 @@ void Supervise(int owner, std::vector<std::string> command) {
     sigset_t all{};
     sigemptyset(&all);
     sigprocmask(SIG_SETMASK, &all, nullptr);
-    signal(WTERMSIG(outcome.status), SIG_DFL);
-    raise(WTERMSIG(outcome.status));
+    (void)signal(WTERMSIG(outcome.status), SIG_DFL);
+    (void)raise(WTERMSIG(outcome.status));
   }
   _exit(WEXITSTATUS(outcome.status));
 }
