@@ -37,7 +37,7 @@ class TableComparison {
   TableComparison(Connection& db, const std::string& table) : table_(table) {
     const std::string columns = "SELECT name FROM pragma_table_info('" + table + "', 'main')";
     for (const std::string& key : Texts(db, columns + " WHERE pk > 0")) {
-      same_ += "b." + key + " = a." + key + " AND ";
+      same_.append("b.").append(key).append(" = a.").append(key).append(" AND ");
     }
     std::string left;
     std::string right;
