@@ -19,7 +19,7 @@ class ScriptedInterface final : public QueltZelNicConfig2, LiveObject {
  public:
   ScriptedInterface(json values, std::size_t position)
       : values_(std::move(values)), position_(position) {}
-  ~ScriptedInterface() override { Answer("~QueltZelNicConfig", position_); }
+  ~ScriptedInterface() override { RecordRelease("~QueltZelNicConfig", position_); }
 
   std::string GetZelnicName() const override { return Text("GetZelnicName"); }
   std::string GetIfaceUuid() const override { return Text("GetIfaceUuid"); }
@@ -63,7 +63,7 @@ class ScriptedInterface final : public QueltZelNicConfig2, LiveObject {
 
 class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, LiveObject {
  public:
-  ~ScriptedHostSystem() override { Answer("~HostSystem"); }
+  ~ScriptedHostSystem() override { RecordRelease("~HostSystem"); }
 
   std::vector<std::unique_ptr<QueltZelNicConfig2>> GetZelNicConfigs() override {
     std::vector<std::unique_ptr<QueltZelNicConfig2>> interfaces;
@@ -111,7 +111,7 @@ class ScriptedHostSystem final : public HostCtl::Quelt::HostSystem, LiveObject {
       return nullptr;
     }
     struct RecordedConfig : ClusterConfig, LiveObject {
-      ~RecordedConfig() { Answer("~ClusterConfig"); }
+      ~RecordedConfig() { RecordRelease("~ClusterConfig"); }
     };
     auto config = std::make_shared<RecordedConfig>();
     config->enabled = answer.Returns(false);
@@ -201,7 +201,7 @@ namespace HostCtl::Quelt {
 QueltPlugin::QueltPlugin() { ++scripted::liveObjects; }
 QueltPlugin::~QueltPlugin() {
   --scripted::liveObjects;
-  Answer("~QueltPlugin");
+  scripted::RecordRelease("~QueltPlugin");
 }
 
 std::unique_ptr<HostSystem> QueltPlugin::GetHostSystem() {

@@ -54,7 +54,7 @@ bool ObjLib_Init() {
 }
 void ObjLib_Exit() noexcept {
   --scripted::liveObjects;
-  Answer("ObjLib_Exit");
+  scripted::RecordRelease("ObjLib_Exit");
 }
 
 char* ObjLib_GetURIPrefix(int selector) {
@@ -77,10 +77,10 @@ int ObjLib_GetExtParams(const char* path, int flags, ObjLibExtParams** params) {
 
 void ObjLib_FreeExtParams(ObjLibExtParams** params) noexcept {
   if (LiveParams().erase(*params) == 0) {
-    const Answer unknown("ObjLib_FreeExtParams", "not live");
+    scripted::RecordRelease("ObjLib_FreeExtParams", "not live");
     return;
   }
-  const Answer released("ObjLib_FreeExtParams", (*params)->objClass);
+  scripted::RecordRelease("ObjLib_FreeExtParams", (*params)->objClass);
   delete static_cast<Params*>(*params);
   *params = nullptr;
 }

@@ -44,12 +44,16 @@ bool IsGilHeld() {
 
 void WaitForCounter(const char* operation, double seconds) {
   State& state = GetState();
+  const volatile long* const counter = state.counter;
+  if (counter == nullptr) {
+    throw std::logic_error("\"watch\" needs a counter");
+  }
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  const long enough = *state.counter + 100;
-  while (*state.counter < enough && std::chrono::steady_clock::now() < end) {
+  const long enough = *counter + 100;
+  while (*counter < enough && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  if (*state.counter >= enough) {
+  if (*counter >= enough) {
     const std::lock_guard lock(state.mutex);
     state.Record("moved", operation);
   }

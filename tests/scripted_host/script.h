@@ -21,6 +21,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <exception>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <type_traits>
@@ -153,5 +154,16 @@ class Answer {
 
   json answer_;
 };
+
+/// Records the call of a destructor or of another function that must not throw; ends the process
+/// if that fails.
+template <typename... Arguments>
+void RecordRelease(const char* operation, const Arguments&... arguments) noexcept {
+  try {
+    const Answer answer(operation, arguments...);
+  } catch (...) {
+    std::terminate();
+  }
+}
 
 }  // namespace scripted
