@@ -3,6 +3,9 @@
 #:                 a virtual environment (needs the Python package index) or in a minimal Debian
 #:                 (needs root and a Debian mirror; otherwise the package is only unpacked)
 
+# shellcheck source=scripts/minimal_debian.sh
+source scripts/minimal_debian.sh
+
 readonly DIST=$PWD/$BUILD/dist PACKAGE=$PWD/$BUILD/package
 
 # test_installed COMMAND…: tests an installed pyquelt from a folder other than the source folder.
@@ -65,26 +68,6 @@ package_wheel() {
 
 # --- the Debian package -------------------------------------------------------------------------
 
-# Creates the archive of a minimal Debian of this release with Python, unless it exists, and prints
-# its path.
-minimal_debian() {
-    local codename mirror archive root=$PACKAGE/bootstrap
-    codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
-    archive=$PACKAGE/debian-$codename.tar
-    [[ -f $archive ]] || {
-        # shellcheck disable=SC2016 # for apt-get
-        mirror=$(apt-get indextargets --format '$(REPO_URI)' "Codename: $codename" \
-            "Component: main" "Created-By: Packages" | head -n 1)
-        rm -rf --one-file-system "$root"
-        debootstrap --variant=minbase --include=python3 "$codename" "$root" "$mirror" \
-            >"$PACKAGE/debootstrap.log" 2>&1 || return 1
-        tar -C "$root" --one-file-system --exclude=./proc/* --exclude=./sys/* -cf "$archive.part" . &&
-            mv "$archive.part" "$archive"
-        rm -rf --one-file-system "$root"
-    }
-    echo "$archive"
-}
-
 test_deb_unpacked() { # test_deb_unpacked DEB
     local root=$PACKAGE/unpacked
     say "$2: testing the Debian package unpacked"
@@ -96,28 +79,28 @@ test_deb_unpacked() { # test_deb_unpacked DEB
 }
 
 test_deb() { # test_deb DEB
-    local archive="" root=$PACKAGE/root before reason="Not root"
+    local codename archive="" root=$SYSTEMS/package before reason="Not root"
+    codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
     if [[ $(id -u) == 0 ]]; then
-        reason="Cannot create a minimal Debian (see $PACKAGE/debootstrap.log)"
-        archive=$( (ensure_packages debootstrap >&2) && minimal_debian) || archive=""
+        reason="Cannot create a minimal Debian (see $SYSTEMS/$codename-python3.log)"
+        archive=$( (ensure_packages debootstrap >&2) && debian_archive "$codename" python3) ||
+            archive=""
     fi
     if [[ ! $archive ]]; then
         test_deb_unpacked "$1" "$reason"
         return
     fi
-    say "Testing the Debian package in a minimal Debian"
-    rm -rf --one-file-system "$root"
-    mkdir -p "$root"
-    tar -C "$root" -xf "$archive"
+    say "Testing the Debian package in a minimal Debian $codename"
+    new_debian "$archive" "$root"
     before=$(files_of "$root" | grep -v /var/)
     cp "$1" "$root/tmp/"
-    chroot "$root" dpkg -i "/tmp/${1##*/}" >"$PACKAGE/dpkg.log" 2>&1 || {
+    in_debian "$root" dpkg -i "/tmp/${1##*/}" >"$PACKAGE/dpkg.log" 2>&1 || {
         cat "$PACKAGE/dpkg.log"
         fail "the Debian package cannot be installed"
     }
     rm "$root/tmp/${1##*/}"
-    INSTALLED_DOCS=/usr/share/doc/pyquelt test_installed chroot "$root" env -i PATH=/usr/sbin:/usr/bin
-    chroot "$root" dpkg --purge pyquelt >>"$PACKAGE/dpkg.log" 2>&1
+    INSTALLED_DOCS=/usr/share/doc/pyquelt test_installed in_debian "$root"
+    in_debian "$root" dpkg --purge pyquelt >>"$PACKAGE/dpkg.log" 2>&1
     diff <(echo "$before") <(files_of "$root" | grep -v /var/) ||
         fail "removing the Debian package leaves files"
     rm -rf --one-file-system "$root"
