@@ -113,18 +113,30 @@ void ClearJournal() {
   Store::Instance().Write([](Connection& db) { db.Execute("DELETE FROM journal"); });
 }
 
-std::vector<JournalRecord> ReadJournal() {
-  return Store::Instance().Read([](Connection& db) {
-    std::vector<JournalRecord> records;
+std::vector<JournalRecord> JournalReader::ReadNew() {
+  std::vector<JournalRecord> records = Store::Instance().Snapshot([&](Connection& db) {
+    // Without its last record, the journal was cleared, or has only newer records.
+    const bool continues =
+        !last_time_ ||
+        db.Query("SELECT 1 FROM journal WHERE number = ? AND time = ?", last_, *last_time_).Next();
+    std::vector<JournalRecord> found;
     Rows rows = db.Query(
         "SELECT number, time, process, operation, arguments, outcome, message, duration "
-        "FROM journal ORDER BY number");
+        "FROM journal WHERE number > ? ORDER BY number",
+        continues ? last_ : 0);
     while (rows.Next()) {
-      records.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Text(3),
-                         rows.Text(4), rows.Text(5), rows.Text(6), rows.Integer(7)});
+      found.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Text(3),
+                       rows.Text(4), rows.Text(5), rows.Text(6), rows.Integer(7)});
     }
-    return records;
+    return found;
   });
+  if (!records.empty()) {
+    last_ = records.back().number;
+    last_time_ = records.back().time;
+  }
+  return records;
 }
+
+std::vector<JournalRecord> ReadJournal() { return JournalReader().ReadNew(); }
 
 }  // namespace quelt

@@ -86,6 +86,21 @@ class JournalEntry {
 void SwitchJournal(bool on);
 void ClearJournal();
 
+/// Reads the journal in steps.
+class JournalReader {
+ public:
+  /// Starts with the first record whose number is greater than `after`.
+  explicit JournalReader(std::int64_t after = 0) : last_(after) {}
+
+  /// The records that were written since the previous call, sorted by number. If the journal was
+  /// cleared in the meantime, numbers start again at 1.
+  std::vector<JournalRecord> ReadNew();
+
+ private:
+  std::int64_t last_;                      ///< the number of the last record
+  std::optional<std::int64_t> last_time_;  ///< its time, once a record has been read
+};
+
 /// All records, sorted by number.
 std::vector<JournalRecord> ReadJournal();
 

@@ -46,14 +46,21 @@ ordered_json RecordJson(const JournalRecord& record) {
           {"duration", static_cast<double>(record.duration) / 1e6}};
 }
 
+JournalTable::JournalTable()
+    : table_({">NO", "TIME", ">PROCESS", ">DURATION", "OPERATION", "ARGUMENTS", "OUTCOME"}) {}
+
+void JournalTable::Add(const JournalRecord& record) {
+  const std::string message = record.message.empty() ? "" : ": " + Printable(record.message);
+  table_.Add({std::to_string(record.number), TimeText(record.time, "%H:%M:%S", false),
+              std::to_string(record.process), SecondsText(record.duration), record.operation,
+              ArgumentsLine(record.arguments), record.outcome + message});
+}
+
 void PrintJournal(const std::vector<JournalRecord>& records, std::ostream& out,
                   const Style& style) {
-  Table table({">NO", "TIME", ">PROCESS", ">DURATION", "OPERATION", "ARGUMENTS", "OUTCOME"});
+  JournalTable table;
   for (const JournalRecord& record : records) {
-    const std::string message = record.message.empty() ? "" : ": " + Printable(record.message);
-    table.Add({std::to_string(record.number), TimeText(record.time, "%H:%M:%S", false),
-               std::to_string(record.process), SecondsText(record.duration), record.operation,
-               ArgumentsLine(record.arguments), record.outcome + message});
+    table.Add(record);
   }
   table.Print(out, style);
 }

@@ -13,6 +13,18 @@ namespace quelt {
 /// A record with its arguments as an object, its time as text and its duration in seconds.
 nlohmann::ordered_json RecordJson(const JournalRecord& record);
 
+/// A table of records.
+class JournalTable {
+ public:
+  JournalTable();
+  void Add(const JournalRecord& record);
+  /// Prints the records that were added since the previous call.
+  void Print(std::ostream& out, const Style& style) { table_.Print(out, style); }
+
+ private:
+  Table table_;
+};
+
 void PrintJournal(const std::vector<JournalRecord>& records, std::ostream& out, const Style& style);
 
 }  // namespace quelt

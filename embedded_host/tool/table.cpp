@@ -82,32 +82,41 @@ std::string SecondsText(std::int64_t microseconds) {
   return Fixed(static_cast<double>(microseconds) / 1e6, 6) + " s";
 }
 
-void Table::Print(std::ostream& out, const Style& style) const {
-  std::vector<bool> right;
-  std::vector<std::string> heads;
-  std::vector<std::size_t> widths;
-  for (const std::string& heading : headings_) {
-    right.push_back(heading.starts_with('>'));
-    heads.push_back(right.back() ? heading.substr(1) : heading);
-    widths.push_back(Width(heads.back()));
+Table::Table(const std::vector<std::string>& headings) {
+  for (const std::string& heading : headings) {
+    const bool right = heading.starts_with('>');
+    std::string text = right ? heading.substr(1) : heading;
+    const std::size_t width = Width(text);
+    columns_.push_back({std::move(text), right, width});
   }
+}
+
+std::string Table::Line(const std::vector<std::string>& cells) const {
+  std::string text;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const std::string gap(columns_[i].width - Width(cells[i]), ' ');
+    text += (i == 0 ? "" : "  ") + (columns_[i].right ? gap + cells[i] : cells[i] + gap);
+  }
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+void Table::Print(std::ostream& out, const Style& style) {
   for (const auto& row : rows_) {
     for (std::size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::max(widths[i], Width(row[i]));
+      columns_[i].width = std::max(columns_[i].width, Width(row[i]));
     }
   }
-  const auto line = [&](const std::vector<std::string>& cells) {
-    std::string text;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      const std::string gap(widths[i] - Width(cells[i]), ' ');
-      text += (i == 0 ? "" : "  ") + (right[i] ? gap + cells[i] : cells[i] + gap);
+  if (!std::exchange(begun_, true)) {
+    std::vector<std::string> headings;
+    for (const Column& column : columns_) {
+      headings.push_back(column.heading);
     }
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-  };
-  out << style.Bold(line(heads)) << '\n';
+    out << style.Bold(Line(headings)) << '\n';
+  }
   for (const auto& row : rows_) {
-    out << line(row) << '\n';
+    out << Line(row) << '\n';
   }
+  rows_.clear();
 }
 
 }  // namespace quelt

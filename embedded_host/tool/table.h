@@ -38,16 +38,26 @@ std::string SizeText(std::int64_t bytes);
 /// Converts microseconds to a text in seconds, for example "0.000125 s".
 std::string SecondsText(std::int64_t microseconds);
 
-/// Rows below headings. A heading that begins with ">" aligns its column to the right.
+/// Rows below headings. A heading that begins with ">" aligns its column to the right. Rows can be
+/// added and printed several times; columns only get wider.
 class Table {
  public:
-  explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
+  explicit Table(const std::vector<std::string>& headings);
   void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-  void Print(std::ostream& out, const Style& style) const;
+  /// Prints the rows that were added since the previous call; the first call prints the headings.
+  void Print(std::ostream& out, const Style& style);
 
  private:
-  std::vector<std::string> headings_;
+  struct Column {
+    std::string heading;
+    bool right;
+    std::size_t width;
+  };
+  std::string Line(const std::vector<std::string>& cells) const;
+
+  std::vector<Column> columns_;
   std::vector<std::vector<std::string>> rows_;
+  bool begun_ = false;  ///< the headings are printed
 };
 
 }  // namespace quelt

@@ -97,6 +97,37 @@ class JournalTest(hosts.HostTestCase):
         self.tool("journal", "clear")
         self.assertEqual(self.records(), [])
 
+    def test_show_selects_records(self):
+        pyquelt.GetHardwareSku()                                         # 1
+        hosts.outcome(pyquelt.RemoveKey, "nobody")                       # 2, throws
+        hosts.outcome(pyquelt.AddUnicastAgent, "nowhere")                # 3, answers false
+        self.tool("fail", "GetHardwareSku", "--refuse", "--times", "1")
+        hosts.outcome(pyquelt.GetHardwareSku)                            # 4, refused
+        for words, numbers in (([], [1, 2, 3, 4]), (["--failed"], [2, 3, 4]),
+                               (["--since", "2"], [3, 4]), (["--since=4", "--failed"], []),
+                               (["--failed", "GetHardwareSku", "BuildQueltIPAddress"], [3, 4])):
+            lines = self.tool("journal", "show", "--json", *words).splitlines()
+            self.assertEqual([json.loads(line)["number"] for line in lines], numbers, words)
+        self.assertEqual(self.tool("journal", "show", "--since", "4"),
+                         "No such operation is recorded; the journal is on.\n")
+
+    def test_follow_prints_new_records_until_its_reader_ends(self):
+        self.tool("journal", "stop")
+        follow = hosts.start([hosts.TOOL, "journal", "show", "--follow", "--failed"])
+        self.assertIn("the journal is off", follow.stderr.readline())
+        self.tool("journal", "start")
+        lines = []
+        for name in "first", "the second one":
+            for _ in range(2):
+                pyquelt.GetHardwareSku()
+                hosts.outcome(pyquelt.RemoveKey, name)
+                lines += [follow.stdout.readline() for _ in range(1 if lines else 2)]
+            self.tool("journal", "clear")
+        self.assertEqual([line.split()[0] for line in lines], ["NO", "2", "4", "2", "4"])
+        self.assertIn('Key "the second one" is not in the key cache', lines[-1])
+        follow.stdout.close()
+        self.assertEqual((follow.stderr.read(), follow.wait(20)), ("", 0))
+
     def test_unwritable_journal_does_not_change_the_answer(self):
         script = """
 import sqlite3, subprocess, sys

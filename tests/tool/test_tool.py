@@ -62,6 +62,7 @@ MISTAKES = [
     (["show", "--", "x"], 2, ""),
     (["faults", "--state"], 2, "--state"),
     (["completion", "tcsh"], 2, ""),
+    (["journal", "show", "--since", "x"], 2, '--since: Expected the number of a record, not "x"'),
     (["journal", "show", "SetIloAut"], 2, "Did you mean SetIloAuth or GetIloAuth?"),
     (["fail"], 2, "OPERATION is required"),
     (["fail", "SetKekId"], 2, "the operations GetQueltPlugin, GetHostSystem, PersistKekId"),
