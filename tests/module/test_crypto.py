@@ -42,7 +42,7 @@ class KeyTest(RowTestCase):
     def test_keys_reach_the_cache_unchanged(self):
         self.check_rows([
             (call.CacheKey(u"\u00fc", "", key), {}, None,
-             [op.AddKeyToKeyCache(b"\xc3\xbc", b"", sent)])
+             [op.AddKeyToKeyCache(b"\xc3\xbc", b"", sent, len(sent))])
             for key, sent in ((EVERY_BYTE * 17, EVERY_BYTE * 17), (b"", b""), ("", b""),
                               (b"\0", b"\0"), (u"\u20ac\0", b"\xe2\x82\xac\0"))] + [
             (call.RemoveKey(""), {}, None, [op.RemoveKeyFromKeyCache(b"")])])
@@ -51,7 +51,7 @@ class KeyTest(RowTestCase):
         asked = [op.RetrieveKeyFromKeyCache(b"id", 4096)]
         self.check_rows([
             (call.GetKeyFromKeyCache("id"),
-             {"RetrieveKeyFromKeyCache": out(key=key, length=len(key))}, key, asked)
+             {"RetrieveKeyFromKeyCache": out(buffer=key, length=len(key))}, key, asked)
             for key in (b"", b"\0", BLOCK * 2)] + [
             (call.GetKeyFromKeyCache("id"), {"RetrieveKeyFromKeyCache": out(length=length)},
              table.LONG_KEY, asked)
@@ -98,11 +98,11 @@ class KmsTest(RowTestCase):
                    ({"name": b"a\0b"}, {"name": "a"})]
         servers += [({key: value}, {key: value}) for key, value in full if key != "password"]
         self.check_rows([(call.GetKms(), {}, [], [op.GetKmsInfoList(True)]), (
-            call.GetKms(), {"GetKmsInfoList": out(servers=[given for given, _ in servers])},
+            call.GetKms(), {"GetKmsInfoList": returns([given for given, _ in servers])},
             [OrderedDict((key, shown.get(key, value)) for key, value in full
                          if key in shown or key == "password") for _, shown in servers],
             [op.GetKmsInfoList(True)])] + [
-            (call.GetKms(), {"GetKmsInfoList": out(servers=[{}, {key: b"\xff"}])},
+            (call.GetKms(), {"GetKmsInfoList": returns([{}, {key: b"\xff"}])},
              table.SERVER, None)
             for key in ("name", "kmipClusterId", "userName", "address", "protocol",
                         "proxyAddress")])

@@ -23,14 +23,14 @@ class ChangesTest(RowTestCase):
         self.check_rows([
             (call.CreateObject(**keywords), {}, NO_UUID, [op.ObjUtil_Create(*arguments)])
             for keywords, arguments in (
-                ({}, [ZEROS, None, None, None, 4, 0, -1, False, ZEROS, 0, ZEROS]),
+                ({}, [ZEROS, None, None, None, 4, 0, -1, False, ZEROS, 0]),
                 (dict(ufn=TEXT, haMetaData="", policy="p", allocType=-1, size=2 ** 63,
                       capabilities=7, ignoreExtAttr=[0], groupUuid=UUID.upper() + "tail",
                       objClass=99, cid=CID),
                  [CID_BYTES, TEXT.encode("utf-8"), b"", b"p", -1, 2 ** 63, 7, True, UUID_BYTES,
-                  99, ZEROS]),
+                  99]),
                 (dict(size=-1, ignoreExtAttr=[]),
-                 [ZEROS, None, None, None, 4, 2 ** 64 - 1, -1, False, ZEROS, 0, ZEROS]))] + [
+                 [ZEROS, None, None, None, 4, 2 ** 64 - 1, -1, False, ZEROS, 0]))] + [
             (call.CreateObject(), {"ObjUtil_Create": out(uuid=UUID_BYTES)}, UUID, None),
             (call.DeleteObject(UUID), {}, None,
              [op.ObjUtil_Delete(ZEROS, UUID_BYTES, False, True, True)]),
@@ -57,7 +57,7 @@ class IdentifierTextTest(RowTestCase):
 
 def library(classes=(1, 2, 3), **more):
     """Answers of a library whose objects have these classes, in the order of the calls."""
-    return dict({"ObjLib_GetURIPrefix": out(prefix="q://"),
+    return dict({"ObjLib_GetURIPrefix": returns("q://"), "IsObjectAccessible": out(accessible=1),
                  "ObjLib_GetExtParams": [out(objClass=number) for number in classes]}, **more)
 
 
@@ -95,7 +95,7 @@ class ExtAttrsTest(RowTestCase):
         self.check_rows([
             (call.GetObjectExtAttrs([UUID]), library(**{operation: answer}), {},
              made + [op.ObjLib_Exit()]) for operation, answer, made in (
-                 ("IsObjectAccessible", returns(0x0BAD0003), asked),
+                 ("IsObjectAccessible", returns(0x0BAD0003, accessible=1), asked),
                  ("IsObjectAccessible", out(accessible=0), asked),
                  ("ObjLib_GetExtParams", returns(-1), read),
                  ("ObjLib_GetExtParams", {}, read),
@@ -118,16 +118,16 @@ class FactsTest(RowTestCase):
     def test_disk_facts_are_returned_as_reported(self):
         facts = call.GetT1DiskInfo()
         self.check_rows([(facts, {}, {}, [op.GetT1DiskInfoMap()]), (
-            facts, {"GetT1DiskInfoMap": out(disks=[
+            facts, {"GetT1DiskInfoMap": out(facts=[
                 ["d1", [["low", -2 ** 31], ["high", 2 ** 31 - 1], ["", 0]]],
                 [b"d2\0rest", []], [u"\u20ac", [["x", 1]]]])},
             {"d1": {"low": -2 ** 31, "high": 2 ** 31 - 1, "": 0}, "d2": {}, u"\u20ac": {"x": 1}},
             None)] + text_rows(
-                facts, lambda text: {"GetT1DiskInfoMap": out(disks=[["d", [[text, 1]]]])},
+                facts, lambda text: {"GetT1DiskInfoMap": out(facts=[["d", [[text, 1]]]])},
                 lambda text: {"d": {text: 1}},
                 table.FACT) + text_rows(
                     facts, lambda text: {"GetT1DiskInfoMap": out(
-                        disks=[[text, [["f", 1]]], ["other", []]])},
+                        facts=[[text, [["f", 1]]], ["other", []]])},
                     lambda text: {text: {"f": 1}, "other": {}},
                     table.DISK))
 

@@ -34,7 +34,7 @@ _PASSWORD = "GetKmsPasswordFromConfigStore"
 CASES = (
     ("CacheKey", 64, False, ("id", "", SECRET), "AddKeyToKeyCache", ()),
     ("CacheKey", 40, True, ("id", "", SECRET), "AddKeyToKeyCache", ()),
-    ("GetKeyFromKeyCache", 4096, False, ("id",), "RetrieveKeyFromKeyCache", ("key",)),
+    ("GetKeyFromKeyCache", 4096, False, ("id",), "RetrieveKeyFromKeyCache", ("buffer",)),
     ("GetDekFromDisk", 64, False, ("d",), "GetUnwrappedDekForDisk", ("dek",)),
     ("GetWrappedDekFromDisk", 512, False, ("d",), "GetEncMetadataForDisk", ("metadata",)),
     ("GetWrappedDekFromDisk", 512, False, ("d",), "GetEncMetadataForDisk", ("aws", "metadata")),

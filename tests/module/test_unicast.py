@@ -87,7 +87,7 @@ class AgentListTest(RowTestCase):
         changing = [returns(True), returns(False)]
         self.check_rows([
             (LIST, listed(record(), record(), record()), {"u": [shown()] * 3},
-             [op.GetUnicastAgentList(False, 0)] + [(FEATURE, [])] * 6),
+             [op.GetUnicastAgentList(False)] + [(FEATURE, [])] * 6),
             (LIST, listed(record(), feature=changing), {"u": [shown()]}, None),
             (LIST, listed(record(uuid=b"\xff"), feature=changing),
              table.NOT_STORED(agent=" uuid: " + LONE + " nodeType: witness node" + DESCRIBED),
@@ -98,7 +98,7 @@ class AgentListTest(RowTestCase):
                                   ("std::runtime_error", fault_rows.OTHER))])
 
     def test_include_extra_reaches_the_host_as_a_flag(self):
-        self.check_rows((made, {}, {}, [op.GetUnicastAgentList(passed, 0)]) for made, passed in (
+        self.check_rows((made, {}, {}, [op.GetUnicastAgentList(passed)]) for made, passed in (
             (LIST, False), (call.GetUnicastAgents(True), True), (call.GetUnicastAgents("no"), True),
             (call.GetUnicastAgents(False), False), (call.GetUnicastAgents(includeExtra=1), True),
             (call.GetUnicastAgents(includeExtra=[]), False)))
@@ -253,7 +253,7 @@ class ModeTest(RowTestCase):
 
     def test_mode_is_read_only_on_an_enabled_cluster(self):
         asked = [op.GetClusterConfig(True), op.GetClusterId(),
-                 op.GetUnicastModeForCluster(False, b"c\0\xff")]
+                 op.GetUnicastModeForCluster(b"c\0\xff")]
         self.check_rows(
             (call.GetUnicastMode(), {"GetClusterConfig": returns(enabled), "GetClusterId":
                                      returns(b"c\0\xff"), "GetUnicastModeForCluster": out(**given)},

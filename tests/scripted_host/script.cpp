@@ -110,7 +110,7 @@ std::atomic<bool> secretMode = false;
 }  // namespace
 
 json Bytes(const void* bytes, std::size_t size) {
-  if (secretMode) {
+  if (secretMode || bytes == nullptr) {
     return {};
   }
   std::string utf8;
@@ -154,6 +154,10 @@ std::string ToBytes(const json& text) {
   return bytes;
 }
 
+void Read(const json& given, HostCtl::Quelt::QueltIpAddress& value) {
+  quelt::ParseAddress(ToBytes(given), value);
+}
+
 std::atomic<long> liveObjects = 0;
 
 json Answer::RecordCall(const char* operation, const json& arguments) {
@@ -193,10 +197,6 @@ void Answer::ThrowIfScripted() const {
   if (answer_.contains("throws")) {
     Throw(answer_["throws"]);
   }
-}
-
-char* Answer::NewText(const char* name) const {
-  return HasOutput(name) ? strdup(ToBytes(out()[name]).c_str()) : nullptr;
 }
 
 }  // namespace scripted

@@ -22,51 +22,70 @@
 #include <atomic>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "platform/quelt_util.h"
+#include "platform/unicast.h"
 
 namespace scripted {
 
 using nlohmann::json;
 
-template <typename T>
-concept Arithmetic = std::is_arithmetic_v<T>;
-
-/// A UUID of the platform.
-template <typename T>
-concept IdentifierBytes = sizeof(T) == 16 && std::is_trivially_copyable_v<T>;
-
-/// The recorded form of an argument: a number, a flag, a text, bytes, an address in its normal
-/// form, null for a null pointer.
-template <Arithmetic Number>
-json Recorded(Number number) {
-  return number;
-}
+/// The recorded form of an argument: a number, a flag, a text, the bytes of an identifier, an
+/// address in its normal form; for another pointer, whether it is null.
 json Recorded(const std::string& text);
 json Recorded(const char* text);
 json Recorded(const HostCtl::Quelt::QueltIpAddress& address);
 json Recorded(const std::vector<std::string>& texts);
-json Bytes(const void* bytes, std::size_t size);
-template <IdentifierBytes Identifier>
-json Recorded(const Identifier& identifier) {
-  return Bytes(&identifier, sizeof identifier);
-}
+json Bytes(const void* bytes, std::size_t size);  // null for a null pointer
 inline json Recorded(const json& composed) { return composed; }
+template <typename T>
+json Recorded(const T& argument) {
+  if constexpr (std::is_arithmetic_v<T>) {
+    return argument;
+  } else if constexpr (std::is_pointer_v<T>) {
+    return argument == nullptr;
+  } else {
+    return Bytes(&argument, sizeof argument);
+  }
+}
 
 /// The bytes of a script's text.
 std::string ToBytes(const json& text);
 
-/// Reads a value of the script: a number, a text, or the bytes of a buffer.
+/// Reads a value of the script: a number, a text, the bytes of a buffer, an address, a structure by
+/// the names of its fields, a map as a list of pairs.
+void Read(const json& given, HostCtl::Quelt::QueltIpAddress& value);
+void Read(const json& given, HostCtl::Quelt::KmsServerInfo& value);
+void Read(const json& given, HostCtl::Quelt::QueltInfo::QueltUnicastAddressInfo& value);
 template <typename T>
 void Read(const json& given, T& value) {
-  if constexpr (std::is_same_v<T, std::string>) {
+  if constexpr (std::is_same_v<T, json>) {
+    value = given;
+  } else if constexpr (std::is_same_v<T, std::string>) {
     value = ToBytes(given);
+  } else if constexpr (std::is_same_v<T, char*>) {
+    value = given.is_null() ? nullptr : strdup(ToBytes(given).c_str());
   } else if constexpr (std::is_enum_v<T> || std::is_arithmetic_v<T>) {
     value = given.get<T>();
+  } else if constexpr (requires { typename T::element_type; }) {
+    value = nullptr;
+    if (!given.is_null()) {
+      value = std::make_shared<typename T::element_type>();
+      Read(given, *value);
+    }
+  } else if constexpr (requires { typename T::mapped_type; }) {
+    for (const json& item : given) {
+      Read(item.at(1), value[ToBytes(item.at(0))]);
+    }
+  } else if constexpr (requires { value.emplace_back(); }) {
+    for (const json& item : given) {
+      Read(item, value.emplace_back());
+    }
   } else {
     std::string bytes = ToBytes(given);
     if constexpr (std::is_pointer_v<T>) {
@@ -122,7 +141,7 @@ class Answer {
 
   /// The return value; `otherwise` when the script has none.
   template <typename T>
-  T Returns(T otherwise) const {
+  T Returns(T otherwise = Default<T>()) const {
     ReadMembers(answer_, "returns", otherwise);
     return otherwise;
   }
@@ -138,12 +157,16 @@ class Answer {
     ThrowIfScripted();
     return *this;
   }
-  /// The elements of an output that is a list; empty when the script does not have it.
-  json List(const char* name) const { return out().value(name, json::array()); }
-  /// The output `name` as a text allocated with malloc, or null.
-  char* NewText(const char* name) const;
 
  private:
+  template <typename T>
+  static T Default() {
+    if constexpr (requires { typename T::element_type; }) {
+      return std::make_shared<typename T::element_type>();
+    } else {
+      return {};
+    }
+  }
   /// Records a call and returns its answer.
   static json RecordCall(const char* operation, const json& arguments);
   static void RecordChange(const char* operation);

@@ -6,7 +6,8 @@ from fault_rows import (MEMORY, NO_ITEM, Outcome, Rule, answers_all, answers_its
 _UUID = "00112233-4455-6677-8899-aabbccddeeff"
 _REFUSED = {"returns": 0x0BAD0003}
 _EXT_ATTRS = {
-    "ObjLib_GetURIPrefix": {"out": {"prefix": "q://"}},
+    "ObjLib_GetURIPrefix": {"returns": "q://"},
+    "IsObjectAccessible": {"out": {"accessible": 1}},
     "ObjLib_GetExtParams": {"out": {"objClass": 1000}},
     "DDBGet": {"out": {"quelt.FriendlyName": "name", "quelt.objPath": "/path"}},
 }
@@ -57,7 +58,7 @@ ROWS = [
     ("UpgradeFormatVersionForDiskGroup", ("g",), {}, {},
      {"PyArg_ParseTuple": runtime("Unable to parse diskName", "the argument is not one `str`")}),
     ("GetT1DiskInfo", (), {},
-     {"GetT1DiskInfoMap": {"out": {"disks": _DISKS}}},
+     {"GetT1DiskInfoMap": {"out": {"facts": _DISKS}}},
      {"PyDict_New": [_NO_RESULT] + [_NO_FACTS] * 2,
       "PyLong_FromLong": FACT, "PyDict_SetItemString": FACT,
       "PyUnicode_FromString": DISK, "PyDict_SetItem": DISK}),
