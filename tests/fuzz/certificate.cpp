@@ -12,7 +12,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto certificates = quelt::ReadCertificates(TextOf(data, size));
     const std::string normal = quelt::PemText(certificates);
     const auto again = quelt::ReadCertificates(normal);
-    Promise(
+    Require(
         !certificates.empty() && quelt::PemText(again) == normal &&
             std::ranges::equal(
                 again, certificates, {}, [](const auto& each) { return quelt::Fingerprint(*each); },

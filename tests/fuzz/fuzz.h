@@ -1,6 +1,6 @@
-// What every fuzz target is: one function that takes an input and ends the process when the code
-// under test breaks a promise. The fuzzer calls it (./run fuzz), and so does replay.cpp with the
-// inputs that are kept (./run test).
+// The form of a fuzz target: one function that takes an input and aborts the process if the code
+// under test violates a guarantee. The fuzzer calls it (./run fuzz), and replay.cpp calls it with
+// the stored inputs (./run test).
 #pragma once
 
 #include <cstddef>
@@ -12,9 +12,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 /// Aborts the process with a message unless `holds`.
-inline void Promise(bool holds, const char* what) {
+inline void Require(bool holds, const char* what) {
   if (!holds) {
-    (void)std::fprintf(stderr, "broken promise: %s\n", what);
+    (void)std::fprintf(stderr, "violated: %s\n", what);
     std::abort();
   }
 }

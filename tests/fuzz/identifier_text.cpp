@@ -17,7 +17,7 @@ bool Accepts(const std::string& text, Identifier& identifier) {
   const bool accepted = Form::Read(text.c_str(), identifier);
   if (accepted) {
     Identifier again{};
-    Promise(Form::Read((text + "-1 z").c_str(), again) && again == identifier,
+    Require(Form::Read((text + "-1 z").c_str(), again) && again == identifier,
             "what follows an identifier changes nothing");
   }
   return accepted;
@@ -33,7 +33,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (Accepts<ObjectUuidText>(text, identifier)) {
     const std::string written = ObjectUuidText::Write(identifier);
     Identifier again{};
-    Promise(
+    Require(
         written.size() == 36 && ObjectUuidText::Read(written.c_str(), again) && again == identifier,
         "a written identifier reads as itself");
   }

@@ -24,22 +24,22 @@ ENCR_Metadata_AWS the_aws;
 
 PyObject* TheModule() {
   static PyObject* const module = [] {
-    Promise(std::string(Py_GetVersion()).rfind(PY_VERSION " ", 0) == 0,
+    Require(std::string(Py_GetVersion()).rfind(PY_VERSION " ", 0) == 0,
             "the interpreter's library has the version of its headers");
     PyImport_AppendInittab("pyquelt", &PyInit_pyquelt);
     Py_InitializeEx(0);
     return PyImport_ImportModule("pyquelt");
   }();
-  Promise(module != nullptr, "the module imports");
+  Require(module != nullptr, "the module imports");
   return module;
 }
 
 /// Returns the result (a new reference), or null if the function raised `error`.
 PyObject* Call(const char* function, PyObject* error) {
   PyObject* const result = PyObject_CallMethod(TheModule(), function, "s", "disk");
-  Promise((result == nullptr) == (PyErr_Occurred() != nullptr), "a result or an exception");
+  Require((result == nullptr) == (PyErr_Occurred() != nullptr), "a result or an exception");
   if (result == nullptr) {
-    Promise(PyErr_ExceptionMatches(error) != 0, function);
+    Require(PyErr_ExceptionMatches(error) != 0, function);
     PyErr_Clear();
   }
   return result;
@@ -49,10 +49,10 @@ void CheckWrappedDek() {
   const bool cloud = (the_metadata.flags & ENCR_FLAG_AWS_KMS) != 0;
   const std::size_t length = cloud ? the_aws.wrappedDekLength : ENCR_DEK_SIZE;
   PyObject* const dek = Call("GetWrappedDekFromDisk", PyExc_ValueError);
-  Promise((dek == nullptr) == (length > ENCR_AWS_DEK_MAX), "a length that fits gives a DEK");
+  Require((dek == nullptr) == (length > ENCR_AWS_DEK_MAX), "a length that fits gives a DEK");
   if (dek != nullptr) {
     const std::uint8_t* const expected = cloud ? the_aws.wrappedDek : the_metadata.wrappedDek;
-    Promise(PyBytes_GET_SIZE(dek) == static_cast<Py_ssize_t>(length) &&
+    Require(PyBytes_GET_SIZE(dek) == static_cast<Py_ssize_t>(length) &&
                 std::memcmp(PyBytes_AS_STRING(dek), expected, length) == 0,
             "the DEK is the record's");
     Py_DECREF(dek);
@@ -68,7 +68,7 @@ void CheckInfo() {
   const char* const text =
       PyUnicode_AsUTF8AndSize(PyDict_GetItemString(info, "clusterId"), &length);
   const std::size_t inRecord = strnlen(the_metadata.clusterId, sizeof the_metadata.clusterId);
-  Promise(PyDict_Size(info) == 6 && text != nullptr &&
+  Require(PyDict_Size(info) == 6 && text != nullptr &&
               std::string(text, static_cast<std::size_t>(length)) ==
                   std::string(the_metadata.clusterId, inRecord),
           "a text ends with its field");

@@ -36,6 +36,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   } catch (const quelt::ScenarioError&) {
     return 0;
   }
-  Promise(LoadAndDump(dumped) == dumped, "what was dumped loads to the same state");
+  Require(LoadAndDump(dumped) == dumped, "what was dumped loads to the same state");
   return 0;
 }

@@ -20,7 +20,7 @@ namespace {
 /// A temporary folder, removed at normal exit.
 struct Folder {
   std::string path = std::filesystem::temp_directory_path() / "quelt-XXXXXX";
-  Folder() { Promise(mkdtemp(path.data()) != nullptr, "a temporary folder"); }
+  Folder() { Require(mkdtemp(path.data()) != nullptr, "a temporary folder"); }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
   ~Folder() {
