@@ -115,6 +115,12 @@ def disks_and_host():
     show("sorted(pyquelt.GetHostInfo().items())")
 
 
+def copy():
+    chapter("A copy of this host, without its secrets")
+    show("from quelt_testing.capture import read_host")
+    show("sorted(read_host())")
+
+
 if __name__ == "__main__":
     configuration_store()
     encryption()
@@ -122,3 +128,4 @@ if __name__ == "__main__":
     network()
     objects()
     disks_and_host()
+    copy()

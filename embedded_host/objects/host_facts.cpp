@@ -14,7 +14,7 @@ void QueltUtil::GetCapacityAndFSOverheadFromNorim(
   const std::string hostText = quelt::UuidText(host.bytes);
   const quelt::Space space =
       quelt::Operation("GetCapacityAndFSOverheadFromNorim", {{"host", hostText}})
-          .Read([&](quelt::Connection& db) {
+          .Snapshot([&](quelt::Connection& db) {
             if (hostText != quelt::UuidText(quelt::UuidBytes{})) {
               throw HostCtl::Lib::Quelt::QueltCtlException("Host " + hostText +
                                                            " is not this host");

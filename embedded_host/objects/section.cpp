@@ -20,7 +20,8 @@ constexpr std::int64_t kMaxBytes = std::int64_t{1} << 60;
 void LoadCapacity(Connection& db, const std::optional<Node>& capacity) {
   Space space;
   if (capacity) {
-    capacity->AllowOnly({"physical", "dedupMetadata", "transient", "physicalTransient"});
+    capacity->AllowOnly({"physical", "dedupMetadata", "transient", "physicalTransient", "logical",
+                         "physicalUsed", "logicalUsed", "fsOverhead", "blockAttributes"});
     space.physicalCapacity = capacity->At("physical").Integer(0, kMaxBytes);
     space.dedupMetadata = capacity->IntegerOr("dedupMetadata", 0, 0, space.physicalCapacity);
     space.transient = capacity->IntegerOr("transient", 0, 0, kMaxBytes);
@@ -30,6 +31,22 @@ void LoadCapacity(Connection& db, const std::optional<Node>& capacity) {
       "INSERT INTO space (physical_capacity, dedup_metadata, transient, physical_transient) VALUES "
       "(?, ?, ?, ?)",
       space.physicalCapacity, space.dedupMetadata, space.transient, space.physicalTransient);
+}
+
+/// Stores the figures that the scenario states. Returns false if it states none.
+bool LoadStatedFigures(Connection& db, const std::optional<Node>& capacity) {
+  const Space space = ReadSpace(db);
+  SpaceOffsets offsets;
+  bool any = false;
+  for (const StatedFigure& stated : kStatedFigures) {
+    if (capacity && capacity->Find(stated.key)) {
+      offsets.*stated.offset =
+          capacity->At(stated.key).Integer(0, kMaxBytes) - (space.*stated.figure)();
+      any = true;
+    }
+  }
+  StoreSpaceOffsets(db, offsets);
+  return any;
 }
 
 /// The index in `names` of the name at `key`.
@@ -130,13 +147,13 @@ void LoadObjects(Connection& db, const Node& objects) {
 }
 
 void Load(Connection& db, const Node& root) {
-  LoadCapacity(db, root.Find("capacity"));
+  const std::optional<Node> capacity = root.Find("capacity");
   const std::optional<Node> objects = root.Find("objects");
-  if (!objects) {
-    return;
+  LoadCapacity(db, capacity);
+  if (objects) {
+    LoadObjects(db, *objects);
   }
-  LoadObjects(db, *objects);
-  if (!ReadSpace(db).Fits()) {
+  if (!LoadStatedFigures(db, capacity) && objects && !ReadSpace(db).Fits()) {
     objects->Fail("objects that fit into \"capacity\"");
   }
 }
@@ -147,6 +164,11 @@ void DumpCapacity(Connection& db, json& document) {
                           {"dedupMetadata", space.dedupMetadata},
                           {"transient", space.transient},
                           {"physicalTransient", space.physicalTransient}};
+  for (const StatedFigure& stated : kStatedFigures) {
+    if (space.offsets.*stated.offset != 0) {
+      document["capacity"][stated.key] = (space.*stated.figure)();
+    }
+  }
 }
 
 std::string UuidAt(const Rows& rows, int column) {

@@ -7,6 +7,10 @@
 //   logicalUsed  = allocated + overheads + transient space
 //   physicalUsed = allocated + overheads + deduplication metadata + physical transient space
 //   logicalCapacity = physicalCapacity - deduplication metadata
+//
+// A scenario can also state the figures that a real host reports, where other objects, which the
+// scenario does not list, use space too. Then these figures are stored as offsets from the computed
+// ones, so that they follow the objects that are created and deleted later.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +19,15 @@
 
 namespace quelt {
 
+/// What is added to the computed figures.
+struct SpaceOffsets {
+  std::int64_t logicalCapacity = 0;
+  std::int64_t physicalUsed = 0;
+  std::int64_t logicalUsed = 0;
+  std::int64_t fsOverhead = 0;
+  std::int64_t blockAttributes = 0;
+};
+
 struct Space {
   std::int64_t physicalCapacity = 0;
   std::int64_t dedupMetadata = 0;
@@ -22,10 +35,11 @@ struct Space {
   std::int64_t physicalTransient = 0;
   std::int64_t objects = 0;    ///< their number
   std::int64_t allocated = 0;  ///< by all objects
+  SpaceOffsets offsets;
 
   std::int64_t FsOverhead() const;
   std::int64_t BlockAttributes() const;
-  std::int64_t LogicalCapacity() const { return physicalCapacity - dedupMetadata; }
+  std::int64_t LogicalCapacity() const;
   std::int64_t LogicalUsed() const;
   std::int64_t PhysicalUsed() const;
   /// True when the used space exceeds neither capacity.
@@ -35,7 +49,22 @@ struct Space {
 /// The bytes that a new object of this size allocates, without overheads.
 std::int64_t AllocatedBytes(std::int64_t allocType, std::int64_t size);
 
+/// A figure that a scenario can state.
+struct StatedFigure {
+  const char* key;  ///< in the scenario, in "capacity"
+  std::int64_t (Space::*figure)() const;
+  std::int64_t SpaceOffsets::* offset;
+};
+inline constexpr StatedFigure kStatedFigures[] = {
+    {"logical", &Space::LogicalCapacity, &SpaceOffsets::logicalCapacity},
+    {"physicalUsed", &Space::PhysicalUsed, &SpaceOffsets::physicalUsed},
+    {"logicalUsed", &Space::LogicalUsed, &SpaceOffsets::logicalUsed},
+    {"fsOverhead", &Space::FsOverhead, &SpaceOffsets::fsOverhead},
+    {"blockAttributes", &Space::BlockAttributes, &SpaceOffsets::blockAttributes},
+};
+
 Space ReadSpace(Connection& db);
+void StoreSpaceOffsets(Connection& db, const SpaceOffsets& offsets);
 
 /// True when one more object fits, and its whole size does not exceed the logical capacity.
 bool HasSpaceFor(Connection& db, std::int64_t allocType, std::uint64_t size);

@@ -24,9 +24,12 @@ const Section* const kSections[] = {
     &kNetworkSection,     &kUnicastSection,
 };
 
+/// How a captured scenario was read; for its readers only.
+constexpr char kCaptured[] = "captured";
+
 /// Including "$schema", which editors use.
 std::vector<std::string_view> AllKeys() {
-  std::vector<std::string_view> keys = {"$schema", kSecretsOmitted};
+  std::vector<std::string_view> keys = {"$schema", kSecretsOmitted, kCaptured};
   for (const Section* section : kSections) {
     keys.insert(keys.end(), section->keys.begin(), section->keys.end());
   }
@@ -48,6 +51,9 @@ void LoadScenario(Connection& db, const json& document) {
   const Node root(document, "");
   root.AllowOnly(AllKeys());
   MissingSecrets(document);  // throws for an invalid entry
+  if (const auto captured = root.Find(kCaptured)) {
+    captured->Members();  // throws unless it is an object
+  }
   for (const Section* section : kSections) {
     section->load(db, root);
   }

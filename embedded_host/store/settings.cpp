@@ -36,6 +36,17 @@ std::optional<std::uint8_t> FindNumber(Connection& db, const char* name) {
   return number;
 }
 
+nlohmann::json FindJsonSetting(Connection& db, const char* name) {
+  const std::optional<std::string> text = FindSetting(db, name);
+  nlohmann::json value =
+      text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json::object();
+  if (!value.is_object()) {
+    throw HostCtl::Lib::Quelt::QueltCtlException("The host's state holds no JSON object as " +
+                                                 std::string(name));
+  }
+  return value;
+}
+
 void PutSetting(Connection& db, const char* name, const std::string& value) {
   db.Execute("INSERT OR REPLACE INTO setting (name, value) VALUES (?, ?)", name, value);
 }

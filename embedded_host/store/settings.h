@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
@@ -17,5 +18,9 @@ bool FindSetting(Connection& db, const char* name, std::string& value);
 /// file may hold.
 std::optional<std::uint8_t> FindNumber(Connection& db, const char* name);
 void PutSetting(Connection& db, const char* name, const std::string& value);
+
+/// A setting that PutSetting stored as JSON text; an empty object when it is not set. Throws
+/// QueltCtlException for any other text.
+nlohmann::json FindJsonSetting(Connection& db, const char* name);
 
 }  // namespace quelt

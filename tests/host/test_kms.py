@@ -280,7 +280,7 @@ class KmsTest(hosts.HostTestCase):
                          "SSL_CERT_DIR": FOLDER, "PYTHONHTTPSVERIFY": "0"})
             self.assertIn(reason, status)
 
-    def test_unknown_cluster_or_key_is_not_good(self):
+    def test_unknown_cluster_or_key_is_not_good_and_a_recorded_status_decides(self):
         with server(tls("good")) as port:
             self.load_kms(one_server(port))
             for cluster, key, reason in (
@@ -288,6 +288,9 @@ class KmsTest(hosts.HostTestCase):
                     ("d", "key", 'No server of KMIP cluster "d" is configured')):
                 self.assertEqual(pyquelt.CheckKmsStatus(cluster, key, 20),
                                  {"good": False, "reason": reason})
+            self.load_kms(one_server(port), statuses={"c": {"other": {"good": True}}})
+            for key, good in ("other", True), ("key", False):
+                self.assertEqual(pyquelt.CheckKmsStatus("c", key, 20)["good"], good)
         self.assertEqual(pyquelt.CheckCloudKmsStatus("else"),
                          {"good": False, "error": 'The host knows no cloud KMS "else"'})
 

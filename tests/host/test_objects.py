@@ -90,6 +90,26 @@ class ObjectsTest(hosts.HostTestCase):
             DeleteObject(uuid)
             self.assertEqual(pyquelt.GetHostInfo(), start)
 
+    def test_stated_figures_are_reported_and_follow_the_objects(self):
+        stated = {"physical": 9, "dedupMetadata": 1, "logical": 2 ** 50, "physicalUsed": 1,
+                  "logicalUsed": 2 ** 40, "fsOverhead": 5, "blockAttributes": 6}
+        listed = {"uuid": GROUP, "size": 2 ** 20, "allocType": "THICK"}
+        self.assertEqual(self.load({"capacity": dict(stated, physical=2 ** 50),
+                                    "objects": [listed]}), "")
+        start = pyquelt.GetHostInfo()
+        self.assertEqual([start[key] for key in ("logicalCapacity", "physicalUsed", "logicalUsed",
+                                                 "logicalFSOverhead", "blkAttrOverhead")],
+                         [2 ** 50, 1, 2 ** 40, 5, 6])
+        uuid = CreateObject()
+        self.assertEqual(pyquelt.GetHostInfo()["logicalUsed"], 2 ** 40 + 65536)
+        self.assertEqual(self.load(self.dump()), "")
+        DeleteObject(uuid)
+        self.assertEqual(pyquelt.GetHostInfo(), start)
+        DeleteObject(GROUP)
+        self.assertEqual(pyquelt.GetHostInfo()["physicalUsed"], 0)
+        self.assertEqual(self.load({"capacity": stated, "objects": [listed]}), "")
+        self.assert_raises_exactly(RuntimeError, "Limit exceeded", CreateObject)
+
     def test_upgrade_raises_only_versions_of_its_own_group(self):
         def versions():
             return sorted(facts["formatVersion"] for facts in pyquelt.GetT1DiskInfo().values())

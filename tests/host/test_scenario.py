@@ -49,6 +49,7 @@ ONCE = "a name and a UUID that no other disk has"
 REJECTED = [
     ("/hardwareSku", "a text", {"hardwareSku": 1}),
     ("/secretsOmitted", "an array", {"secretsOmitted": True}),
+    ("/captured", "an object", {"captured": []}),
     ("/secretsOmitted/1", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/~1", "keys"]}),
     ("/secretsOmitted/0", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/a~"]}),
     ("/secretsOmitted/0", 'a JSON pointer such as "/keys"',

@@ -1,6 +1,8 @@
 // The scenario keys "kms" (key management servers with their keys and passwords, client
-// certificates, trusted certificates) and "cloudKms" (status answers of the cloud KMS).
+// certificates, trusted certificates, recorded statuses) and "cloudKms" (status answers of the
+// cloud KMS).
 #include "embedded_host/crypto/kms/client_certificate.h"
+#include "embedded_host/crypto/kms/recorded_status.h"
 #include "embedded_host/crypto/kms/sections.h"
 #include "embedded_host/crypto/kms/server.h"
 #include "embedded_host/crypto/kms/trust_store.h"
@@ -97,7 +99,8 @@ void LoadClientCertificate(Connection& db, const std::string& clusterId, const N
 }
 
 void LoadKms(Connection& db, const Node& kms) {
-  kms.AllowOnly({"servers", "keys", "passwords", "clientCertificates", "trustedCertificates"});
+  kms.AllowOnly(
+      {"servers", "keys", "passwords", "clientCertificates", "trustedCertificates", "statuses"});
   if (const auto servers = kms.Find("servers")) {
     for (const Node& server : servers->Items()) {
       LoadServer(db, server);
@@ -120,6 +123,9 @@ void LoadKms(Connection& db, const Node& kms) {
     for (const Node& certificate : certificates->Items()) {
       LoadCertificate(db, certificate);
     }
+  }
+  if (const auto statuses = kms.Find("statuses")) {
+    LoadRecordedStatuses(db, *statuses);
   }
 }
 
@@ -198,6 +204,9 @@ void Dump(Connection& db, bool withSecrets, json& document) {
   }
   for (const std::string& certificate : TrustedCertificates(db)) {
     document["kms"]["trustedCertificates"].push_back(certificate);
+  }
+  if (auto statuses = RecordedStatuses(db)) {
+    document["kms"]["statuses"] = std::move(*statuses);
   }
   Rows answers = db.Query("SELECT text, good, error FROM cloud_kms");
   while (answers.Next()) {

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "embedded_host/crypto/kms/client_certificate.h"
+#include "embedded_host/crypto/kms/recorded_status.h"
 #include "embedded_host/crypto/kms/server.h"
 #include "embedded_host/crypto/kms/server_check.h"
 #include "embedded_host/crypto/kms/trust_store.h"
@@ -32,6 +33,7 @@ struct ClusterConfiguration {
   std::vector<std::string> trusted;
   ClientCertificate client;
   bool hasKey = false;
+  std::optional<KmsStatus> recorded;
 };
 
 ClusterConfiguration ReadConfiguration(Connection& db, const std::string& clusterId,
@@ -45,6 +47,7 @@ ClusterConfiguration ReadConfiguration(Connection& db, const std::string& cluste
   Rows rows =
       db.Query("SELECT 1 FROM kms_key WHERE kmip_cluster_id = ? AND key_id = ?", clusterId, keyId);
   cluster.hasKey = rows.Next();
+  cluster.recorded = FindRecordedStatus(db, clusterId, keyId);
   return cluster;
 }
 
@@ -114,6 +117,10 @@ bool EmbeddedHostSystem::QueryKmsStatus(const std::string& kmipClusterId, const 
     // Read everything first: no database connection is held while waiting for servers.
     const ClusterConfiguration cluster = Store::Instance().Snapshot(
         [&](Connection& db) { return ReadConfiguration(db, kmipClusterId, keyId); });
+    if (cluster.recorded) {
+      reason = cluster.recorded->reason;
+      return cluster.recorded->good;
+    }
     if (cluster.servers.empty()) {
       reason = "No server of KMIP cluster \"" + kmipClusterId + "\" is configured";
       return false;
