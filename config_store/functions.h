@@ -6,13 +6,13 @@
 namespace pyquelt {
 
 // hardware.cpp: the hardware SKU and the hardware management (iLO) credential.
-PyObject* PyGetHardwareSku(PyObject* module, PyObject* args);
-PyObject* PySetIloAuth(PyObject* module, PyObject* args);
-PyObject* PyGetIloAuth(PyObject* module, PyObject* args);
+PyObject* PyGetHardwareSku();
+PyObject* PySetIloAuth(const char* first, const char* second);
+PyObject* PyGetIloAuth();
 
 // services.cpp: the performance service and the cluster directory's time machine.
-PyObject* PySetPerfsvcHostConfigStore(PyObject* module, PyObject* args);
-PyObject* PyGetPerfsvcHostConfigStore(PyObject* module, PyObject* args);
-PyObject* PySetClusterTimeMachineConfigStore(PyObject* module, PyObject* args);
+PyObject* PySetPerfsvcHostConfigStore(const char* first, const char* second);
+PyObject* PyGetPerfsvcHostConfigStore();
+PyObject* PySetClusterTimeMachineConfigStore(const char* first, const char* second);
 
 }  // namespace pyquelt

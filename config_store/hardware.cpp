@@ -15,7 +15,7 @@ namespace pyquelt {
 using HostCtl::Lib::Quelt::QueltCtlException;
 using ZelCtl::Quelt::QueltConfigStore;
 
-PyObject* PyGetHardwareSku(PyObject*, PyObject*) {
+PyObject* PyGetHardwareSku() {
   std::string sku;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
@@ -27,12 +27,7 @@ PyObject* PyGetHardwareSku(PyObject*, PyObject*) {
       [&] { return PyUnicode_FromString(sku.c_str()); });
 }
 
-PyObject* PySetIloAuth(PyObject*, PyObject* args) {
-  const char* first = nullptr;
-  const char* second = nullptr;
-  if (!PyArg_ParseTuple(args, "ss", &first, &second)) {
-    return Raise(PyExc_RuntimeError, "Failed to extract parameters");
-  }
+PyObject* PySetIloAuth(const char* first, const char* second) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -84,7 +79,7 @@ PyObject* NewTextPair(const std::pair<std::string, std::string>& texts) {
 
 }  // namespace
 
-PyObject* PyGetIloAuth(PyObject*, PyObject*) {
+PyObject* PyGetIloAuth() {
   std::pair<std::string, std::string> credential;
   const SecretText secretFirst(credential.first);
   const SecretText secretSecond(credential.second);

@@ -14,12 +14,7 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 using HostCtl::Quelt::QueltInfo::syncConfigurationCallback;
 using ZelCtl::Quelt::QueltConfigStore;
 
-PyObject* PySetPerfsvcHostConfigStore(PyObject*, PyObject* args) {
-  const char* first = nullptr;
-  const char* second = nullptr;
-  if (!PyArg_ParseTuple(args, "ss", &first, &second)) {
-    return Raise(PyExc_ValueError, "Invalid argument");
-  }
+PyObject* PySetPerfsvcHostConfigStore(const char* first, const char* second) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -33,12 +28,7 @@ PyObject* PySetPerfsvcHostConfigStore(PyObject*, PyObject* args) {
       [] { return NewNone(); });
 }
 
-PyObject* PySetClusterTimeMachineConfigStore(PyObject*, PyObject* args) {
-  const char* first = nullptr;
-  const char* second = nullptr;
-  if (!PyArg_ParseTuple(args, "ss", &first, &second)) {
-    return Raise(PyExc_ValueError, "Invalid argument");
-  }
+PyObject* PySetClusterTimeMachineConfigStore(const char* first, const char* second) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -63,7 +53,7 @@ PyObject* NewTextDict(const Config& config) {
 
 }  // namespace
 
-PyObject* PyGetPerfsvcHostConfigStore(PyObject*, PyObject*) {
+PyObject* PyGetPerfsvcHostConfigStore() {
   Config config;
   return CallPlatform(
       OnStdException(PyExc_ValueError),

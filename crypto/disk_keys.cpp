@@ -52,14 +52,6 @@ std::string FieldText(const char (&field)[Size]) {
   return std::string(field, strnlen(field, Size));
 }
 
-bool ParseDiskName(PyObject* args, const char** diskName) {
-  if (!PyArg_ParseTuple(args, "s", diskName)) {
-    Raise(PyExc_RuntimeError, "Unable to parse input disk name");
-    return false;
-  }
-  return true;
-}
-
 struct EncInfo {
   bool encrypted = false;
   bool useAwsKms = false;
@@ -97,22 +89,14 @@ PyObject* NewEncInfoDict(const EncInfo& info) {
 
 }  // namespace
 
-PyObject* PyGetEncInfoForDisk(PyObject*, PyObject* args) {
-  const char* diskName = nullptr;
-  if (!ParseDiskName(args, &diskName)) {
-    return nullptr;
-  }
+PyObject* PyGetEncInfoForDisk(const char* diskName) {
   EncInfo info;
   return CallPlatform(
       OnStdException(PyExc_ValueError), [&] { info = ReadEncInfo(diskName); },
       [&] { return NewEncInfoDict(info); });
 }
 
-PyObject* PyGetWrappedDekFromDisk(PyObject*, PyObject* args) {
-  const char* diskName = nullptr;
-  if (!ParseDiskName(args, &diskName)) {
-    return nullptr;
-  }
+PyObject* PyGetWrappedDekFromDisk(const char* diskName) {
   quelt::SecretBytes<ENCR_AWS_DEK_MAX> wrapped;
   std::size_t length = ENCR_DEK_SIZE;
   return CallPlatform(
@@ -133,11 +117,7 @@ PyObject* PyGetWrappedDekFromDisk(PyObject*, PyObject* args) {
       [&] { return NewBytes(wrapped.data(), length); });
 }
 
-PyObject* PyGetDekFromDisk(PyObject*, PyObject* args) {
-  const char* diskName = nullptr;
-  if (!ParseDiskName(args, &diskName)) {
-    return nullptr;
-  }
+PyObject* PyGetDekFromDisk(const char* diskName) {
   quelt::SecretBytes<ENCR_DEK_SIZE> dek;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
@@ -148,37 +128,18 @@ PyObject* PyGetDekFromDisk(PyObject*, PyObject* args) {
       [&] { return NewBytes(dek.data(), ENCR_DEK_SIZE); });
 }
 
-PyObject* PyDecrypt2kBlock(PyObject*, PyObject* args) {
-  // The views are plain values, released by plain calls: a destructor may run without the GIL (see
-  // module/call_frame.h).
-  Py_buffer dek{};
-  Py_buffer block{};
-  unsigned long long position = 0;
-  if (!PyArg_ParseTuple(args, "y*Ky*", &dek, &position, &block)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse input");
+PyObject* PyDecrypt2kBlock(ByteView dek, unsigned long long position, ByteView block) {
+  if (block.size != Py_ssize_t{ENCR_BLOCK_SIZE}) {
+    return Raise(PyExc_RuntimeError, "buffer has wrong length");
   }
-  const auto releaseViews = [&] {
-    PyBuffer_Release(&dek);
-    PyBuffer_Release(&block);
-  };
-  const bool blockFits = block.len == Py_ssize_t{ENCR_BLOCK_SIZE};
-  if (!blockFits || dek.len != Py_ssize_t{ENCR_DEK_SIZE}) {
-    releaseViews();
-    return Raise(PyExc_RuntimeError,
-                 blockFits ? "DEK has wrong length" : "buffer has wrong length");
+  if (dek.size != Py_ssize_t{ENCR_DEK_SIZE}) {
+    return Raise(PyExc_RuntimeError, "DEK has wrong length");
   }
   quelt::SecretBytes<ENCR_BLOCK_SIZE> output;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
-      [&] {
-        QueltUtil::Decrypt2kBlock(static_cast<const unsigned char*>(dek.buf), position,
-                                  static_cast<const unsigned char*>(block.buf), output.data());
-      },
-      [&] {
-        releaseViews();
-        return NewBytes(output.data(), ENCR_BLOCK_SIZE);
-      },
-      releaseViews);
+      [&] { QueltUtil::Decrypt2kBlock(dek.data, position, block.data, output.data()); },
+      [&] { return NewBytes(output.data(), ENCR_BLOCK_SIZE); });
 }
 
 }  // namespace pyquelt

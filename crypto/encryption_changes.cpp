@@ -11,11 +11,7 @@ namespace pyquelt {
 
 using HostCtl::Quelt::HostSystem;
 
-PyObject* PySetEncryptionEnabled(PyObject*, PyObject* args) {
-  int enabled = 0;
-  if (!PyArg_ParseTuple(args, "i", &enabled)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse enabled");
-  }
+PyObject* PySetEncryptionEnabled(int enabled) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -25,15 +21,11 @@ PyObject* PySetEncryptionEnabled(PyObject*, PyObject* args) {
       [] { return NewNone(); });
 }
 
-PyObject* PyShallowRekey(PyObject*, PyObject* args) {
-  PyObject* diskNames = nullptr;
-  if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &diskNames)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse diskNames");
-  }
+PyObject* PyShallowRekey(ListObject diskNames) {
   std::vector<std::string> names;
   bool parsed = false;
   // Before the operation, a lack of memory is a MemoryError, not the ValueError of a host failure.
-  if (!RunWithGil(kOnNoException, [&] { parsed = AppendTexts(diskNames, names); })) {
+  if (!RunWithGil(kOnNoException, [&] { parsed = AppendTexts(diskNames.list, names); })) {
     return nullptr;
   }
   if (!parsed) {

@@ -19,12 +19,7 @@ PyObject* ReadKeyId(std::string (HostSystem::*read)()) {
       [&] { return Py_BuildValue("s", id.c_str()); });
 }
 
-PyObject* PersistKeyId(PyObject* args, const char* parseFailure,
-                       void (HostSystem::*persist)(const std::string&)) {
-  const char* id = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &id)) {
-    return Raise(PyExc_RuntimeError, parseFailure);
-  }
+PyObject* PersistKeyId(const char* id, void (HostSystem::*persist)(const std::string&)) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] { WithHostSystem([&](HostSystem& system) { (system.*persist)(id); }); },
@@ -33,18 +28,14 @@ PyObject* PersistKeyId(PyObject* args, const char* parseFailure,
 
 }  // namespace
 
-PyObject* PyGetKekId(PyObject*, PyObject*) { return ReadKeyId(&HostSystem::GetConfiguredKekId); }
+PyObject* PyGetKekId() { return ReadKeyId(&HostSystem::GetConfiguredKekId); }
 
-PyObject* PySetKekId(PyObject*, PyObject* args) {
-  return PersistKeyId(args, "Unable to parse input KEK id", &HostSystem::PersistKekId);
-}
+PyObject* PySetKekId(const char* kekId) { return PersistKeyId(kekId, &HostSystem::PersistKekId); }
 
-PyObject* PyGetHostKeyId(PyObject*, PyObject*) {
-  return ReadKeyId(&HostSystem::GetConfiguredHostKeyId);
-}
+PyObject* PyGetHostKeyId() { return ReadKeyId(&HostSystem::GetConfiguredHostKeyId); }
 
-PyObject* PySetHostKeyId(PyObject*, PyObject* args) {
-  return PersistKeyId(args, "Unable to parse input key id", &HostSystem::PersistHostKeyId);
+PyObject* PySetHostKeyId(const char* hostKeyId) {
+  return PersistKeyId(hostKeyId, &HostSystem::PersistHostKeyId);
 }
 
 }  // namespace pyquelt

@@ -39,13 +39,7 @@ PyObject* NewStatusDict(const Status& status, const char* textKey) {
 
 }  // namespace
 
-PyObject* PyCheckKmsStatus(PyObject*, PyObject* args) {
-  const char* kmipClusterId = nullptr;
-  const char* keyId = nullptr;
-  int timeout = 0;  // seconds
-  if (!PyArg_ParseTuple(args, "ssi", &kmipClusterId, &keyId, &timeout)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse input parameters");
-  }
+PyObject* PyCheckKmsStatus(const char* kmipClusterId, const char* keyId, int timeout) {
   Status status;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
@@ -57,11 +51,7 @@ PyObject* PyCheckKmsStatus(PyObject*, PyObject* args) {
       [&] { return NewStatusDict(status, "reason"); });
 }
 
-PyObject* PyCheckCloudKmsStatus(PyObject*, PyObject* args) {
-  const char* kms = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &kms)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse input disk name");
-  }
+PyObject* PyCheckCloudKmsStatus(const char* kms) {
   Status status;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
@@ -69,11 +59,7 @@ PyObject* PyCheckCloudKmsStatus(PyObject*, PyObject* args) {
       [&] { return NewStatusDict(status, "error"); });
 }
 
-PyObject* PyAddKmsTrustedCert(PyObject*, PyObject* args) {
-  const char* cert = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &cert)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse input cert");
-  }
+PyObject* PyAddKmsTrustedCert(const char* cert) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {
@@ -86,12 +72,7 @@ PyObject* PyAddKmsTrustedCert(PyObject*, PyObject* args) {
       [] { return NewNone(); });
 }
 
-PyObject* PyGetKmsPasswordFromConfigStore(PyObject*, PyObject* args) {
-  const char* kekId = nullptr;
-  const char* kmipClusterId = nullptr;
-  if (!PyArg_ParseTuple(args, "ss", &kekId, &kmipClusterId)) {
-    return Raise(PyExc_RuntimeError, "Failed to extract parameters");
-  }
+PyObject* PyGetKmsPasswordFromConfigStore(const char* kekId, const char* kmipClusterId) {
   const auto rule = OnStdException(PyExc_ValueError);
   std::string keyId;
   if (!RunWithGil(rule, [&] { keyId = QueltUtil::KeyIdForKek(kekId, kmipClusterId); })) {
@@ -156,7 +137,7 @@ PyObject* NewServerList(const std::vector<KmsServerInfo>& servers) {
 
 }  // namespace
 
-PyObject* PyGetKms(PyObject*, PyObject*) {
+PyObject* PyGetKms() {
   std::shared_ptr<std::vector<KmsServerInfo>> servers;
   return CallPlatform(
       OnStdException(PyExc_ValueError),

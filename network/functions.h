@@ -5,7 +5,7 @@
 
 namespace pyquelt {
 
-PyObject* PyGetQueltNetworkInfo(PyObject* module, PyObject* args);
-PyObject* PyGetQueltZelnicNames(PyObject* module, PyObject* args);
+PyObject* PyGetQueltNetworkInfo();
+PyObject* PyGetQueltZelnicNames();
 
 }  // namespace pyquelt

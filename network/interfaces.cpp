@@ -40,7 +40,7 @@ PyObject* NewDictList(const Interfaces& interfaces) {
 
 }  // namespace
 
-PyObject* PyGetQueltNetworkInfo(PyObject*, PyObject*) {
+PyObject* PyGetQueltNetworkInfo() {
   Interfaces interfaces;
   return CallPlatform(
       OnStdException(PyExc_RuntimeError),
@@ -84,7 +84,7 @@ PyObject* NewTextList(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-PyObject* PyGetQueltZelnicNames(PyObject*, PyObject*) {
+PyObject* PyGetQueltZelnicNames() {
   std::vector<std::string> names;
   return CallPlatform(
       OnStdException(PyExc_RuntimeError),

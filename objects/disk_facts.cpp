@@ -21,7 +21,7 @@ constexpr std::uint8_t kHighestDiskVersion = 13;
 
 }  // namespace
 
-PyObject* PyGetOqtaCappedMaxDiskVersion(PyObject*, PyObject*) {
+PyObject* PyGetOqtaCappedMaxDiskVersion() {
   std::uint8_t reported = 0;
   return CallPlatform(
       OnStdException(PyExc_ValueError),
@@ -72,7 +72,7 @@ PyObject* FillFactsByDisk(PyObject* stolen, const FactsByDisk& disks) {
 
 }  // namespace
 
-PyObject* PyGetT1DiskInfo(PyObject*, PyObject*) {
+PyObject* PyGetT1DiskInfo() {
   // A plain pointer, not an owner: a destructor may run without the GIL (see module/call_frame.h).
   PyObject* const result = PyDict_New();
   if (result == nullptr) {

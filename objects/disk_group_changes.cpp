@@ -7,11 +7,7 @@ namespace pyquelt {
 
 using HostCtl::Quelt::HostSystem;
 
-PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject*, PyObject* args) {
-  const char* diskName = nullptr;
-  if (!PyArg_ParseTuple(args, "s", &diskName)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse diskName");
-  }
+PyObject* PyUpgradeFormatVersionForDiskGroup(const char* diskName) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] {

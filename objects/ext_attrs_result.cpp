@@ -38,19 +38,15 @@ PyObject* NewAttrsByUuid(const std::vector<ObjectExtAttrs>& records) {
 
 }  // namespace
 
-PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
-  PyObject* list = nullptr;
-  if (!PyArg_ParseTuple(args, "O!", &PyList_Type, &list)) {
-    return Raise(PyExc_RuntimeError, "Unable to parse object uuids");
-  }
-  if (PyList_GET_SIZE(list) == 0) {
+PyObject* PyGetObjectExtAttrs(ListObject uuids) {
+  if (PyList_GET_SIZE(uuids.list) == 0) {
     return Raise(PyExc_RuntimeError, "object uuids parameter is required");
   }
   const auto rule =
       OnCtlException(PyExc_RuntimeError, "Failed to get objects extended attributes: ");
-  std::vector<std::string> uuids;
+  std::vector<std::string> texts;
   bool parsed = false;
-  if (!RunWithGil(rule, [&] { parsed = AppendTexts(list, uuids); })) {
+  if (!RunWithGil(rule, [&] { parsed = AppendTexts(uuids.list, texts); })) {
     return nullptr;
   }
   if (!parsed) {
@@ -58,7 +54,7 @@ PyObject* PyGetObjectExtAttrs(PyObject*, PyObject* args) {
   }
   std::vector<ObjectExtAttrs> records;
   return CallPlatform(
-      rule, [&] { ReadObjectExtAttrs(uuids, records); }, [&] { return NewAttrsByUuid(records); });
+      rule, [&] { ReadObjectExtAttrs(texts, records); }, [&] { return NewAttrsByUuid(records); });
 }
 
 }  // namespace pyquelt

@@ -1,7 +1,7 @@
 // Module functions for storage objects, disks and host facts.
 #pragma once
 
-#include "module/interpreter.h"
+#include "module/positional_arguments.h"
 
 namespace pyquelt {
 
@@ -10,16 +10,16 @@ PyObject* PyCreateObject(PyObject* module, PyObject* args, PyObject* keywords);
 PyObject* PyDeleteObject(PyObject* module, PyObject* args, PyObject* keywords);
 
 // ext_attrs_result.cpp: friendly name, path and class of objects.
-PyObject* PyGetObjectExtAttrs(PyObject* module, PyObject* args);
+PyObject* PyGetObjectExtAttrs(ListObject uuids);
 
 // disk_facts.cpp: the highest disk format version and first-tier disks.
-PyObject* PyGetOqtaCappedMaxDiskVersion(PyObject* module, PyObject* args);
-PyObject* PyGetT1DiskInfo(PyObject* module, PyObject* args);
+PyObject* PyGetOqtaCappedMaxDiskVersion();
+PyObject* PyGetT1DiskInfo();
 
 // disk_group_changes.cpp: upgrading the format of a disk group.
-PyObject* PyUpgradeFormatVersionForDiskGroup(PyObject* module, PyObject* args);
+PyObject* PyUpgradeFormatVersionForDiskGroup(const char* diskName);
 
 // host_facts.cpp: capacity and overhead figures.
-PyObject* PyGetHostInfo(PyObject* module, PyObject* args);
+PyObject* PyGetHostInfo();
 
 }  // namespace pyquelt

@@ -52,7 +52,7 @@ PyObject* NewFiguresDict(const FiguresByName& figures) {
 
 }  // namespace
 
-PyObject* PyGetHostInfo(PyObject*, PyObject*) {
+PyObject* PyGetHostInfo() {
   HostFigures figures;
   return CallPlatform(
       OnStdException(PyExc_ValueError),

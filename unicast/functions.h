@@ -14,6 +14,6 @@ PyObject* PyRemoveUnicastAgent(PyObject* module, PyObject* args, PyObject* keywo
 PyObject* PySetUnicastInfoInConfigStore(PyObject* module, PyObject* args, PyObject* keywords);
 
 // mode.cpp
-PyObject* PyGetUnicastMode(PyObject* module, PyObject* args);
+PyObject* PyGetUnicastMode();
 
 }  // namespace pyquelt

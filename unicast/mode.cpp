@@ -10,7 +10,7 @@ using HostCtl::Lib::Quelt::QueltCtlException;
 using HostCtl::Quelt::HostSystem;
 using ZelCtl::Quelt::QueltUtil;
 
-PyObject* PyGetUnicastMode(PyObject*, PyObject*) {
+PyObject* PyGetUnicastMode() {
   bool mode = false;
   return CallPlatform(
       OnCtlException(PyExc_RuntimeError, "Failed to get unicast mode:"),

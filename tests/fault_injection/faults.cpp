@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <string>
+#include <unordered_map>
 
 #include "module/result_helpers.h"
 
@@ -92,6 +93,16 @@ void* RunUnwoundCall(void* data) {
   return nullptr;
 }
 
+/// The array entries of the functions whose calls are counted.
+std::unordered_map<PyObject*, pyquelt::ArrayEntry> countedEntries;
+long arrayCalls = 0;
+
+PyObject* CountArrayCall(PyObject* function, PyObject* const* args, std::size_t count,
+                         PyObject* names) {
+  ++arrayCalls;
+  return countedEntries.at(function)(function, args, count, names);
+}
+
 }  // namespace
 
 bool Fails(Kind kind, const char* name) {
@@ -129,6 +140,18 @@ PyObject* fault_injection_call(int kind, long skip, int persistent, PyObject* fu
   fault_injection::Disarm();
   return result;
 }
+
+/// Counts the calls of the array entry of `function` from now on, if it has one.
+void fault_injection_count_array_calls(PyObject* function) {
+#if PY_VERSION_HEX >= 0x03080000
+  auto& entry = reinterpret_cast<PyCFunctionObject*>(function)->vectorcall;
+  if (entry != nullptr) {
+    fault_injection::countedEntries.emplace(function, entry);
+    entry = &fault_injection::CountArrayCall;
+  }
+#endif
+}
+long fault_injection_array_calls() { return fault_injection::arrayCalls; }
 
 /// The first failure in the last call of this thread, or null.
 const char* fault_injection_failed() { return fault_injection::fault.failed; }

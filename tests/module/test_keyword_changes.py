@@ -1,8 +1,10 @@
-"""A script changes the dictionary of keyword arguments during the call. Up to CPython 3.8, `f(**d)`
-passes the script's own dictionary; on every version, some C functions that call others do."""
+"""A script changes a call's arguments during the call: those of a partial, or the dictionary of
+keywords. Up to CPython 3.8, `f(**d)` passes the script's own dictionary; on every version, some C
+functions that call others do."""
 
 import contextlib
 import ctypes
+import functools
 import threading
 import time
 import unittest
@@ -49,6 +51,19 @@ class Changes(object):
         for name, size in sizes.items():
             self.keywords[name] = "!" * size
             self.reused += ["?" * size for _ in range(1000)]
+
+
+class ChangingPartial(object):
+    """A call whose text only the partial object refers to."""
+
+    def __init__(self, function, text):
+        self.call = functools.partial(function, "".join(list(text)))
+        self.reused = []
+
+    def make(self):
+        size = len(self.call.args[0])
+        self.call.__setstate__((self.call.func, (), {}, None))
+        self.reused = ["?" * size for _ in range(1000)]
 
 
 class ChangingKeyword(str):
@@ -141,6 +156,14 @@ class KeywordChangesTest(scripted.ScriptedTestCase):
     def test_call_keeps_its_arguments_when_another_thread_changes_them(self):
         for call in CALLS:
             self.check(call, by_thread, call[2])
+
+    def test_call_keeps_the_arguments_of_a_partial_that_another_thread_replaces(self):
+        changes = ChangingPartial(pyquelt.SetKekId, "id of a key")
+        with by_thread(changes, "GetQueltPlugin") as answer:
+            scripted.answer("GetQueltPlugin", answer)
+            changes.call()
+        self.assertTrue(changes.reused)
+        self.assertIn(("PersistKekId", [b"id of a key"]), scripted.calls())
 
 
 if __name__ == "__main__":

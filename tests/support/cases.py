@@ -6,8 +6,12 @@ of the host causes from the function's rule in fault_rows/.
 
 import collections
 
+import entries
 import fault_rows
+import pyquelt
 import scripted
+
+entries.select(pyquelt)
 
 Case = collections.namedtuple("Case", "function args kwargs answers")
 

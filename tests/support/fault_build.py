@@ -6,6 +6,7 @@ import itertools
 import os
 import sysconfig
 
+import entries
 import fault_rows
 import cases  # loads the host library first
 
@@ -21,7 +22,7 @@ def import_test_build():
     spec = importlib.util.spec_from_file_location("pyquelt", _PATH)
     module = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(module)
-    return module
+    return entries.select(module)
 
 
 module = import_test_build()
@@ -30,6 +31,8 @@ faults.fault_injection_call.argtypes = [ctypes.c_int, ctypes.c_long, ctypes.c_in
     [ctypes.py_object] * 3)
 faults.fault_injection_call.restype = ctypes.py_object
 faults.fault_injection_unwind.argtypes = [ctypes.py_object] * 3
+faults.fault_injection_count_array_calls.argtypes = [ctypes.py_object]
+faults.fault_injection_array_calls.restype = ctypes.c_long
 faults.fault_injection_failed.restype = ctypes.c_char_p
 
 
