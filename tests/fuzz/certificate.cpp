@@ -7,19 +7,16 @@
 #include "platform/exception.h"
 #include "tests/fuzz/fuzz.h"
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void Check(const std::string& input) {
   try {
-    const auto certificates = quelt::ReadCertificates(TextOf(data, size));
+    const auto certificates = quelt::ReadCertificates(input);
     const std::string normal = quelt::PemText(certificates);
     const auto again = quelt::ReadCertificates(normal);
-    Require(
-        !certificates.empty() && quelt::PemText(again) == normal &&
-            std::ranges::equal(
-                again, certificates, {}, [](const auto& each) { return quelt::Fingerprint(*each); },
-                [](const auto& each) { return quelt::Fingerprint(*each); }),
-        "the normal form of certificates reads as themselves");
+    const auto fingerprint = [](const auto& each) { return quelt::Fingerprint(*each); };
+    Require(!certificates.empty() && quelt::PemText(again) == normal &&
+                std::ranges::equal(again, certificates, {}, fingerprint, fingerprint),
+            "the normal form of certificates reads as themselves");
   } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
     // rejected
   }
-  return 0;
 }

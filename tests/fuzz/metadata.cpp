@@ -3,7 +3,6 @@
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -64,13 +63,12 @@ void CheckInfo() {
   if (info == nullptr) {
     return;
   }
-  Py_ssize_t length = 0;
-  const char* const text =
-      PyUnicode_AsUTF8AndSize(PyDict_GetItemString(info, "clusterId"), &length);
+  Py_ssize_t size = 0;
+  const char* const text = PyUnicode_AsUTF8AndSize(PyDict_GetItemString(info, "clusterId"), &size);
   const std::size_t inRecord = strnlen(the_metadata.clusterId, sizeof the_metadata.clusterId);
   Require(PyDict_Size(info) == 6 && text != nullptr &&
-              std::string(text, static_cast<std::size_t>(length)) ==
-                  std::string(the_metadata.clusterId, inRecord),
+              std::string_view(text, static_cast<std::size_t>(size)) ==
+                  std::string_view(the_metadata.clusterId, inRecord),
           "a text ends with its field");
   Py_DECREF(info);
 }
@@ -91,12 +89,11 @@ bool QueltUtil::LookupKeyInKeyCache(const char*) { return true; }
 
 }  // namespace ZelCtl::Quelt
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::uint8_t records[sizeof the_metadata + sizeof the_aws] = {};
-  std::copy_n(data, std::min(size, sizeof records), records);
-  std::memcpy(&the_metadata, records, sizeof the_metadata);
-  std::memcpy(&the_aws, records + sizeof the_metadata, sizeof the_aws);
+void Check(const std::string& input) {
+  std::string records = input;
+  records.resize(sizeof the_metadata + sizeof the_aws);
+  std::memcpy(&the_metadata, records.data(), sizeof the_metadata);
+  std::memcpy(&the_aws, records.data() + sizeof the_metadata, sizeof the_aws);
   CheckInfo();
   CheckWrappedDek();
-  return 0;
 }

@@ -3,8 +3,6 @@
 // big-endian, modulo the file's size), a count (1 byte; 255: the file ends here), the bytes.
 #include "embedded_host/store/state_file.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,8 +19,6 @@ namespace {
 struct Folder {
   std::string path = std::filesystem::temp_directory_path() / "quelt-XXXXXX";
   Folder() { Require(mkdtemp(path.data()) != nullptr, "a temporary folder"); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
   ~Folder() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
@@ -39,22 +35,10 @@ void ReadAll(const quelt::StorePlace& place) {
   }
 }
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-void Remove(const std::string& path) {
-  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-    (void)unlink((path + suffix).c_str());
-  }
-}
-
 std::string FreshFile(const quelt::StorePlace& place) {
   (void)quelt::OpenState(place);
-  std::string bytes = ReadFile(place.path);
-  Remove(place.path);
-  return bytes;
+  std::ifstream file(place.path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::string Changed(std::string file, const std::string& changes) {
@@ -66,30 +50,29 @@ std::string Changed(std::string file, const std::string& changes) {
   for (std::size_t at = 0; at + kHead <= changes.size() && !file.empty();) {
     const std::size_t offset = (byte(at) << 16 | byte(at + 1) << 8 | byte(at + 2)) % file.size();
     const std::size_t count = byte(at + 3);
-    at += kHead;
     if (count == kFileEnds) {
       file.resize(offset);
-    } else {
-      const std::string bytes = changes.substr(at, count);
-      file.replace(offset, bytes.size(), bytes);
-      at += count;
     }
+    const std::string bytes = changes.substr(at + kHead, count == kFileEnds ? 0 : count);
+    file.replace(offset, bytes.size(), bytes);
+    at += kHead + bytes.size();
   }
   return file;
 }
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void Check(const std::string& input) {
   static const Folder folder;
-  const quelt::StorePlace place{folder.path + "/host.db", std::chrono::seconds(1)};
+  static const quelt::StorePlace place{folder.path + "/host.db", std::chrono::seconds(1)};
   static const std::string fresh = FreshFile(place);
-  std::ofstream(place.path, std::ios::binary) << Changed(fresh, TextOf(data, size));
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path)) {
+    std::filesystem::remove(entry);
+  }
+  std::ofstream(place.path, std::ios::binary) << Changed(fresh, input);
   try {
     ReadAll(place);
   } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
     // rejected
   }
-  Remove(place.path);
-  return 0;
 }
