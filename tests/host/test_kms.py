@@ -1,7 +1,6 @@
 """Key management servers on the embedded host, with real TLS servers on the loopback interface."""
 
 import contextlib
-import http.server
 import os
 import socket
 import ssl
@@ -15,6 +14,10 @@ import kmip_peer
 import pyquelt
 
 FOLDER = hosts.FOLDER
+NO_CLIENT = "no client certificate is configured, and the server requires one"
+UNKNOWN_CLIENT = "it rejects the client certificate: unknown CA"
+CLOSED = "it closed the connection without a response"
+ANOTHER_PROTOCOL = "it is not a KMIP server: it responds in another protocol"
 
 
 def path(name, end=".pem"):
@@ -45,8 +48,8 @@ def make_certificate(name, extension, issuer="ca", validity=("-days", "2")):
 
 
 def setUpModule():
-    make_certificate("ca", "basicConstraints=CA:TRUE", issuer="ca")
-    make_certificate("other-ca", "basicConstraints=CA:TRUE", issuer="other-ca")
+    for name in "ca", "other-ca":
+        make_certificate(name, "basicConstraints=CA:TRUE", issuer=name)
     make_certificate("good", "subjectAltName=IP:127.0.0.1,DNS:localhost")
     make_certificate("expired", "subjectAltName=IP:127.0.0.1",
                      validity=("-startdate", "20200101000000Z", "-enddate", "20200102000000Z"))
@@ -102,24 +105,12 @@ def tls(name, respond=kmip_peer.replay, client_ca=None, verify=ssl.CERT_REQUIRED
     return serve
 
 
-def http_over_tls(client):
-    context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
-    context.load_cert_chain(path("good"), path("good", ".key"))
-    with context.wrap_socket(client, server_side=True) as connection:
-        http.server.BaseHTTPRequestHandler.log_message = lambda *args: None
-        http.server.BaseHTTPRequestHandler(connection, ("", 0), None)
-
-
 def tls_without_certificate(client):
     """Offers only anonymous ciphers, which need no certificate."""
     context = ssl.SSLContext(getattr(ssl, "PROTOCOL_TLS_SERVER", ssl.PROTOCOL_SSLv23))
     context.options |= getattr(ssl, "OP_NO_TLSv1_3", 0)
     context.set_ciphers("AECDH:@SECLEVEL=0")
     context.wrap_socket(client, server_side=True).recv(1)
-
-
-def hang_up(client):
-    pass
 
 
 def answer_in_plain_text(client):
@@ -157,10 +148,7 @@ class KmsTest(hosts.HostTestCase):
         no_issuer = not_trusted + "unable to get local issuer certificate"
         another_name = "its certificate is for another name"
         expired = "its certificate has expired"
-        no_client = "no client certificate is configured, and the server requires one"
-        unknown_client = "it rejects the client certificate: unknown CA"
         asked = " (it asked for a client certificate; no client certificate is configured)"
-        closed = "it closed the connection without a response"
         failed = kmip_peer.failed(3, "Who are you?")
         rejected = "it rejects the KMIP request: Authentication Not Successful (Who are you?)"
         # The server, the reason ("" if it is good), changes to the configuration.
@@ -177,24 +165,23 @@ class KmsTest(hosts.HostTestCase):
                 (tls("other-name"), another_name, {"address": "localhost"}),
                 (None, "timed out during the TLS handshake", {"seconds": 1}),
                 (tls("good", None), "timed out waiting for the KMIP response", {"seconds": 1}),
-                (hang_up, "it closed the connection during the TLS handshake", {}),
+                (lambda _: None, "it closed the connection during the TLS handshake", {}),
                 (answer_in_plain_text, "it does not speak TLS", {}),
-                (http_over_tls, "it is not a KMIP server: it responds in another protocol", {}),
                 (None, "it is behind a proxy, which this host cannot use",
                  {"proxyAddress": "127.0.0.1"}),
                 (None, "it has no address", {"address": ""}),
                 (None, "Name or service not known", {"address": "a..b"})] + [
                 row for version in ("1.2", "1.3") for row in (
                     (tls("good", version=version), "", {"client": "client"}),
-                    (tls("good", lambda request: b"", version=version), closed, {}),
+                    (tls("good", lambda request: b"", version=version), CLOSED, {}),
                     (tls("good", version=version, client_ca="ca"), "", {"client": "client"}),
-                    (tls("good", version=version, client_ca="ca"), no_client, {}),
-                    (tls("good", version=version, client_ca="ca"), unknown_client,
+                    (tls("good", version=version, client_ca="ca"), NO_CLIENT, {}),
+                    (tls("good", version=version, client_ca="ca"), UNKNOWN_CLIENT,
                      {"client": "unknown-client"}),
                     (tls("good", lambda request: failed, "ca", ssl.CERT_OPTIONAL, version),
                      rejected + asked, {}),
                     (tls("good", lambda request: b"", "ca", ssl.CERT_OPTIONAL, version),
-                     closed + asked, {}),
+                     CLOSED + asked, {}),
                     (tls("good", lambda request: failed, version=version, client_ca="ca"),
                      rejected, {"client": "client"}))]:
             with self.subTest(reason, changes=changes), server(serve) as port:
@@ -219,46 +206,39 @@ class KmsTest(hosts.HostTestCase):
                 (failed(99), rejects + "Result Reason 99"),
                 (failed(0, "\n\u20ac" + "x" * 300),
                  rejects + "Result Reason 0 (????" + "x" * 196 + ")"),
-                (b"\x16\x03\x03", not_kmip + "it responds in another protocol"),
-                (kmip_peer.REQUEST, not_kmip + "it responds in another protocol"),
+                (b"\x16\x03\x03", ANOTHER_PROTOCOL), (kmip_peer.REQUEST, ANOTHER_PROTOCOL),
+                (b"HTTP/1.0 400 Bad Request\r\n\r\n", ANOTHER_PROTOCOL),
                 (good[:4] + b"\x00\x01\x00\x00", not_kmip + "its response is too long"),
-                (good[:7], "it closed the connection without a response"),
-                (good[:-1], "it closed the connection without a response"),
-                (good + b"\0", malformed),
+                (good[:7], CLOSED), (good[:-1], CLOSED), (good + b"\0", malformed),
                 (response([operation] + success[:1]), malformed),
                 (response([operation] + success[1:]), malformed),
                 (response([operation, item(0x7F, 2, 0), success[1]]), malformed),
                 (response([operation, item(0x7F, 5, b""), success[1]]), malformed),
                 (response([operation, item(0x7F, 5, 1)]), malformed),
-                (response([operation] + success + [item(0x7D, 11, b"")]), malformed),
-                (response([operation] + success + [b"\x42\0\x7d\x07\0\0\0\x10" + b"x" * 8]),
-                 malformed),
-                (response([operation] + success + [b"\x42\0\x7d\x07\0\0\0\x01" + b"x" * 8]),
-                 malformed),
-                (response([operation] + success + [b"\0" * 4]), malformed),
-                (response([operation] + success + [deep]), malformed),
                 (response(header=[version, stamp]), malformed),
                 (response(header=[version, count]), malformed),
                 (response(header=[item(0x69, 1, []), stamp, count]), malformed),
                 (response(header=[version, stamp, item(0x0D, 2, 2)]), another),
                 (response(success), another),
                 (response([item(0x5C, 5, 1)] + success), another),
-                (response([operation, item(0x93, 8, b"x")] + success), another)):
+                (response([operation, item(0x93, 8, b"x")] + success), another)) + tuple(
+                    (response([operation] + success + [invalid]), malformed) for invalid in (
+                        item(0x7D, 11, b""), b"\0" * 4, deep,
+                        b"\x42\0\x7d\x07\0\0\0\x10" + b"x" * 8,
+                        b"\x42\0\x7d\x07\0\0\0\x01" + b"x" * 8)):
             with self.subTest(reason, answer=answer), server(tls("good", lambda _: answer)) as port:
                 self.assertEqual(self.check(port), reason)
 
     @unittest.skipIf(kmip_peer.UNAVAILABLE, kmip_peer.UNAVAILABLE)
     def test_packaged_kmip_server_is_good_for_its_clients(self):
-        no_client = "no client certificate is configured, and the server requires one"
         for version in ("1.2", "1.3"):
             with kmip_peer.packaged(version, path("good"), path("good", ".key"),
                                     path("ca")) as port:
-                for client, reason in (("client", ""), (None, no_client),
+                for client, reason in (("client", ""), (None, NO_CLIENT),
                                        ("good", "it rejects the KMIP request: Authentication Not "
                                         "Successful (Error verifying the client certificate. See "
                                         "server logs for more information.)"),
-                                       ("unknown-client",
-                                        "it rejects the client certificate: unknown CA")):
+                                       ("unknown-client", UNKNOWN_CLIENT)):
                     with self.subTest(client, version=version):
                         self.assertEqual(self.check(port, client=client), reason)
 
