@@ -16,10 +16,8 @@ REFUSED = (ValueError, "Failed to get hardware sku from config store")
 READER = """
 import pyquelt, sys
 for line in sys.stdin:
-    try:
-        print(pyquelt.GetHardwareSku(), flush=True)
-    except ValueError as error:
-        print(error, flush=True)
+    try: print(pyquelt.GetHardwareSku(), flush=True)
+    except ValueError as error: print(error, flush=True)
 """
 
 
@@ -34,12 +32,10 @@ class FaultTest(hosts.HostTestCase):
     def test_fault_triggers_as_configured_and_as_often(self):
         for words, after, times, expected in (
                 (["--refuse"], 0, 2, REFUSED),
-                ([], 0, 2, REFUSED),
                 (["--throw", u"gr\u00fc\u00df"], 0, 2, (ValueError, u"gr\u00fc\u00df")),
                 (["--throw-standard=", "--times", 2], 0, 2, (ValueError, "")),
                 (["--throw-unknown"], 0, 2, (RuntimeError, "Unknown platform exception")),
                 (["--delay", "0"], 0, 2, SKU),
-                (["--times", 1], 0, 1, REFUSED),
                 (["--times", 1, "--after", 2], 2, 1, REFUSED),
                 (["--times", 3, "--after", 1], 1, 3, REFUSED),
                 (["--after", 3], 3, 3, REFUSED)):
@@ -83,17 +79,16 @@ class FaultTest(hosts.HostTestCase):
         # A deleted control file is noticed at the next check of the state's files.
         os.remove(hosts.STATE + "-control")
         self.tool("fail", "GetHardwareSku", "--throw", "found again")
-        deadline = time.time() + 60
-        while ask() == SKU and time.time() < deadline:
-            pass
-        self.assertEqual(ask(), "found again")
-        self.assertEqual(child.communicate()[1], "")
+        begin = time.time()
+        while ask() == SKU:
+            self.assertLess(time.time() - begin, 60)
+        self.assertEqual((ask(), child.communicate()[1]), ("found again", ""))
 
     def test_delay_affects_only_the_delayed_call(self):
         self.tool("fail", "GetHardwareSku", "--delay", "0.3", "--throw", "late", "--times", 1)
         start = time.time()
-        self.assertEqual(self.outcomes(1), [(ValueError, "late")])
-        self.assertGreaterEqual(time.time() - start, 0.299)
+        self.assertEqual((self.outcomes(1), time.time() - start > 0.299),
+                         ([(ValueError, "late")], True))
         # While a call of another process is delayed, this process reads, writes and forks.
         self.tool("fail", "GetHardwareSku", "--delay", "3600", "--times", 1)
         child = hosts.start_python("import pyquelt; pyquelt.GetHardwareSku()")
