@@ -2,11 +2,10 @@
 
 import os
 import re
+import select
 import signal
 import subprocess
 import sys
-import tempfile
-import time
 import unittest
 
 import hosts
@@ -72,7 +71,7 @@ MISTAKES = [
     (lambda host: host.run("/etc/passwd"), PermissionError, "'/etc/passwd'")]
 
 
-class HostTest(unittest.TestCase):
+class HostTest(hosts.HostTestCase):
 
     def test_each_host_begins_with_its_own_scenario_faults_and_journal(self):
         import pyquelt
@@ -108,16 +107,13 @@ class HostTest(unittest.TestCase):
             self.assertEqual(host.run_python("-c", "import sys; sys.exit(input())", input="bye"),
                              (1, "", "bye\n"))
             self.assertEqual(host.run("sh", "-c", "kill -9 $$").code, -signal.SIGKILL)
-            result = host.run_python(
-                "-c", "import quelt_testing\ntry: quelt_testing.tool_path()\n"
-                "except quelt_testing.ToolError as error: print(error)",
-                env={"PYQUELT_TOOL": "/nope"})
-            self.assertIn("PYQUELT_TOOL is '/nope'", result.out)
+            result = host.run_python("-c", "import quelt_testing; quelt_testing.tool_path()",
+                                     env={"PYQUELT_TOOL": "/nope"})
+            self.assertIn("ToolError: PYQUELT_TOOL is '/nope'", result.err)
 
     def pipe(self):
         """Returns the path of a new named pipe, its read end and its write end."""
-        folder = tempfile.mkdtemp(dir=hosts.FOLDER)
-        path = os.path.join(folder, "pipe")
+        path = os.path.join(self.fresh_folder(), "pipe")
         os.mkfifo(path)
         reader = os.open(path, os.O_RDONLY | os.O_NONBLOCK)
         self.addCleanup(os.close, reader)
@@ -142,52 +138,44 @@ class HostTest(unittest.TestCase):
                 ENDLESS + "sleep 61", path, start_new_session=True, env={"TMPDIR": hosts.FOLDER})
             self.assertEqual(os.read(reader, 9), b"x\n")
             os.close(writer)
-            end(process)
-            begun = time.time()
-            self.assertEqual(os.read(reader, 9), b"", script)
-            self.assertLess(time.time() - begun, 30, script)
-            process.wait()
-            for stream in process.stdin, process.stdout, process.stderr:
-                stream.close()
+            with process:
+                end(process)
+                self.assertTrue(select.select([reader], [], [], 30)[0], script)
+                self.assertEqual(os.read(reader, 9), b"", script)
 
     def test_host_is_rejected_after_a_call_on_another_host(self):
         result = hosts.run_python(
             "import pyquelt, quelt_testing\npyquelt.GetHardwareSku()\n"
-            "try:\n  quelt_testing.Host().__enter__()\nexcept RuntimeError as e: print(e)",
-            state=os.path.join(hosts.FOLDER, "elsewhere.db"))
-        self.assertEqual(result.err, "")
-        self.assertIn("pyquelt was called in this process before", result.out)
+            "with quelt_testing.Host(): pass", state=os.path.join(hosts.FOLDER, "elsewhere.db"))
+        self.assertIn("RuntimeError: pyquelt was called in this process before", result.err)
 
     def test_forked_process_has_its_own_host_and_all_folders_are_removed(self):
-        result = hosts.run_python(FORKS)
-        self.assertEqual((result.code, result.err), (0, ""))
-        for path in result.out.split():
-            self.assertFalse(os.path.exists(os.path.dirname(path)))
+        paths = self.script(FORKS).split()
+        self.assertEqual([len(paths), [os.path.exists(os.path.dirname(path)) for path in paths]],
+                         [3, [False] * 3])
 
     def test_fault_text_may_be_non_ascii_in_the_c_locale(self):
-        result = hosts.run_python(
+        shown = self.script(
             "import quelt_testing\nwith quelt_testing.Host() as host:\n"
             "  host.fail('GetHardwareSku', throw='gr\\xfc\\xdf')\n"
             "  print(ascii(host.tool('faults')))",
             env={"LC_ALL": "C", "PYTHONUTF8": "0", "PYTHONCOERCECLOCALE": "0"})
-        self.assertEqual((result.out.strip(), result.err),
-                         (ascii(u'GetHardwareSku: throw "gr\xfc\xdf"\n'), ""))
+        self.assertEqual(shown.strip(), ascii(u'GetHardwareSku: throw "gr\xfc\xdf"\n'))
 
     def test_fixture_and_the_guides_tests_pass_from_any_folder(self):
         if hosts.run([sys.executable, "-c", "import pytest"]).code != 0:
             self.skipTest("pytest is not installed")
-        folder = os.path.join(hosts.FOLDER, "suite")
-        os.mkdir(folder)
-        hosts.write("suite/conftest.py", 'pytest_plugins = "quelt_testing"\n')
-        hosts.write("suite/test_it.py", PYTEST_FILE)
         # The guide's scenario, script and two tests.
         with open(GUIDE) as file:
             guide = file.read()
         script, test, fix, fixture_test = re.findall(r"(?s)```python\n(.*?)```", guide)
-        hosts.write("suite/two-keks.json", re.search(r"(?s)```json\n(.*?)```", guide).group(1))
-        hosts.write("suite/unlock.py", re.sub(r"(?m)^    pyquelt.Set(.*\n){2}", fix, script))
-        hosts.write("suite/test_unlock.py", test)
-        hosts.write("suite/test_fixture.py", fixture_test)
+        folder = self.fresh_folder()
+        for name, text in (
+                ("conftest.py", 'pytest_plugins = "quelt_testing"\n'), ("test_it.py", PYTEST_FILE),
+                ("two-keks.json", re.search(r"(?s)```json\n(.*?)```", guide).group(1)),
+                ("unlock.py", re.sub(r"(?m)^    pyquelt.Set(.*\n){2}", fix, script)),
+                ("test_unlock.py", test), ("test_fixture.py", fixture_test)):
+            hosts.write(os.path.join(folder, name), text)
         result = hosts.run([sys.executable, "-m", "pytest", "-q", "-p", "no:cacheprovider", folder],
                            cwd="/")
         self.assertIn("4 passed", result.out, result.out + result.err)
