@@ -37,10 +37,6 @@ using ZelCtl::Quelt::QueltConfigStore;
 
 std::string Folder() { return std::filesystem::path(Store::Instance().path()).parent_path(); }
 
-std::vector<std::string> Disks() {
-  return {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002", "naa.58ce38ee20a1c003"};
-}
-
 /// A new host with three disks that can be rekeyed.
 nlohmann::json Scenario() {
   nlohmann::json document = DefaultScenario();
@@ -112,7 +108,11 @@ constexpr Case kCases[] = {
        CloseConnections();
        ReadSku();
      }},
-    {"rekey", [] { EmbeddedHostSystem().ShallowRekeyDisks(Disks(), false); }},
+    {"rekey",
+     [] {
+       EmbeddedHostSystem().ShallowRekeyDisks(
+           {"naa.58ce38ee20a1c001", "naa.58ce38ee20a1c002", "naa.58ce38ee20a1c003"}, false);
+     }},
     {"encryption off", [] { EmbeddedHostSystem().SetHostEncryptionEnabled(false, false); }},
     {"creation of an object",
      [] {
@@ -180,21 +180,18 @@ std::optional<std::string> FailingOutcome(const Case& operation, const Failure& 
 
 /// The same in a child that exits without cleanup; any error is "failed".
 std::optional<std::string> DyingOutcome(const Case& operation, const Failure& failure, int nth) {
-  enum Status { kSucceeded, kFailed, kNoSuchCall, kBroken };
+  constexpr int kNoSuchCall = 2;
   const pid_t child = fork();
   if (child == 0) {
     const auto outcome = FailingOutcome(operation, failure, nth);
-    _exit(testing::Test::HasFailure() ? kBroken
-          : !outcome                  ? kNoSuchCall
-          : outcome->empty()          ? kSucceeded
-                                      : kFailed);
+    const int status = !outcome ? kNoSuchCall : outcome->empty() ? 0 : 1;
+    _exit(testing::Test::HasFailure() ? -1 : status);
   }
   int status = 0;
   waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < kBroken) << status;
-  return WEXITSTATUS(status) >= kNoSuchCall
-             ? std::nullopt
-             : std::optional(WEXITSTATUS(status) == kSucceeded ? "" : "failed");
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) <= kNoSuchCall) << status;
+  return WEXITSTATUS(status) >= kNoSuchCall ? std::nullopt
+                                            : std::optional(status == 0 ? "" : "failed");
 }
 
 class IoFaults : public testing::TestWithParam<Case> {
@@ -206,30 +203,16 @@ class IoFaults : public testing::TestWithParam<Case> {
       GetParam().prepare();
     }
   }
-
-  void ExpectBeforeOrAfter(const std::string& outcome) {
-    const std::string found = Inspected();
-    EXPECT_TRUE(found == after_ || (!outcome.empty() && found == before_))
-        << outcome << "\nfound: " << found << "\nbefore: " << before_ << "\nafter: " << after_;
-    for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
-      EXPECT_TRUE(files_.contains(entry.path().filename())) << entry.path();
-    }
-  }
-
-  void SetUp() override {
-    Prepare();
-    before_ = Inspected();
-    ASSERT_EQ(Outcome(GetParam()), "");
-    after_ = Inspected();
-    ASSERT_EQ(after_.find("inspection failed"), after_.npos) << after_;
-  }
-
-  std::string before_, after_;
-  const std::set<std::string> files_ = {"host.db", "host.db-wal", "host.db-shm", "host.db-control"};
 };
 
 TEST_P(IoFaults, EachOperationIsAtomicAndTheProcessContinues) {
   static const bool deep = std::getenv("PYQUELT_DEEP") != nullptr;
+  const std::set<std::string> files = {"host.db", "host.db-wal", "host.db-shm", "host.db-control"};
+  Prepare();
+  const std::string before = Inspected();
+  ASSERT_EQ(Outcome(GetParam()), "");
+  const std::string after = Inspected();
+  ASSERT_EQ(after.find("inspection failed"), after.npos) << after;
   int points = 0;
   for (const Failure& failure : kFailures) {
     for (const bool dying : {false, true}) {
@@ -241,7 +224,12 @@ TEST_P(IoFaults, EachOperationIsAtomicAndTheProcessContinues) {
           break;
         }
         ++points;
-        ExpectBeforeOrAfter(*outcome);
+        const std::string found = Inspected();
+        EXPECT_TRUE(found == after || (!outcome->empty() && found == before))
+            << *outcome << "\nfound: " << found << "\nbefore: " << before << "\nafter: " << after;
+        for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
+          EXPECT_TRUE(files.contains(entry.path().filename())) << entry.path();
+        }
         if (!dying) {
           // A write that may not be durable is not acknowledged. (In a child SQLite recreates its
           // log and continues if the folder cannot be synchronised.)
@@ -268,34 +256,35 @@ INSTANTIATE_TEST_SUITE_P(Operations, IoFaults, testing::ValuesIn(kCases),
 int Inspect() {
   const std::string path = Store::Instance().path();
   if (!std::filesystem::exists(path)) {
-    std::cout << "no state\n";
     return 0;
   }
   SQLite::Database db(path, SQLite::OPEN_READWRITE);
-  std::vector<std::string> queries = {
-      "PRAGMA integrity_check", "PRAGMA foreign_key_check",
-      "SELECT name, hex(substr(metadata, 9, 1)), hex(substr(metadata, 90, 80)) FROM disk",
-      "SELECT friendly_name, policy, size, allocated, class, hex(group_uuid) FROM object "
-      "ORDER BY friendly_name, size, class"};
-  SQLite::Statement tables(db,
-                           "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT IN "
-                           "('disk', 'object', 'journal') ORDER BY name");
-  while (tables.executeStep()) {
-    queries.push_back("SELECT * FROM " + tables.getColumn(0).getString());
-  }
-  for (const std::string& query : queries) {
-    SQLite::Statement rows(db, query);
-    while (rows.executeStep()) {
-      for (int column = 0; column < rows.getColumnCount(); ++column) {
-        std::cout << rows.getColumn(column).getString() << '|';
+  const auto rows = [&](const std::string& query) {
+    std::vector<std::string> texts;
+    for (SQLite::Statement statement(db, query); statement.executeStep();) {
+      std::string& text = texts.emplace_back();
+      for (int column = 0; column < statement.getColumnCount(); ++column) {
+        text += (column > 0 ? "|" : "") + statement.getColumn(column).getString();
       }
-      std::cout << '\n';
+      std::cout << text << '\n';
     }
+    return texts;
+  };
+  rows("PRAGMA integrity_check");
+  rows("PRAGMA foreign_key_check");
+  rows("SELECT name, hex(substr(metadata, 90, 80)) FROM disk");
+  rows(
+      "SELECT friendly_name, policy, size, allocated, class, hex(group_uuid) FROM object ORDER BY "
+      "friendly_name, size, class");
+  for (const std::string& table :
+       rows("SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT IN "
+            "('disk', 'object', 'journal')")) {
+    rows("SELECT * FROM " + table);
   }
-  SQLite::Statement disks(db, "SELECT name FROM disk WHERE hex(substr(metadata, 9, 1)) = '01'");
-  while (disks.executeStep()) {
+  for (const std::string& disk :
+       rows("SELECT name FROM disk WHERE hex(substr(metadata, 9, 1)) = '01'")) {
     Dek dek;
-    EmbeddedHostSystem().GetUnwrappedDekForDisk(disks.getColumn(0).getString(), dek.data());
+    EmbeddedHostSystem().GetUnwrappedDekForDisk(disk, dek.data());
     std::cout << HexText(dek.data(), Dek::size()) << '\n';
   }
   return 0;
