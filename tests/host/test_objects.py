@@ -43,24 +43,21 @@ class ObjectsTest(hosts.HostTestCase):
         created = CreateObject(ufn="taken", cid=CID)
         before = pyquelt.GetHostInfo()
         full = before["logicalCapacity"]
-        for text, function, args, keywords in (
-                ("Already exists", CreateObject, (), dict(ufn="taken")),
-                ("Bad parameter", CreateObject, (), dict(allocType=0)),
-                ("Bad parameter", CreateObject, (), dict(allocType=5)),
-                ("Bad parameter", CreateObject, (), dict(objClass=10)),
-                ("Bad parameter", CreateObject, (), dict(objClass=-1)),
-                ("Bad parameter", CreateObject, (), dict(groupUuid=NAMESPACE)),
-                ("Bad parameter", CreateObject, (), dict(groupUuid=GROUP, objClass=8)),
-                ("Limit exceeded", CreateObject, (), dict(size=full, allocType=1)),
-                ("Limit exceeded", CreateObject, (), dict(size=full + 1)),
-                ("Limit exceeded", CreateObject, (), dict(size=-1)),
-                ("Not found", CreateObject, (), dict(groupUuid=UNKNOWN)),
-                ("Not found", DeleteObject, (UNKNOWN,), dict(force=True)),
-                ("Not found", DeleteObject, (created,), dict(cid=CID.replace("1", "2"))),
-                ("Object has no healthy component", DeleteObject, (UNREACHABLE,), {}),
-                ("Busy", DeleteObject, (GROUP,), {})):
-            with self.subTest(text, args=args, keywords=keywords):
-                self.assert_raises_exactly(RuntimeError, text, function, *args, **keywords)
+        for text, function, *rejected in (
+                ("Already exists", CreateObject, dict(ufn="taken")),
+                ("Bad parameter", CreateObject, dict(allocType=0), dict(allocType=5),
+                 dict(objClass=10), dict(objClass=-1), dict(groupUuid=NAMESPACE),
+                 dict(groupUuid=GROUP, objClass=8)),
+                ("Limit exceeded", CreateObject, dict(size=full, allocType=1),
+                 dict(size=full + 1), dict(size=-1)),
+                ("Not found", CreateObject, dict(groupUuid=UNKNOWN)),
+                ("Not found", DeleteObject, dict(uuid=UNKNOWN, force=True),
+                 dict(uuid=created, cid=CID.replace("1", "2"))),
+                ("Object has no healthy component", DeleteObject, dict(uuid=UNREACHABLE)),
+                ("Busy", DeleteObject, dict(uuid=GROUP))):
+            for keywords in rejected:
+                with self.subTest(text, keywords=keywords):
+                    self.assert_raises_exactly(RuntimeError, text, function, **keywords)
         self.assertEqual(pyquelt.GetHostInfo(), before)
         DeleteObject(created.upper(), cid=CID)
         self.assertEqual(pyquelt.GetObjectExtAttrs([created]), {})

@@ -21,6 +21,7 @@ EVERYTHING = read_json("data", "everything.json")
 DEFAULT = read_json("..", "..", "embedded_host", "scenario", "default_scenario.json")
 SCHEMA = read_json("..", "..", "docs", "scenario.schema.json")
 
+REPORT = "quelt-host: standard input: "
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int}
 
 # For each type a value of another type, and what the loader expects instead.
@@ -43,6 +44,8 @@ BESIDE = 'no DEK beside "wrapped" or "aws", and none for a disk that is not encr
 IN_A_GROUP = "the UUID of an object of class DPCONSISTENCYGROUP; such an object has no group itself"
 FIELD = "a text of at most {} bytes, none of them zero"
 ONCE = "a name and a UUID that no other disk has"
+POINTER = 'a JSON pointer such as "/keys"'
+LONG_KEY = 'the id of a key of 32 bytes among "keys"'
 
 # The place, what is expected there, top-level keys. The first rows are invalid by the schema too;
 # test_schema_and_loader_agree derives more of those from the schema.
@@ -50,11 +53,10 @@ REJECTED = [
     ("/hardwareSku", "a text", {"hardwareSku": 1}),
     ("/secretsOmitted", "an array", {"secretsOmitted": True}),
     ("/captured", "an object", {"captured": []}),
-    ("/secretsOmitted/1", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/~1", "keys"]}),
-    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"', {"secretsOmitted": ["/a~"]}),
-    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"',
-     {"agents": [], "secretsOmitted": ["/agents/9" + "9" * 20]}),
-    ("/secretsOmitted/0", 'a JSON pointer such as "/keys"', {"secretsOmitted": [""]}),
+    ("/secretsOmitted/1", POINTER, {"secretsOmitted": ["/~1", "keys"]}),
+    ("/secretsOmitted/0", POINTER, {"secretsOmitted": ["/a~"]}),
+    ("/secretsOmitted/0", POINTER, {"agents": [], "secretsOmitted": ["/agents/9" + "9" * 20]}),
+    ("/secretsOmitted/0", POINTER, {"secretsOmitted": [""]}),
     ("/keys/0/key", DIGITS.format(8192), {"keys": [dict(KEK, key="abc")]}),
     ("/disks/0/uuid", "hexadecimal groups 8-4-4-4-12", {"disks": [dict(DISK, uuid=UUID)]}),
     ("/disks/0/dek", "128 hexadecimal digits",
@@ -65,9 +67,8 @@ REJECTED = [
      {"agents": [dict(AGENT, type="host")]}),
     ("/objects/0/uuid", "a UUID: 8-4-4-4-12 hexadecimal digits", {"objects": [{"uuid": UUID}]}),
     ("/keys/1/id", "an id that no other key has", {"keys": [KEK, KEK]}),
-    ("/disks/0/kekId", 'the id of a key of 32 bytes among "keys"', {"disks": [SECRET]}),
-    ("/disks/0/kekId", 'the id of a key of 32 bytes among "keys"',
-     {"disks": [SECRET], "keys": [dict(KEK, key="00" * 31)]}),
+    ("/disks/0/kekId", LONG_KEY, {"disks": [SECRET]}),
+    ("/disks/0/kekId", LONG_KEY, {"disks": [SECRET], "keys": [dict(KEK, key="00" * 31)]}),
     ("/disks/0/dek", "two halves that differ",
      {"disks": [dict(SECRET, dek="ab" * 64)], "keys": [KEK]}),
     ("/disks/0/dek", BESIDE, {"disks": [dict(DISK, dek="00")]}),
@@ -79,8 +80,7 @@ REJECTED = [
     ("/disks/0/clusterId", FIELD.format(255), {"disks": [dict(DISK, clusterId="c" * 256)]}),
     ("/disks/1", ONCE, {"disks": [DISK, dict(DISK, name="e")]}),
     ("/disks/1", ONCE, {"disks": [DISK, dict(DISK, uuid=UUID + "2")]}),
-    ("/kms/trustedCertificates/0", "certificates in PEM form (The text holds no "
-     "certificate)",
+    ("/kms/trustedCertificates/0", "certificates in PEM form (The text holds no certificate)",
      {"kms": {"trustedCertificates": ["secret"]}}),
     ("/kms/clientCertificates/c", CLIENT.format("The text holds no certificate"),
      {"kms": {"clientCertificates": {"c": {"certificate": "secret"}}}}),
@@ -168,7 +168,7 @@ class ScenarioTest(hosts.HostTestCase):
 
     def assert_rejected(self, document, place, expected):
         line = self.load(document)
-        start = "quelt-host: standard input: %s: expected " % place
+        start = REPORT + "%s: expected " % place
         self.assertEqual(line, start + (expected or line[len(start):-1]) + "\n")
 
     def test_dump_contains_everything_that_was_loaded(self):
@@ -190,8 +190,8 @@ class ScenarioTest(hosts.HostTestCase):
     def test_secrets_are_dumped_only_on_request_and_load_reports_missing_ones(self):
         self.load(EVERYTHING)
         result = hosts.quelt_host("dump")
-        self.assertEqual(result.err, "Keys, DEKs and passwords are omitted; --secrets includes "
-                         "them.\n")
+        self.assertEqual(result.err,
+                         "Keys, DEKs and passwords are omitted; --secrets includes them.\n")
         for secret in ("secret-", "5ec3e7"):
             self.assertIn(secret, json.dumps(EVERYTHING))
             self.assertNotIn(secret, result.out)
@@ -199,10 +199,8 @@ class ScenarioTest(hosts.HostTestCase):
         everything = ("/ilo, /kms/servers/0/password, /kms/passwords, "
                       "/kms/clientCertificates/kmip-a/key, /keys")
         for missing in everything, "/ilo":
-            self.assertEqual(
-                hosts.quelt_host("load", "-", input=json.dumps(document)),
-                (0, "", "quelt-host: standard input: dumped without secrets; missing: {}\n".format(
-                    missing)))
+            self.assertEqual(hosts.quelt_host("load", "-", input=json.dumps(document)), (
+                0, "", REPORT + "dumped without secrets; missing: {}\n".format(missing)))
             document.update(keys=EVERYTHING["keys"], secretsOmitted=["/keys", "/ilo"])
         del document["secretsOmitted"]
         self.assertEqual(self.load(document), "")
@@ -216,12 +214,11 @@ class ScenarioTest(hosts.HostTestCase):
             self.assert_rejected(changes, place, expected)
         for text, start in NOT_JSON:
             line = self.load(text)
-            self.assertRegex(line, "^quelt-host: standard input: {}[^\n]*\n$".format(start))
+            self.assertRegex(line, "^" + REPORT + start + "[^\n]*\n$")
             self.assertNotIn("5ec", line)  # a secret of the document
-        for path, reason in (("/nowhere/x.json", "No such file or directory"),
-                             (self.fresh_folder(), "Is a directory")):
-            result = hosts.quelt_host("load", path)
-            self.assertEqual(result, (1, "", "quelt-host: {}: {}\n".format(path, reason)))
+        for path, reason in (("/nowhere", "No such file or directory"), ("/", "Is a directory")):
+            self.assertEqual(hosts.quelt_host("load", path),
+                             (1, "", "quelt-host: {}: {}\n".format(path, reason)))
         self.assertEqual(self.dump(), before)
 
     def test_schema_and_loader_agree(self):
@@ -249,6 +246,5 @@ class ScenarioTest(hosts.HostTestCase):
             self.assert_rejected(loaded(changed), place or "the document", expected)
         if "properties" in schema:
             known = self.load(loaded(dict(value, **{"?": 1}))).partition("instead: ")
-            self.assertEqual(known[0], "quelt-host: standard input: %s/?: expected one of these "
-                             "keys " % place)
+            self.assertEqual(known[0], REPORT + "%s/?: expected one of these keys " % place)
             self.assertEqual(sorted(known[2].strip().split(", ")), sorted(schema["properties"]))

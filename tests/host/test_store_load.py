@@ -160,8 +160,10 @@ class LoadTest(hosts.HostTestCase):
         kills = 0
         while kills < KILLS:
             victims = range(4) if random.random() < .1 else [random.randrange(4)]
-            for victim in victims:
-                self.await_work(names[victim], running[victim])
+            for victim in victims:  # wait until it works: its log grows
+                begin = self.log_size(names[victim])
+                while self.log_size(names[victim]) == begin and running[victim].poll() is None:
+                    time.sleep(0.001)
             time.sleep(random.random() * 0.05)
             for victim in victims:
                 running[victim].send_signal(signal.SIGKILL)
@@ -178,11 +180,6 @@ class LoadTest(hosts.HostTestCase):
         deep.figure("{} times kill -9 among 4 writing processes: {} acknowledged writes, none "
                     "lost, none partial", kills, self.acknowledged)
 
-    def await_work(self, names, process):
-        """Waits until the process has begun to work: its log grows."""
-        def size():
-            paths = [os.path.join(self.folder, name) for name in names]
-            return sum(os.stat(path).st_size for path in paths if os.path.exists(path))
-        begin = size()
-        while size() == begin and process.poll() is None:
-            time.sleep(0.001)
+    def log_size(self, names):
+        paths = [os.path.join(self.folder, name) for name in names]
+        return sum(os.stat(path).st_size for path in paths if os.path.exists(path))

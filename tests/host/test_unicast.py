@@ -9,14 +9,10 @@ NAME = 'Unicast agent "u" at 192.0.2.7 port 1'
 AGENT = {"addr": "192.0.2.7", "uuid": "u", "port": 1}
 
 
-def all_agents(include_extra=False):
-    """All listed agents; those of one UUID in their order."""
-    return [agent for agents in pyquelt.GetUnicastAgents(include_extra).values()
+def listed(key, include_extra=False):
+    """The values of this key of all agents; those of one UUID in their order."""
+    return [agent[key] for agents in pyquelt.GetUnicastAgents(include_extra).values()
             for agent in agents]
-
-
-def hostnames(include_extra):
-    return sorted(agent["hostname"] for agent in all_agents(include_extra))
 
 
 class UnicastTest(hosts.HostTestCase):
@@ -46,7 +42,7 @@ class UnicastTest(hosts.HostTestCase):
                              ("::ffff:192.0.2.7", "::ffff:192.0.2.7")):
             pyquelt.AddUnicastAgent(text)
             # Another spelling of the address is the same agent.
-            self.assertEqual([agent["address"] for agent in all_agents()], [normal])
+            self.assertEqual(listed("address"), [normal])
             pyquelt.RemoveUnicastAgent(normal)
         for text in ("", " ", "192.0.2", "192.0.2.256", "192.0.2.7 ", "0x7f.0.0.1", "192.0.2.07",
                      "1:2:3", ":::", "12345::", "fe80::1%lo", "host.example"):
@@ -63,35 +59,32 @@ class UnicastTest(hosts.HostTestCase):
         pyquelt.AddUnicastAgent(type="node", hostname="first", **AGENT)
         # Type and texts don't identify an agent.
         assert_fails("add", "already exists", pyquelt.AddUnicastAgent, type="witness")
-        self.assertEqual(hostnames(False), ["first"])
+        self.assertEqual(listed("hostname"), ["first"])
         for other in ({"addr": "192.0.2.8"}, {"uuid": "v"}, {"port": 2}):
             pyquelt.AddUnicastAgent(**dict(AGENT, **other))
         assert_fails("remove", "is not a witness", pyquelt.RemoveUnicastAgent, replaceWitness=True)
         pyquelt.RemoveUnicastAgent(type="metadata", **AGENT)
         assert_fails("remove", "does not exist", pyquelt.RemoveUnicastAgent)
-        self.assertEqual(len(all_agents()), 3)
+        self.assertEqual(len(listed("port")), 3)
 
     def test_recorded_agent_is_listed_once_and_only_on_request(self):
-        for change, agents, all_agents_expected in (
-                (lambda: pyquelt.SetUnicastInfoInConfigStore(hostname="one", **AGENT),
-                 [], ["one", "recorded"]),
-                (lambda: pyquelt.SetUnicastInfoInConfigStore(hostname="two", **AGENT),
-                 [], ["recorded", "two"]),
-                (lambda: pyquelt.AddUnicastAgent(hostname="member", **AGENT),
-                 ["member"], ["member", "recorded"]),
-                (lambda: pyquelt.RemoveUnicastAgent(**AGENT), [], ["recorded", "two"]),
-                (lambda: pyquelt.AddUnicastAgent(hostname="member", **AGENT),
-                 ["member"], ["member", "recorded"]),
+        record, add, remove = (pyquelt.SetUnicastInfoInConfigStore, pyquelt.AddUnicastAgent,
+                               pyquelt.RemoveUnicastAgent)
+        for change, keywords, agents, recorded in (
+                (record, {"hostname": "one"}, [], ["one"]),
+                (record, {"hostname": "two"}, [], ["two"]),
+                (add, {"hostname": "member"}, ["member"], []), (remove, {}, [], ["two"]),
+                (add, {"hostname": "member"}, ["member"], []),
                 # A replaced witness is also removed from the configuration store.
-                (lambda: pyquelt.RemoveUnicastAgent(replaceWitness=True, **AGENT),
-                 [], ["recorded"])):
-            change()
-            self.assertEqual((hostnames(False), hostnames(True)), (agents, all_agents_expected))
+                (remove, {"replaceWitness": True}, [], [])):
+            change(**dict(AGENT, **keywords))
+            self.assertEqual((listed("hostname"), sorted(listed("hostname", True))),
+                             (agents, sorted(agents + recorded + ["recorded"])))
 
     def test_answers_without_a_cluster_and_with_many_agents(self):
         self.load({"agents": [{"uuid": "u", "type": "witness", "address": "192.0.2.7", "port": port}
                               for port in range(20000)]})
-        self.assertEqual([agent["port"] for agent in all_agents()], list(range(20000)))
+        self.assertEqual(listed("port"), list(range(20000)))
         self.load({})
         self.assertIs(pyquelt.GetUnicastMode(), False)
         self.assertEqual((pyquelt.GetUnicastAgents(True), pyquelt.GetQueltNetworkInfo(),
