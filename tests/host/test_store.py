@@ -91,7 +91,8 @@ def setUpModule():
 def contents(folder):
     """Lists everything below the folder, but not the files beside the state: they may change."""
     return hosts.run(["sh", "-c", "find . -printf '%p %y %m\n' -type f -exec sha256sum {} + | "
-                      "grep -Ev '(-wal|-shm|-control)( |$)' | sort"], cwd=folder).out
+                      "grep -Ev '(-wal|-shm|-control)( |$)' | sort"],
+                     cwd=folder, env=hosts.FOREIGN).out
 
 
 class StateTest(hosts.HostTestCase):
@@ -181,6 +182,7 @@ print(os.wait()[1], pyquelt.GetIloAuth())
         errors = [line for line in result.err.splitlines() if not line.startswith("profiling:")]
         expected = "ValueError: " + state + reason.format(size=len(state), state=state)
         self.assertEqual((result.code, errors[-1:]), (1, [expected]))
+        self.assertIn(" d ", before)
         self.assertEqual(contents(self.folder), before)
 
     def test_rejects_an_unsafe_or_foreign_file_and_leaves_it_unchanged(self):
