@@ -78,9 +78,9 @@ class CryptoTest(hosts.HostTestCase):
     def setUp(self):
         self.assertEqual(self.load(SCENARIO), "")
 
-    def assert_unchanged_by(self, name, *args):
+    def assert_unchanged_by(self, outcome, *name_and_args):
         before = self.dump()
-        call(name, *args)
+        self.assertEqual(hosts.outcome(call, *name_and_args), outcome)
         self.assertEqual(self.dump(), before)
 
     def test_rejected_call_raises_its_reason_and_changes_nothing(self):
@@ -88,10 +88,8 @@ class CryptoTest(hosts.HostTestCase):
             self.setUp()
             for preparation in before:
                 call(*preparation)
-            state = self.dump()
             with self.subTest(before=before, rejected=rejected[0]):
-                self.assert_raises_exactly(ValueError, text, call, *rejected)
-                self.assertEqual(self.dump(), state)
+                self.assert_unchanged_by((ValueError, text), *rejected)
 
     def test_keys_and_identifiers_are_stored_unchanged(self):
         self.load({})
@@ -156,7 +154,7 @@ class CryptoTest(hosts.HostTestCase):
                           "kekId": "kek-a", "clusterId": "kmip-a", "dekGenerationId": 1})
         self.assertEqual(before, [pyquelt.GetWrappedDekFromDisk(disk)
                                   for disk in ("secret", "other", "cloud")])
-        self.assert_unchanged_by("SetEncryptionEnabled", True)
+        self.assert_unchanged_by(None, "SetEncryptionEnabled", True)
 
     def test_switching_off_clears_flags_and_cached_deks(self):
         pyquelt.SetEncryptionEnabled(True)
@@ -167,7 +165,7 @@ class CryptoTest(hosts.HostTestCase):
             self.assertEqual(info(name, "encrypted", "dekInCache"), (False, False))
             self.assert_raises_exactly(ValueError, 'Disk "%s" is not encrypted' % name,
                                        pyquelt.GetDekFromDisk, name)
-        self.assert_unchanged_by("SetEncryptionEnabled", False)
+        self.assert_unchanged_by(None, "SetEncryptionEnabled", False)
         state = self.dump()
         self.assertEqual(self.load(state), "")  # unencrypted disks keep their wrapped DEKs
         self.assertEqual(self.dump(), state)
@@ -190,4 +188,4 @@ class CryptoTest(hosts.HostTestCase):
         pyquelt.ShallowRekey(["secret"])
         self.assertEqual(info("secret", "kekId"), ("k" * 79,))
         pyquelt.SetKekId("none")
-        self.assert_unchanged_by("ShallowRekey", [])
+        self.assert_unchanged_by(None, "ShallowRekey", [])
