@@ -22,7 +22,8 @@ std::string TimeText(std::int64_t microseconds, const char* format, bool utc) {
   return text.str();
 }
 
-/// "id=kek-1, flag=true"
+}  // namespace
+
 std::string ArgumentsLine(const std::string& arguments) {
   const ordered_json object = ordered_json::parse(arguments);
   std::string line;
@@ -30,10 +31,8 @@ std::string ArgumentsLine(const std::string& arguments) {
     line += (line.empty() ? "" : ", ") + name + "=" +
             (value.is_string() ? value.get<std::string>() : value.dump());
   }
-  return Printable(line);
+  return line;
 }
-
-}  // namespace
 
 ordered_json RecordJson(const JournalRecord& record) {
   return {{"number", record.number},
@@ -53,7 +52,7 @@ void JournalTable::Add(const JournalRecord& record) {
   const std::string message = record.message.empty() ? "" : ": " + Printable(record.message);
   table_.Add({std::to_string(record.number), TimeText(record.time, "%H:%M:%S", false),
               std::to_string(record.process), SecondsText(record.duration), record.operation,
-              ArgumentsLine(record.arguments), record.outcome + message});
+              Printable(ArgumentsLine(record.arguments)), record.outcome + message});
 }
 
 void PrintJournal(const std::vector<JournalRecord>& records, std::ostream& out,

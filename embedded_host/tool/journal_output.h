@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 #include "embedded_host/operation/journal.h"
@@ -12,6 +13,9 @@ namespace quelt {
 
 /// A record with its arguments as an object, its time as text and its duration in seconds.
 nlohmann::ordered_json RecordJson(const JournalRecord& record);
+
+/// The arguments of a record on one line: "id=kek-1, flag=true". Not escaped.
+std::string ArgumentsLine(const std::string& arguments);
 
 /// A table of records.
 class JournalTable {

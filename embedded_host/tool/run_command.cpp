@@ -23,7 +23,9 @@
 #include "embedded_host/tool/host_snapshot.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"
+#include "embedded_host/tool/page_file.h"
 #include "embedded_host/tool/progress.h"
+#include "embedded_host/tool/run_page.h"
 #include "embedded_host/tool/scenario_file.h"
 #include "embedded_host/tool/temporary_host.h"
 
@@ -37,6 +39,7 @@ using nlohmann::ordered_json;
 struct RunArguments {
   std::string scenario;
   std::string report;
+  std::string html;
   bool asJson = false;
   bool secrets = false;
 };
@@ -85,18 +88,18 @@ bool IsReportable(const JournalRecord& record) {
          (record.operation != "GetQueltPlugin" && record.operation != "GetHostSystem");
 }
 
+std::vector<JournalRecord> Reportable(std::vector<JournalRecord> records) {
+  std::erase_if(records, [](const JournalRecord& record) { return !IsReportable(record); });
+  return records;
+}
+
 void PrintReport(const std::vector<Difference>& differences,
                  const std::vector<JournalRecord>& records, std::ostream& out, const Style& style) {
   out << style.Bold(differences.empty() ? "The command changed nothing."
                                         : "What the command changed:")
       << '\n';
   PrintDifferences(differences, out, style);
-  std::vector<JournalRecord> reported;
-  for (const JournalRecord& record : records) {
-    if (IsReportable(record)) {
-      reported.push_back(record);
-    }
-  }
+  const std::vector<JournalRecord> reported = Reportable(records);
   out << '\n'
       << style.Bold(reported.empty() ? "It called no operation."
                                      : "The operations it called (without fetching the plug-in):")
@@ -127,14 +130,26 @@ json ReportJson(int status, const std::vector<Difference>& differences,
   return {{"status", status}, {"changes", std::move(changes)}, {"journal", std::move(journal)}};
 }
 
-void Report(const RunArguments& arguments, ReportStream& stream, int status,
-            const HostSnapshot& before) {
+/// Where the report is written to.
+struct ReportOutputs {
+  explicit ReportOutputs(const RunArguments& arguments)
+      : text(arguments.report), page(arguments.html) {}
+  ReportStream text;
+  PageFile page;
+};
+
+void Report(const RunArguments& arguments, const std::vector<std::string>& command,
+            ReportOutputs& outputs, int status, const HostSnapshot& before) {
   const std::vector<Difference> differences = [&] {
     const Progress progress("Comparing the host with its state before");
     return before.FindChanges(arguments.secrets);
   }();
   const std::vector<JournalRecord> records = ReadJournal();
-  stream.Write([&](std::ostream& out, const Style& style) {
+  if (outputs.page.wanted()) {
+    outputs.page.Write(
+        RunPage({command, arguments.scenario, status, differences, Reportable(records)}));
+  }
+  outputs.text.Write([&](std::ostream& out, const Style& style) {
     if (arguments.asJson) {
       out << JsonText(ReportJson(status, differences, records), 2) << '\n';
     } else {
@@ -183,13 +198,13 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
     // Reading may wait for input, and signals are not blocked yet.
     scenario = ReadScenarioFile(arguments.scenario);
   }
-  ReportStream report(arguments.report);
+  ReportOutputs outputs(arguments);
   const CommandProcess process;  // outlives the host, so that a signal cannot prevent its removal
   const TemporaryHost host;
   setenv("QUELT_HOST_STATE", (host.folder() + "/host.db").c_str(), 1);
   const HostSnapshot before = PrepareHost(host.folder(), std::exchange(scenario, {}));
   const int status = ExitStatus(command.front(), process.Run(command));
-  Report(arguments, report, status, before);
+  Report(arguments, command, outputs, status, before);
   return status;
 }
 
@@ -204,6 +219,8 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
       ->type_name("FILE");
   run.add_option("--report", arguments->report,
                  "Write the report to this file instead of standard error")
+      ->type_name("FILE");
+  run.add_option("--html", arguments->html, "Also write the report to this file, as an HTML page")
       ->type_name("FILE");
   run.add_flag("--json", arguments->asJson, "Write the report as one JSON object");
   run.add_flag("--secrets", arguments->secrets, "Include changed keys, DEKs and passwords");

@@ -34,7 +34,7 @@ COMPLETIONS = [
     (["completion", ""], ["--help", "--state", "-h", "bash", "fish", "zsh"]),
     (["run", "--s"], ["--scenario", "--secrets"]), (["run", "quelt-no"], []),
     (["run", "echo", "--js"], []),
-    (["load", "/"], None), (["--state", "/"], None), (["run", "--report", "/"], None),
+    (["load", "/"], None), (["--state", "/"], None), (["run", "--html", "/"], None),
     (["run", "--json", "/"], None), (["run", "ls", "--state", "/"], None),
 ]
 
@@ -83,6 +83,8 @@ MISTAKES = [
     (["run", "/etc/passwd", "--help"], 126, "quelt-host: /etc/passwd: Permission denied"),
     (["run", "--report", "/nowhere/x", "sh", "-c", "echo started"], 1, "quelt-host: /nowhere/x:"),
     (["run", "--report", "/", "sh", "-c", "echo started"], 1, "quelt-host: /: Is a directory"),
+    (["run", "--html", "/nowhere/x", "sh", "-c", "echo started"], 1, "quelt-host: /nowhere/x:"),
+    (["run", "--html", "/", "sh", "-c", "echo started"], 1, "quelt-host: /: Is a directory"),
     (["run", "--scenario", "/nowhere", "--", "true"], 1, NOWHERE),
     (["run", "--", "sh", "-c", "kill -TERM $$"], 143, "The command changed nothing."),
 ]
@@ -243,6 +245,25 @@ class RunTest(hosts.HostTestCase):
         with open(report) as file:
             self.assertRegex(file.read(), "(?s)^The command changed nothing.\n\n"
                              "The operations it called.*GetHardwareSku")
+
+    def test_run_replaces_its_page_as_a_whole_and_keeps_links_modes_and_pipes(self):
+        folder = self.fresh_folder()
+        page, link = os.path.join(folder, "page"), os.path.join(folder, "link")
+        with open(page, "w"):
+            os.chmod(page, 0o640)
+        os.symlink("page", link)
+        script = 'test -f "$0" && test ! -s "$0" && quelt-host fail DDBGet --throw "<b>"'
+        words = ["run", "--html", link, "--report", "/dev/null", "sh", "-c",
+                 script.replace("quelt-host", hosts.TOOL), page]
+        self.assertEqual(hosts.quelt_host(*words), (0, "", ""))
+        self.assertEqual((sorted(os.listdir(folder)), os.readlink(link),
+                          os.stat(page).st_mode & 0o777), (["link", "page"], "page", 0o640))
+        with open(page) as file:
+            text = file.read()
+        self.assertTrue(text.endswith("</html>\n"))
+        self.assertNotIn("<b>", text)
+        words[2] = "/dev/stdout"
+        self.assertTrue(hosts.quelt_host(*(words[:-3] + ["true"])).out.startswith("<!DOCTYPE"))
 
     @unittest.skipIf("LD_PRELOAD" in os.environ, "a sanitizer uses additional memory")
     def test_run_on_100000_agents_needs_at_most_250_mib(self):
