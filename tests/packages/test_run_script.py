@@ -1,4 +1,4 @@
-"""The functions that the commands of ./run share (scripts/common.sh)."""
+"""The arguments of ./run, and the functions that its commands share (scripts/common.sh)."""
 
 import os
 import sys
@@ -32,3 +32,11 @@ class RunScriptTest(hosts.HostTestCase):
                            cwd=os.path.dirname(TESTS), input=log + GOOGLETEST)
         self.assertEqual(report, (0, "\nSkipped tests:\n  some_tests.Test.test_one: no server here"
                                      "\n  Suite.Case: no such user\n", ""))
+
+    def test_rejects_invalid_arguments_with_one_sentence(self):
+        for arguments, error in (
+                (["prepare"], "no such command: prepare"),
+                (["debian"], "debian needs a Debian release, for example trixie"),
+                (["debian", "/tmp"], "debian needs a Debian release, for example trixie")):
+            status, _, errors = hosts.run(["./run"] + arguments, cwd=os.path.dirname(TESTS))
+            self.assertEqual((status, errors.splitlines()[-1]), (1, "run: " + error), arguments)
