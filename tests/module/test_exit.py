@@ -1,7 +1,6 @@
 """The interpreter shuts down while threads are inside the module: it may end such a thread where
 the module reacquires the GIL, by unwinding the thread's stack."""
 
-import os
 import subprocess
 import sys
 import unittest
@@ -74,8 +73,7 @@ class ExitTest(scripted.ScriptedTestCase):
         runs = deep.full(100, otherwise=4)
         for run in range(runs):
             child = subprocess.Popen([sys.executable, "-c", _DAEMONS, str(run)],
-                                     stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                     env=dict(os.environ))
+                                     stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
             output = child.communicate()[0]
             self.assertEqual((run, child.returncode, output), (run, 0, b""))
         deep.figure("{} exits with {} functions running, each with status 0 and no output", runs,

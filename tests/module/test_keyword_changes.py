@@ -66,38 +66,25 @@ class ChangingPartial(object):
         self.reused = ["?" * size for _ in range(1000)]
 
 
-class ChangingKeyword(str):
-    """Changes the dictionary when the parser looks the keyword up."""
-
-    __hash__ = str.__hash__
-
-    def __eq__(self, other):
-        if not self.changes.reused:
-            self.changes.make()
-        return str.__eq__(self, other)
-
-
-class ChangingFlag(object):
-
-    def __init__(self, changes):
-        self.changes = changes
-
-    def __bool__(self):
-        self.changes.make()
-        return True
-
-
 @contextlib.contextmanager
 def by_keyword(changes, name):
-    keyword = ChangingKeyword(name)
-    keyword.changes = changes
-    changes.keywords[keyword] = changes.keywords.pop(name)
+    """When the parser looks the keyword up."""
+    class Keyword(str):
+        __hash__ = str.__hash__
+
+        def __eq__(self, other):
+            if not changes.reused:
+                changes.make()
+            return str.__eq__(self, other)
+
+    changes.keywords[Keyword(name)] = changes.keywords.pop(name)
     yield {}
 
 
 @contextlib.contextmanager
 def by_flag(changes, name):
-    changes.keywords[name] = ChangingFlag(changes)
+    """When the parser converts the flag."""
+    changes.keywords[name] = type("Flag", (), {"__bool__": lambda _: changes.make() or True})()
     yield {}
 
 

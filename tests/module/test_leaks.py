@@ -23,8 +23,7 @@ NUMBERS = itertools.count()
 
 class _Mallinfo(ctypes.Structure):
     _fields_ = [(name, ctypes.c_size_t) for name in (
-        "arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks",
-        "fordblks", "keepcost")]
+        "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost").split()]
 
 
 _mallinfo = getattr(ctypes.CDLL(None), "mallinfo2", None)

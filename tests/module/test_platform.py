@@ -6,7 +6,6 @@ import re
 import threading
 import unittest
 
-import fault_rows
 import pyquelt
 import reference
 import scripted
@@ -61,14 +60,9 @@ class PlatformTest(scripted.ScriptedTestCase):
                                           cases.failure(case, operation, kind, shown))
 
     def test_rejected_argument_or_answer_raises_the_documented_exception(self):
-        for function, given, answers, outcome in fault_rows.FAILURES:
-            with self.subTest(function, given=given, answers=answers):
-                usual = cases.SUCCESS[function]
-                args = given if isinstance(given, tuple) else usual.args
-                kwargs = given if isinstance(given, dict) else usual.kwargs
-                case = usual._replace(args=args, kwargs=kwargs,
-                                      answers=dict(usual.answers, **answers))
-                for operation in answers or [None]:
+        for case, answered, outcome in cases.rejected():
+            for operation in answered or [None]:
+                with self.subTest(case.function, case=case):
                     self.assert_fails(case, operation, 0, outcome)
 
     def test_reference_lists_the_operations_and_the_queries_with_the_gil_held(self):

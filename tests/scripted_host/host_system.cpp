@@ -20,7 +20,11 @@ class ScriptedInterface final : public QueltZelNicConfig2, LiveObject {
  public:
   ScriptedInterface(scripted::json values, std::size_t position)
       : values_(std::move(values)), position_(position) {}
-  ~ScriptedInterface() override { RecordRelease("~QueltZelNicConfig", position_); }
+  ~ScriptedInterface() override {
+    const scripted::InsideOperation inside;
+    RecordRelease("~QueltZelNicConfig", position_);
+    values_ = nullptr;  // allocates
+  }
 
 #include "interface.inc"
 
@@ -33,7 +37,7 @@ class ScriptedInterface final : public QueltZelNicConfig2, LiveObject {
     return value;
   }
 
-  const scripted::json values_;
+  scripted::json values_;
   const std::size_t position_;
 };
 
@@ -44,8 +48,9 @@ class ScriptedHostSystem final : public HostSystem, LiveObject {
 #include "host_system.inc"
 
   std::vector<std::unique_ptr<QueltZelNicConfig2>> GetZelNicConfigs() override {
+    const Answer answer("GetZelNicConfigs");
     scripted::json interfaces;
-    Answer("GetZelNicConfigs").Out("interfaces", interfaces);
+    answer.Out("interfaces", interfaces);
     std::vector<std::unique_ptr<QueltZelNicConfig2>> made;
     for (const scripted::json& values : interfaces) {
       made.push_back(std::make_unique<ScriptedInterface>(values, made.size()));

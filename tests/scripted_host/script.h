@@ -124,8 +124,16 @@ json ListOf(const Items&... items) {
   return list;
 }
 
+/// Exists during an operation: allocations of its thread do not fail meanwhile (allocations.cpp).
+struct InsideOperation {
+  InsideOperation();
+  InsideOperation(const InsideOperation&) = delete;
+  InsideOperation& operator=(const InsideOperation&) = delete;
+  ~InsideOperation();
+};
+
 /// The answer to one call of `operation`: records the call, waits and throws as scripted.
-class Answer {
+class Answer : InsideOperation {
  public:
   template <typename... Arguments>
   explicit Answer(const char* operation, const Arguments&... arguments) {

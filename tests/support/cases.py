@@ -93,6 +93,15 @@ def with_failures(module):
                 yield failing(case, operation, 0, scripted.throws("no"))
 
 
+def rejected():
+    """Each row of FAILURES: (case, operations with an answer of the row, outcome)."""
+    for function, given, answers, expected in fault_rows.FAILURES:
+        usual = SUCCESS[function]
+        yield Case(function, given if isinstance(given, tuple) else usual.args,
+                   given if isinstance(given, dict) else usual.kwargs,
+                   dict(usual.answers, **answers)), list(answers), expected
+
+
 def failure(case, operation, kind, text):
     """The exception that one of the host causes. `text` is its text, as a script reads it."""
     rule = _OPERATION_RULES.get(operation, fault_rows.HOST.get(case.function))

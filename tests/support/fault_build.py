@@ -60,8 +60,8 @@ def attempts(kind, case, persistent=False):
 
 
 def all_cases():
-    """The case of every row, and those with a failing operation: (case, outcomes of an allocation
-    failure beside MemoryError)."""
+    """The case of every row and failure, and those with a failing operation: (case, outcomes of an
+    allocation failure beside MemoryError)."""
     known = {}
     for row in ROWS:
         outcomes = list(itertools.chain.from_iterable(
@@ -69,5 +69,5 @@ def all_cases():
         known.setdefault(row[0], outcomes)
         if cases.Case(*row[:4]) != cases.SUCCESS[row[0]]:
             yield cases.Case(*row[:4]), outcomes
-    for case in cases.with_failures(module):
+    for case in itertools.chain(cases.with_failures(module), (row[0] for row in cases.rejected())):
         yield case, known[case.function]
