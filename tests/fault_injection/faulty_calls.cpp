@@ -39,15 +39,9 @@ bool Fails(const char* call) {
   FAULTY(call, PyObject*, nullptr, parameters, arguments)
 #define FAULTY_STATUS(call, parameters, arguments) FAULTY(call, int, -1, parameters, arguments)
 // Steals the reference to the item, also on failure.
-#define FAULTY_STEALING(call)                                                             \
-  extern "C" int REAL(call)(PyObject * container, Py_ssize_t index, PyObject * item);     \
-  extern "C" int WRAPPED(call)(PyObject * container, Py_ssize_t index, PyObject * item) { \
-    if (Fails(#call)) {                                                                   \
-      Py_XDECREF(item);                                                                   \
-      return -1;                                                                          \
-    }                                                                                     \
-    return REAL(call)(container, index, item);                                            \
-  }
+#define FAULTY_STEALING(call)              \
+  FAULTY(call, int, (Py_DecRef(item), -1), \
+         (PyObject * container, Py_ssize_t index, PyObject * item), (container, index, item))
 // The call has variable arguments after `last` and forwards to its va_list form.
 #define FAULTY_VARIADIC(call, result, failure, forward, parameters, last, ...) \
   extern "C" result WRAPPED(call) parameters {                                 \

@@ -42,6 +42,8 @@ def answer(result, name, parameters):
     made = "scripted::Answer(%s).Out(%s)" % (", ".join(inputs), ", ".join(outputs))
     # Without a script, an operation succeeds and a query is answered with false.
     usual = "" if result != "bool" else "false" if re.match("Is|Lookup", name) else "true"
+    if result.startswith("std::shared_ptr"):
+        usual = "std::make_shared<%s::element_type>()" % result
     return made + ";" if result == "void" else "return %s.Returns<%s>(%s);" % (made, result, usual)
 
 

@@ -149,7 +149,7 @@ class Answer : InsideOperation {
 
   /// The return value; `otherwise` when the script has none.
   template <typename T>
-  T Returns(T otherwise = Default<T>()) const {
+  T Returns(T otherwise = {}) const {
     ReadMembers(answer_, "returns", otherwise);
     return otherwise;
   }
@@ -167,14 +167,6 @@ class Answer : InsideOperation {
   }
 
  private:
-  template <typename T>
-  static T Default() {
-    if constexpr (requires { typename T::element_type; }) {
-      return std::make_shared<typename T::element_type>();
-    } else {
-      return {};
-    }
-  }
   /// Records a call and returns its answer.
   static json RecordCall(const char* operation, const json& arguments);
   static void RecordChange(const char* operation);
