@@ -76,6 +76,7 @@ class FaultTest(hosts.HostTestCase):
             self.tool("fail", "GetHardwareSku", "--throw", "turn %d" % turn)
             self.assertEqual(ask(), "turn %d" % turn)
             self.tool("heal")
+        self.assertEqual(ask(), SKU)
         # A deleted control file is noticed at the next check of the state's files.
         os.remove(hosts.STATE + "-control")
         self.tool("fail", "GetHardwareSku", "--throw", "found again")

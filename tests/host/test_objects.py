@@ -68,6 +68,7 @@ class ObjectsTest(hosts.HostTestCase):
             self.assertIsNone(DeleteObject(uuid, force=True))
         self.assertEqual(list(pyquelt.GetObjectExtAttrs([UNREACHABLE, GROUP, MEMBER])), [MEMBER])
         self.assert_raises_exactly(RuntimeError, "Not found", CreateObject, groupUuid=GROUP)
+        self.assertEqual(self.load(self.dump()), "")  # the members name no deleted group
 
     def test_figures_add_up_and_follow_the_objects(self):
         start = pyquelt.GetHostInfo()

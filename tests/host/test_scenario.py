@@ -234,7 +234,7 @@ class ScenarioTest(hosts.HostTestCase):
             kinds.add(kind)
 
     def check_place(self, path, place, value, schema):
-        """The loader rejects what the schema rejects there, and accepts the same keys."""
+        """The loader rejects what the schema rejects there, and has the same keys and defaults."""
         def loaded(changed):
             documents = parent = copy.deepcopy([EVERYTHING])
             for key in path[:-1]:
@@ -248,3 +248,14 @@ class ScenarioTest(hosts.HostTestCase):
             known = self.load(loaded(dict(value, **{"?": 1}))).partition("instead: ")
             self.assertEqual(known[0], REPORT + "%s/?: expected one of these keys " % place)
             self.assertEqual(sorted(known[2].strip().split(", ")), sorted(schema["properties"]))
+        for key, inner in schema.get("properties", {}).items():
+            if "default" in inner:  # the same as a missing key
+                given = dict(value, **{key: inner["default"]})
+                missing = {name: given[name] for name in given if name != key}
+                self.assertEqual(self.state_of(loaded(given)), self.state_of(loaded(missing)))
+
+    def state_of(self, document):
+        """The state after loading, without the wrapped DEKs, whose nonces are random; or the error
+        of loading."""
+        error = self.load(document)
+        return error or re.sub(r'"wrapped": \{[^}]*\}', "", self.tool("dump", "--secrets"))

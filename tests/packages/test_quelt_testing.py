@@ -34,8 +34,13 @@ def child(end):
     assert host.dump()["hardwareSku"] == "parent's"
 with quelt_testing.Host({"hardwareSku": "parent's"}) as host:
     child(os._exit)
+    host.fail("GetHardwareSku")
 child(exit)
-print(host.state)
+if os.fork() == 0:
+    exit()  # without a host of its own
+os.wait()
+assert os.path.exists(host.state)
+print(host.state, host.tool("faults"))
 """
 
 
