@@ -78,12 +78,12 @@ EncInfo ReadEncInfo(const char* diskName) {
 PyObject* NewEncInfoDict(const EncInfo& info) {
   constexpr char kItemFailure[] = "PyDict_SetItemString failed with key:";
   ResultDict dict({"PyDict_New result failed!", kItemFailure, kItemFailure, true});
-  dict.Set("encrypted", info.encrypted);
-  dict.Set("useAwsKms", info.useAwsKms);
-  dict.Set("dekInCache", info.dekInCache);
-  dict.Set("kekId", info.kekId);
-  dict.Set("clusterId", info.clusterId);
-  dict.Set("dekGenerationId", info.dekGenerationId);
+  dict.Set<"encrypted">(info.encrypted);
+  dict.Set<"useAwsKms">(info.useAwsKms);
+  dict.Set<"dekInCache">(info.dekInCache);
+  dict.Set<"kekId">(info.kekId);
+  dict.Set<"clusterId">(info.clusterId);
+  dict.Set<"dekGenerationId">(info.dekGenerationId);
   return dict.Release();
 }
 

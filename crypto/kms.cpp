@@ -28,12 +28,12 @@ struct Status {
   std::string text;  ///< why it is not good
 };
 
-PyObject* NewStatusDict(const Status& status, const char* textKey) {
+template <FixedText kTextKey>
+PyObject* NewStatusDict(const Status& status) {
   ResultDict dict(
       {"PyDict_New result failed!", "PyDict_SetItemString failed!", "Py_BuildValue failed!"});
-  // Interning the keys would cost more than it saves in a single dictionary.
-  dict.SetUnderData("good", status.good);
-  dict.SetUnderData(textKey, status.text);
+  dict.Set<"good">(status.good);
+  dict.Set<kTextKey>(status.text);
   return dict.Release();
 }
 
@@ -48,7 +48,7 @@ PyObject* PyCheckKmsStatus(const char* kmipClusterId, const char* keyId, int tim
           return system.QueryKmsStatus(kmipClusterId, keyId, timeout, status.text);
         });
       },
-      [&] { return NewStatusDict(status, "reason"); });
+      [&] { return NewStatusDict<"reason">(status); });
 }
 
 PyObject* PyCheckCloudKmsStatus(const char* kms) {
@@ -56,7 +56,7 @@ PyObject* PyCheckCloudKmsStatus(const char* kms) {
   return CallPlatform(
       OnStdException(PyExc_ValueError),
       [&] { status.good = QueltUtil::CheckCloudKmsStatus(kms, status.text); },
-      [&] { return NewStatusDict(status, "error"); });
+      [&] { return NewStatusDict<"error">(status); });
 }
 
 PyObject* PyAddKmsTrustedCert(const char* cert) {
@@ -88,32 +88,34 @@ PyObject* PyGetKmsPasswordFromConfigStore(const char* kekId, const char* kmipClu
 
 namespace {
 
-void SetText(ResultDict& dict, const char* key, const std::string& text) {
+template <FixedText kKey>
+void SetText(ResultDict& dict, const std::string& text) {
   if (!text.empty()) {
-    dict.Set(key, text);
+    dict.Set<kKey>(text);
   }
 }
 
-void SetNumber(ResultDict& dict, const char* key, std::int32_t number) {
+template <FixedText kKey>
+void SetNumber(ResultDict& dict, std::int32_t number) {
   if (number != -1) {
-    dict.Set(key, number);
+    dict.Set<kKey>(number);
   }
 }
 
 PyObject* NewServerDict(const KmsServerInfo& server) {
   ResultDict dict({"PyDict_New failed!", "PyGetKms failed!"});
-  SetText(dict, "kmipClusterId", server.kmipClusterId);
-  SetText(dict, "address", server.address);
-  SetText(dict, "proxyAddress", server.proxyAddress);
-  SetText(dict, "protocol", server.protocol);
-  SetText(dict, "userName", server.userName);
-  SetText(dict, "name", server.name);
-  dict.Set("password", "(not shown)");
-  SetNumber(dict, "proxyPort", server.proxyPort);
-  SetNumber(dict, "port", server.port);
-  SetNumber(dict, "reconnect", server.reconnect);
-  SetNumber(dict, "timeout", server.timeout);
-  SetNumber(dict, "nbio", server.nbio);
+  SetText<"kmipClusterId">(dict, server.kmipClusterId);
+  SetText<"address">(dict, server.address);
+  SetText<"proxyAddress">(dict, server.proxyAddress);
+  SetText<"protocol">(dict, server.protocol);
+  SetText<"userName">(dict, server.userName);
+  SetText<"name">(dict, server.name);
+  dict.Set<"password">("(not shown)");
+  SetNumber<"proxyPort">(dict, server.proxyPort);
+  SetNumber<"port">(dict, server.port);
+  SetNumber<"reconnect">(dict, server.reconnect);
+  SetNumber<"timeout">(dict, server.timeout);
+  SetNumber<"nbio">(dict, server.nbio);
   return dict.Release();
 }
 

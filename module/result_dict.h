@@ -1,8 +1,8 @@
 // How every function fills a result dictionary. GIL held throughout; for `build` lambdas only.
 //
 //   ResultDict dict({"PyDict_New failed!", "PyDict_SetItemString failed!"});
-//   dict.Set("name", name);
-//   dict.Set("port", port);
+//   dict.Set<"name">(name);
+//   dict.Set<"port">(port);
 //   return dict.Release();
 //
 // The first failure counts: after it, Set does nothing, and Release raises RuntimeError with the
@@ -14,6 +14,8 @@
 #include <utility>
 
 #include "module/call_frame.h"
+#include "module/field_key.h"
+#include "module/fixed_text.h"
 #include "module/interpreter.h"
 #include "module/py_ref.h"
 
@@ -25,27 +27,6 @@ struct ResultTexts {
   const char* notInserted;                 ///< an item
   const char* notConverted = notInserted;  ///< the value of an item
   bool namesKey = false;                   ///< the key follows the texts for an item
-};
-
-/// A key that many dictionaries of one call share. The str is created at its first use, so that an
-/// empty result creates none. Owns the str.
-class DictKey {
- public:
-  /// `text` is a field's name and outlives the key.
-  explicit DictKey(const char* text) : text_(text) {}
-
-  const char* text() const { return text_; }
-  /// Borrowed; null with an error set when it can't be created.
-  PyObject* object() {
-    if (!object_) {
-      object_ = PyRef(PyUnicode_InternFromString(text_));
-    }
-    return object_.get();
-  }
-
- private:
-  const char* text_;
-  PyRef object_;
 };
 
 // A new reference to the Python value, or null with an error set. Texts end at their first NUL.
@@ -79,19 +60,20 @@ class ResultDict {
     }
   }
 
-  /// Sets `value` under a field's name, which is interned.
+  /// Sets `value` under a field's name.
+  template <FixedText kKey, typename T>
+  void Set(const T& value) {
+    SetItem(kKey.text, value, [&](PyObject* object) {
+      PyObject* const key = FieldKey<kKey>::Get();
+      return key == nullptr ? -1 : PyDict_SetItem(dict_.get(), key, object);
+    });
+  }
+  /// Sets `value` under a name that comes from the host and is the same in many results. The name
+  /// is interned.
   template <typename T>
-  void Set(const char* key, const T& value) {
+  void SetInterned(const char* key, const T& value) {
     SetItem(key, value,
             [&](PyObject* object) { return PyDict_SetItemString(dict_.get(), key, object); });
-  }
-  /// Sets `value` under a field's name that many dictionaries share.
-  template <typename T>
-  void Set(DictKey& key, const T& value) {
-    SetItem(key.text(), value, [&](PyObject* object) {
-      PyObject* const name = key.object();
-      return name == nullptr ? -1 : PyDict_SetItem(dict_.get(), name, object);
-    });
   }
   /// Sets `value` under a key that is data, and not interned: from CPython 3.12 on, an interned str
   /// is never freed. `key` lives until Release.

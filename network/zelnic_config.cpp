@@ -35,18 +35,18 @@ ZelnicConfig ZelnicConfig::From(const QueltZelNicConfig2& interface) {
 
 PyObject* ZelnicConfig::PyGetZelnicDict() const {
   ResultDict dict({"PyDict_New failed!", "PyDict_SetItemString failed!"});
-  dict.Set("ZelNic Name", zelnicName);
-  dict.Set("IP Protocol", ipProtocol);
-  dict.Set("Interface UUID", interfaceUuid);
-  dict.Set("Agent Group Multicast Address", agentGroupMulticastAddress);
-  dict.Set("Agent Group IPv6 Multicast Address", agentGroupIpv6MulticastAddress);
-  dict.Set("Agent Group Multicast Port", agentGroupMulticastPort);
-  dict.Set("Master Group Multicast Address", masterGroupMulticastAddress);
-  dict.Set("Master Group IPv6 Multicast Address", masterGroupIpv6MulticastAddress);
-  dict.Set("Master Group Multicast Port", masterGroupMulticastPort);
-  dict.Set("Host Unicast Channel Bound Port", hostUnicastChannelBoundPort);
-  dict.Set("Multicast TTL", multicastTtl);
-  dict.Set("Traffic Type", trafficType);
+  dict.Set<"ZelNic Name">(zelnicName);
+  dict.Set<"IP Protocol">(ipProtocol);
+  dict.Set<"Interface UUID">(interfaceUuid);
+  dict.Set<"Agent Group Multicast Address">(agentGroupMulticastAddress);
+  dict.Set<"Agent Group IPv6 Multicast Address">(agentGroupIpv6MulticastAddress);
+  dict.Set<"Agent Group Multicast Port">(agentGroupMulticastPort);
+  dict.Set<"Master Group Multicast Address">(masterGroupMulticastAddress);
+  dict.Set<"Master Group IPv6 Multicast Address">(masterGroupIpv6MulticastAddress);
+  dict.Set<"Master Group Multicast Port">(masterGroupMulticastPort);
+  dict.Set<"Host Unicast Channel Bound Port">(hostUnicastChannelBoundPort);
+  dict.Set<"Multicast TTL">(multicastTtl);
+  dict.Set<"Traffic Type">(trafficType);
   return dict.Release();
 }
 

@@ -46,7 +46,7 @@ using FactsByDisk = std::unordered_map<std::string, DiskFacts>;
 PyObject* NewFactsDict(const DiskFacts& facts) {
   ResultDict dict({"PyDict_New infoMap failed!", "PyDict_SetItemString InfoMap failed!"});
   for (const auto& [name, fact] : facts) {
-    dict.Set(name.c_str(), fact);
+    dict.SetInterned(name.c_str(), fact);
   }
   return dict.Release();
 }

@@ -15,9 +15,9 @@ constexpr ResultTexts kTexts = {"PyDict_New failed!", kItemFailure, kItemFailure
 
 PyObject* NewAttrsDict(const ObjectExtAttrs& attrs) {
   ResultDict dict(kTexts);
-  dict.Set("ufn", attrs.ufn);
-  dict.Set("objPath", attrs.objPath);
-  dict.Set("objClass", attrs.objClass);
+  dict.Set<"ufn">(attrs.ufn);
+  dict.Set<"objPath">(attrs.objPath);
+  dict.Set<"objClass">(attrs.objClass);
   return dict.Release();
 }
 

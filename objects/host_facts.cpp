@@ -45,7 +45,7 @@ FiguresByName ByName(const HostFigures& figures) {
 PyObject* NewFiguresDict(const FiguresByName& figures) {
   ResultDict dict({"PyDict_New result failed!", "PyDict_SetItemString failed!"});
   for (const auto& [name, figure] : figures) {
-    dict.Set(name.c_str(), figure);
+    dict.SetInterned(name.c_str(), figure);
   }
   return dict.Release();
 }

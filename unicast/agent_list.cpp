@@ -32,75 +32,59 @@ struct ListingFailure {
   }
 };
 
-/// Builds the result of one call. GIL held; throws QueltCtlException.
-///
-/// A call may list hundreds of thousands of agents: keys are created once for all of them, and a
-/// description only for a failure.
-class AgentListing {
- public:
-  /// Adds an agent to `result`, a dictionary of lists by UUID. `position` counts agents from 0.
-  void Add(PyObject* result, const QueltUnicastAddressInfo& agent, std::size_t position) {
-    // The feature may change at any time. It is read here for a failure's text and again in
-    // SetFields for the result.
-    const ListingFailure failure{agent, QueltUtil::IsQueltMetadataNodeFeatureEnabled()};
-
-    // A UUID that can't become a key is reported where the list is stored under it, so that a
-    // failing field of the same agent is reported first.
-    PyRef key(PyUnicode_FromString(agent.uuid.c_str()));
-    PyObject* const found = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
-    if (found == nullptr && PyErr_Occurred() != nullptr) {
-      PyErr_Clear();
-      key = PyRef();  // the lookup failed: never replace a list that may exist
-    }
-    // Own the list: a callback of the garbage collector may remove it from the result.
-    Py_XINCREF(found);
-    const PyRef list(found != nullptr ? found : PyList_New(0));
-    if (!list) {
-      failure.Throw("Failed to allocate python list for:");
-    }
-    ResultDict item({nullptr, kValueNotInserted, kValueNotConverted, true});
-    if (item.get() == nullptr) {
-      failure.Throw("Failed to allocate python dict object " + std::to_string(position) + " for:");
-    }
-    SetFields(item, agent);
-    if (item.failed()) {
-      failure.Throw(item.FailureText());
-    }
-    const PyRef filled(item.Release());
-    if (PyList_Append(list.get(), filled.get()) != 0) {
-      failure.Throw("Failed to append list item for:");
-    }
-    if (!key || PyDict_SetItem(result, key.get(), list.get()) != 0) {
-      failure.Throw("Failed to set python list for:");
-    }
+void SetFields(ResultDict& item, const QueltUnicastAddressInfo& agent) {
+  if (QueltUtil::IsQueltMetadataNodeFeatureEnabled()) {
+    item.Set<"nodeType">(static_cast<long>(agent.nodeType));
+  } else {
+    item.Set<"isWitness">(agent.nodeType == UnicastNodeType::kWitness);
   }
+  item.Set<"isSupportUnicast">(agent.isSupportUnicast);
+  item.Set<"address">(agent.address);
+  item.Set<"port">(agent.port);
+  item.Set<"zelnic">(agent.zelnic);
+  item.Set<"hostname">(agent.hostname);
+  item.Set<"thumbprint">(agent.thumbprint);
+  item.Set<"subClusterUuid">(agent.subClusterUuid);
+}
 
- private:
-  void SetFields(ResultDict& item, const QueltUnicastAddressInfo& agent) {
-    if (QueltUtil::IsQueltMetadataNodeFeatureEnabled()) {
-      item.Set(nodeType_, static_cast<long>(agent.nodeType));
-    } else {
-      item.Set(isWitness_, agent.nodeType == UnicastNodeType::kWitness);
-    }
-    item.Set(isSupportUnicast_, agent.isSupportUnicast);
-    item.Set(address_, agent.address);
-    item.Set(port_, agent.port);
-    item.Set(zelnic_, agent.zelnic);
-    item.Set(hostname_, agent.hostname);
-    item.Set(thumbprint_, agent.thumbprint);
-    item.Set(subClusterUuid_, agent.subClusterUuid);
+/// Adds an agent to `result`, a dictionary of lists by UUID. `position` counts agents from 0.
+/// Throws QueltCtlException. A call may list hundreds of thousands of agents: a description is
+/// composed only for a failure.
+void AddAgent(PyObject* result, const QueltUnicastAddressInfo& agent, std::size_t position) {
+  // The feature may change at any time. It is read here for a failure's text and again in
+  // SetFields for the result.
+  const ListingFailure failure{agent, QueltUtil::IsQueltMetadataNodeFeatureEnabled()};
+
+  // A UUID that can't become a key is reported where the list is stored under it, so that a
+  // failing field of the same agent is reported first.
+  PyRef key(PyUnicode_FromString(agent.uuid.c_str()));
+  PyObject* const found = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
+  if (found == nullptr && PyErr_Occurred() != nullptr) {
+    PyErr_Clear();
+    key = PyRef();  // the lookup failed: never replace a list that may exist
   }
-
-  DictKey nodeType_{"nodeType"};
-  DictKey isWitness_{"isWitness"};
-  DictKey isSupportUnicast_{"isSupportUnicast"};
-  DictKey address_{"address"};
-  DictKey port_{"port"};
-  DictKey zelnic_{"zelnic"};
-  DictKey hostname_{"hostname"};
-  DictKey thumbprint_{"thumbprint"};
-  DictKey subClusterUuid_{"subClusterUuid"};
-};
+  // Own the list: a callback of the garbage collector may remove it from the result.
+  Py_XINCREF(found);
+  const PyRef list(found != nullptr ? found : PyList_New(0));
+  if (!list) {
+    failure.Throw("Failed to allocate python list for:");
+  }
+  ResultDict item({nullptr, kValueNotInserted, kValueNotConverted, true});
+  if (item.get() == nullptr) {
+    failure.Throw("Failed to allocate python dict object " + std::to_string(position) + " for:");
+  }
+  SetFields(item, agent);
+  if (item.failed()) {
+    failure.Throw(item.FailureText());
+  }
+  const PyRef filled(item.Release());
+  if (PyList_Append(list.get(), filled.get()) != 0) {
+    failure.Throw("Failed to append list item for:");
+  }
+  if (!key || PyDict_SetItem(result, key.get(), list.get()) != 0) {
+    failure.Throw("Failed to set python list for:");
+  }
+}
 
 PyObject* NewAgentsByUuid(const std::vector<QueltUnicastAddressInfo>& agents) {
   PyRef result(PyDict_New());
@@ -109,9 +93,8 @@ PyObject* NewAgentsByUuid(const std::vector<QueltUnicastAddressInfo>& agents) {
   }
   // Each garbage collection would traverse the growing result: a fifth of a long listing's time.
   const CollectorPause pause;
-  AgentListing listing;
   for (std::size_t position = 0; position < agents.size(); ++position) {
-    listing.Add(result.get(), agents[position], position);
+    AddAgent(result.get(), agents[position], position);
   }
   return result.release();
 }

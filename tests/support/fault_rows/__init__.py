@@ -76,6 +76,9 @@ NO_KEYWORDS = Outcome(TypeError, None,
                       "a keyword argument for a function whose signature has no keywords")
 GENERAL = (MEMORY, OTHER, UNKNOWN, NOT_UTF8, NO_KEYWORDS)
 
+#: The call that creates the key of a field, at the first use in the process.
+KEY = "PyUnicode_FromStringAndSize"
+
 # Exceptions of several functions.
 NO_ITEM = "an item can't be created or set: out of memory, or a text that is not UTF-8"
 ITEM = runtime("PyDict_SetItemString failed with key:{key}", NO_ITEM)

@@ -2,8 +2,10 @@
 
 import struct
 
-from fault_rows import HOST_TEXT, MEMORY, NO_PLUGIN, TWO_TEXTS, answers_all, not_set, runtime, value
+from fault_rows import (HOST_TEXT, KEY, MEMORY, NO_PLUGIN, TWO_TEXTS, answers_all, not_set,
+                        runtime, value)
 
+_ENC_INFO = "encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId", "dekGenerationId"
 _DEK, _BLOCK = b"d" * 64, b"b" * 2048
 _ONE_TEXT = "the argument is not one `str`"
 _NOT_A_DISK = runtime("Unable to parse input disk name", _ONE_TEXT)
@@ -24,8 +26,7 @@ DEK_LENGTH = runtime("DEK has wrong length", "the DEK does not have 64 bytes")
 def _status(parse_failure):
     failed = runtime("PyDict_SetItemString failed!", "an item can't be set")
     return {"PyArg_ParseTuple": parse_failure, "PyDict_New": _NO_DICT, "PyBool_FromLong": NOT_BUILT,
-            "PyUnicode_FromString": [failed, NOT_BUILT, failed],  # a key, the text, its key
-            "PyDict_SetItem": [failed] * 2}
+            "PyUnicode_FromString": NOT_BUILT, KEY: failed, "PyDict_SetItem": [failed] * 2}
 
 
 def not_one_text(message):
@@ -57,15 +58,14 @@ ROWS = [
      {"PyList_New": runtime("PyList_New failed!", "the list can't be created"),
       "PyDict_New": runtime("PyDict_New failed!", "a dictionary can't be created"),
       "PyUnicode_FromString": SERVER, "PyLong_FromLong": SERVER,
-      "PyDict_SetItemString": SERVER, "PyList_SetItem": SERVER}),
+      KEY: SERVER, "PyDict_SetItem": SERVER, "PyList_SetItem": SERVER}),
     ("GetEncInfoForDisk", ("a",), {},
      {"GetEncMetadataForDisk": {"out": {"metadata": b"u" * 512}}},
      {"PyArg_ParseTuple": _NOT_A_DISK, "PyDict_New": _NO_DICT,
       "PyBool_FromLong": not_set("encrypted", "useAwsKms", "dekInCache"),
       "PyUnicode_FromString": not_set("kekId", "clusterId"),
       "PyLong_FromUnsignedLongLong": not_set("dekGenerationId"),
-      "PyDict_SetItemString": not_set("encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId",
-                                      "dekGenerationId")}),
+      KEY: not_set(*_ENC_INFO), "PyDict_SetItem": not_set(*_ENC_INFO)}),
     ("GetWrappedDekFromDisk", ("a",), {}, {}, _BYTES),
     ("GetDekFromDisk", ("a",), {}, {}, _BYTES),
     ("Decrypt2kBlock", (_DEK, 0, _BLOCK), {}, {},

@@ -1,6 +1,6 @@
 """Storage network interfaces."""
 
-from fault_rows import answers_all, runtime
+from fault_rows import KEY, answers_all, runtime
 
 NULL = runtime("zelDict is null!", "the dictionary of an interface can't be created: out of "
                "memory, or a text that is not UTF-8")
@@ -14,7 +14,7 @@ _INTERFACE = {"GetZelnicName": "zel0", "GetIfaceUuid": "uuid", "GetTrafficType":
 ROWS = [
     ("GetQueltNetworkInfo", (), {}, {"GetZelNicConfigs": {"out": {"interfaces": [_INTERFACE] * 2}}},
      {"PyList_New": _LIST, "PyUnicode_FromString": NULL, "PyLong_FromLong": NULL,
-      "PyDict_New": NULL, "PyDict_SetItemString": NULL, "PyList_Append": _APPEND}),
+      "PyDict_New": NULL, KEY: NULL, "PyDict_SetItem": NULL, "PyList_Append": _APPEND}),
     ("GetQueltZelnicNames", (), {},
      {"GetZelNicConfigs": {"out": {"interfaces": [_INTERFACE] * 2}}},
      {"PyList_New": _LIST, "PyUnicode_FromStringAndSize": NAME, "PyList_Append": _APPEND}),

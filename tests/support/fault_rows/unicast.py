@@ -1,6 +1,6 @@
 """Unicast membership."""
 
-from fault_rows import MEMORY, NO_PLUGIN, answers_its_own, keywords, runtime, value
+from fault_rows import KEY, MEMORY, NO_PLUGIN, answers_its_own, keywords, runtime, value
 
 _LISTING = "Failed to get unicast agents from ulo: "
 
@@ -70,7 +70,7 @@ ROWS = [
       "PyDict_GetItemWithError": _of_agent(NOT_STORED),
       "PyBool_FromLong": _of_fields(NO_VALUE, *_FLAGS) * 2,
       "PyLong_FromLong": _of_agent(NO_VALUE, key="port"),
-      "PyUnicode_InternFromString": _of_fields(NOT_SET, *_FIELDS),
+      KEY: _of_fields(NOT_SET, *_FIELDS),
       "PyDict_SetItem": (_of_fields(NOT_SET, *_FIELDS) + [_of_agent(NOT_STORED)]) * 2,
       "PyList_Append": _of_agent(NOT_APPENDED)})),
     ("GetUnicastAgents", (), {},
