@@ -1,6 +1,8 @@
 """Runs the stages of the benchmark and writes docs/performance.md and docs/performance.svg.
 
-    bench.py BUILD EMBEDDED_LIBRARY_FOLDER DOCS
+    bench.py BUILD EMBEDDED_LIBRARY_FOLDER DOCS [NEWEST_PYTHON NEWEST_BUILD]
+
+The calls are also measured with NEWEST_PYTHON and its build.
 """
 
 import datetime
@@ -13,15 +15,16 @@ import subprocess
 import sys
 import tempfile
 
+import chart
 import counts
 import goals
 import report
 import rounds
 
 
-def stage(script, *arguments, environment):
+def stage(script, *arguments, environment, python=sys.executable):
     """Runs a stage in its own process and returns its figures."""
-    command = [sys.executable, os.path.join(counts.HERE, script)] + list(arguments)
+    command = [python, os.path.join(counts.HERE, script)] + list(arguments)
     return json.loads(subprocess.run(command, env=environment, check=True,
                                      stdout=subprocess.PIPE).stdout.decode())
 
@@ -82,15 +85,26 @@ def measure(build, embedded_folder):
     return figures
 
 
-def main(build, embedded_folder, docs):
+def newest(python, build):
+    """Returns the figures of the calls with another interpreter."""
+    version = subprocess.run([python, "-c", "import platform; print(platform.python_version())"],
+                             check=True, stdout=subprocess.PIPE).stdout.decode().strip()
+    return {"version": version, "bindings": stage(
+        "bindings.py", environment=counts.environment_of(build), python=python)}
+
+
+def main(build, embedded_folder, docs, *other):
     figures = measure(build, embedded_folder)
+    if other:
+        figures["newest"] = newest(*other)
     with open(os.path.join(build, "figures.json"), "w") as file:
         json.dump(figures, file, indent=1)
     with open(os.path.join(docs, "performance.md"), "w") as file:
         file.write(report.page(figures))
     with open(os.path.join(docs, "performance.svg"), "w") as file:
-        file.write(report.chart(figures))
-    print("\n".join(report.bindings_table(figures)))
+        file.write(chart.chart(figures["bindings"]))
+    for rows in [figures["bindings"]] + [figures["newest"]["bindings"]] * bool(other):
+        print("\n".join(report.bindings_table(rows)))
     for goal, figure, verdict, reason in goals.Goals(figures).list:
         print("%-8s %6s  %s%s" % (verdict, figure, goal, "; " + reason if reason else ""))
 

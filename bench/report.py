@@ -1,50 +1,9 @@
-"""Makes docs/performance.md and docs/performance.svg from the figures of one run."""
+"""Makes docs/performance.md from the figures of one run."""
 
-import math
-
+import chart
 import goals
 
-# Readable on a light and a dark background. The module is a ring, so that it hides no dot.
-DOT, RING = "r='6' fill", "r='8' fill='none' stroke-width='4' stroke"
-COLOURS = {"pyquelt": "#d9480f", "plain": "#868e96", "pybind11": "#1c7ed6", "nanobind": "#7048e8",
-           "cython": "#2f9e44", "cffi": "#e8a400", "ctypes": "#c2255c"}
-LEFT, TOP, WIDTH, STEP = 190, 56, 560, 44
-LOWEST, HIGHEST = 0.35, 16.0
-
-
-def place(ratio):
-    position = math.log(ratio / LOWEST) / math.log(HIGHEST / LOWEST)
-    return LEFT + WIDTH * min(1.0, max(0.0, position))
-
-
-def chart(figures):
-    rows = figures["bindings"]
-    height = TOP + STEP * len(rows) + 30
-    parts = ["<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %d %d' role='img' "
-             "aria-label='Time per call, relative to plain extension code'>" % (
-                 LEFT + WIDTH + 30, height),
-             "<style>text{font:13px sans-serif;fill:#343a40}.faint{stroke:#adb5bd}"
-             "@media(prefers-color-scheme:dark){text{fill:#e9ecef}.faint{stroke:#495057}}</style>"]
-    x = 10
-    for name, colour in COLOURS.items():
-        parts.append("<circle cx='%d' cy='16' %s='%s'/><text x='%d' y='21'>%s</text>" % (
-            x + 6, RING if name == "pyquelt" else DOT, colour, x + 18, name))
-        x += 100
-    for ratio in (0.5, 1, 2, 4, 8, 16):
-        parts.append("<line class='faint' x1='%.1f' x2='%.1f' y1='%d' y2='%d' stroke-width='%d'/>"
-                     "<text x='%.1f' y='%d' text-anchor='middle'>%g×</text>" % (
-                         place(ratio), place(ratio), TOP - 14, height - 26, 2 if ratio == 1 else 1,
-                         place(ratio), height - 8, ratio))
-    for number, row in enumerate(rows):
-        y = TOP + STEP * number + 8
-        parts.append("<text x='10' y='%d'>%s</text>" % (y + 5, row["name"]))
-        for name in reversed(list(COLOURS)):
-            if name in row["bindings"]:
-                ratio = row["bindings"][name]["ratio"]["median"]
-                parts.append("<circle cx='%.1f' cy='%d' %s='%s'><title>%s %.2f</title></circle>" % (
-                    place(ratio), y, RING if name == "pyquelt" else DOT, COLOURS[name], name,
-                    ratio))
-    return "\n".join(parts + ["</svg>", ""])
+BLOCKS_PER_TB = 1e12 / 2048
 
 
 def time_text(seconds):
@@ -59,36 +18,48 @@ def table(heads, rows):
     return ["| " + " | ".join(str(cell) for cell in line) + " |" for line in lines] + [""]
 
 
-def half_width(ratio):
-    """Half the interquartile range of the ratios of all rounds."""
-    return ratio["spread"] / 2 * ratio["median"]
+def columns(rows):
+    return [name for name in list(chart.TOOLS) + ["raw C++"] if any(name in row for row in rows)]
 
 
-def bindings_table(figures):
-    names = [name for name in list(COLOURS) + ["floor", "raw C++"]
-             if any(name in row["bindings"] for row in figures["bindings"])]
-    rows = []
-    for row in figures["bindings"]:
-        cells = [row["name"], time_text(row["bindings"]["plain"]["median"])]
-        for name in names:
-            found = row["bindings"].get(name)
-            cells.append("%.2f ±%.2f" % (found["ratio"]["median"], half_width(found["ratio"]))
-                         if found and name != "plain" else "1" if found else "")
-        rows.append(cells)
-    return table(["call", "plain takes"] + names, rows)
+def ratio_cell(found):
+    ratio = found["ratio"]
+    return "%.2f (%.2f–%.2f)" % (ratio["median"], ratio["low"], ratio["high"])
 
 
-def counts_table(figures):
-    names = [name for name in list(COLOURS) + ["floor", "raw C++"]
-             if any(name in counts for counts in figures["counts"].values())]
+def bindings_table(rows):
+    names = columns([row["bindings"] for row in rows])
+    return table(["call", "plain takes"] + names, [
+        [row["name"], time_text(row["bindings"]["plain"]["median"])] + [
+            "1" if name == "plain" else ratio_cell(row["bindings"][name])
+            if name in row["bindings"] else "" for name in names] for row in rows])
+
+
+def counts_table(counts):
+    names = columns(counts.values())
     return table(["call"] + names, [
-        [row] + ["{:,.0f}".format(counts[name]) if name in counts else "" for name in names]
-        for row, counts in figures["counts"].items()])
+        [row] + ["{:,.0f}".format(found[name]) if name in found else "" for name in names]
+        for row, found in counts.items()])
 
 
 def goal_table(figures):
     return table(["goal", "figure", "", "reason"],
                  [list(row) for row in goals.Goals(figures).list])
+
+
+def script_paragraph(figures):
+    """What the figures mean for a script."""
+    rows = {row["name"]: row["bindings"] for row in figures["bindings"]}
+    sku = rows["GetHardwareSku"]["pyquelt"]["median"]
+    block = figures["blocks"]["calls"]["pyquelt"]["median"]
+    native = figures["blocks"]["calls"]["raw OpenSSL"]["median"]
+    return ("**For a script**, a call costs about a microsecond or less: `GetHardwareSku` takes %s "
+            "here. A host that reads a disk or asks a server takes thousands of times longer. Only "
+            "calls in a large loop are noticeable: decrypting 1 TB, with one call for each of its "
+            "%d million blocks, takes one processor about %.0f minutes, of which the cryptography "
+            "alone takes %.0f." % (
+                time_text(sku), round(BLOCKS_PER_TB / 1e6), block * BLOCKS_PER_TB / 60,
+                native * BLOCKS_PER_TB / 60))
 
 
 def page(figures):
@@ -102,18 +73,20 @@ def page(figures):
         "dictionary items set by C string. A ratio below 1 is faster than `plain`.", "",
         "For example, 0.80 in the column `pyquelt` means that the module takes 80 % of the time of "
         "`plain`.", "",
+        script_paragraph(figures), "",
         "`./run bench` wrote this page on %s; %s; %s." % (
             figures["date"], figures["processor"], ", ".join(figures["versions"])), "",
         "![Time per call, relative to plain extension code](performance.svg)", "",
         "## Time, relative to plain extension code", "",
-        "Medians of the ratios of all rounds, ± half the interquartile range. `floor` is the "
-        "calling convention alone: it parses the arguments, releases and acquires the GIL, and "
-        "creates a result as the module's functions must. `raw C++` is the native operation "
-        "alone.", ""]
-    lines += bindings_table(figures)
+        "The median of all rounds and, in parentheses, the interquartile range: half of the rounds "
+        "lie in it. `raw C++` is the native operation alone.", ""]
+    lines += bindings_table(figures["bindings"])
+    if "newest" in figures:
+        lines += ["The same with CPython %s, the newest interpreter of the machine:" % (
+            figures["newest"]["version"]), ""] + bindings_table(figures["newest"]["bindings"])
     lines += ["## Instructions per call", "",
               "Counted by callgrind, with the same interpreter.", ""]
-    lines += counts_table(figures)
+    lines += counts_table(figures["counts"])
     lines += ["## Goals", ""] + goal_table(figures)
     lines += ["## GetUnicastAgents by the number of agents", "",
               "Peak memory with 100,000 agents: %.1f MiB; `plain`: %.1f MiB." % (

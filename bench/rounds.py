@@ -54,11 +54,9 @@ def interleaved(samplers, rounds, label):
 
 
 def summary(values):
-    """Returns the median, and the interquartile range divided by it."""
-    if len(values) < 3:
-        return {"median": statistics.median(values), "spread": 0.0}
+    """Returns the median and the quartiles."""
     low, middle, high = statistics.quantiles(values, n=4)
-    return {"median": middle, "spread": (high - low) / middle}
+    return {"median": middle, "low": low, "high": high}
 
 
 def ratio(samples, name, base):

@@ -26,11 +26,11 @@ bench_counts() { # bench_counts check | update
     "$COUNTED_PYTHON" bench/counts.py "$1" "$BUILD/counts"
 }
 
-# Installs the peers into build/venv/bench and prints the names of those that can be imported,
-# separated by semicolons.
+# bench_peers VENV: installs the peers for $PYTHON into build/venv/VENV and prints the names of those
+# that can be imported, separated by semicolons.
 bench_peers() {
-    local package dir=$BUILD/venv/bench peers=()
-    ensure_venv bench "${PEER_PACKAGES[@]}" >&2 ||
+    local package dir=$BUILD/venv/$1 peers=()
+    ensure_venv "$1" "${PEER_PACKAGES[@]}" >&2 ||
         for package in "${PEER_PACKAGES[@]}"; do # not all are available: install the others
             "$dir/bin/pip" install -q "$package" >/dev/null 2>&1 || true
         done
@@ -44,8 +44,31 @@ bench_peers() {
     (IFS=';' && printf '%s' "${peers[*]}")
 }
 
+# bench_build NAME: builds the module and the peers for $PYTHON into build/NAME, and sets BENCH_PYTHON
+# to the interpreter that can import them.
+bench_build() {
+    local peers
+    peers=$(bench_peers "$1")
+    # shellcheck disable=SC2153
+    BENCH_PYTHON=$PYTHON
+    [[ -z $peers ]] || BENCH_PYTHON=$PWD/$BUILD/venv/$1/bin/python
+    say "Building the benchmarks for $("$PYTHON" --version 2>&1): plain ctypes ${peers//;/ }"
+    configure_bench "$BUILD/$1" "$PYTHON" "-DPYQUELT_BENCH_PEERS=$peers" \
+        "-DPYQUELT_BENCH_VENV=$PWD/$BUILD/venv/$1"
+    compile "$BUILD/$1"
+}
+
+# Prints the newest interpreter with a GIL if it is newer than $PYTHON.
+newer_interpreter() {
+    local python newest=
+    while read -r python; do
+        "$python" -c 'import sysconfig, sys; sys.exit(bool(sysconfig.get_config_var("Py_GIL_DISABLED")))' &&
+            newest=$python
+    done < <(interpreters)
+    [[ $(version_of "$newest") == "$(version_of "$PYTHON")" ]] || printf '%s' "$newest"
+}
+
 command_bench() { # bench [--counts [--update]]
-    local peers python
     build # sets PYTHON
     ensure_packages "${BENCH_PACKAGES[@]}" python3-dev
     case "$*" in
@@ -60,14 +83,13 @@ command_bench() { # bench [--counts [--update]]
         "") ;;
         *) fail "usage: ./run bench [--counts [--update]]" ;;
     esac
-    peers=$(bench_peers)
-    # shellcheck disable=SC2153
-    python=$PYTHON
-    [[ -z $peers ]] || python=$PWD/$BUILD/venv/bench/bin/python
-    say "Building the benchmarks with these peers: plain ctypes ${peers//;/ }"
-    configure_bench "$BUILD/bench" "$PYTHON" "-DPYQUELT_BENCH_PEERS=$peers" \
-        "-DPYQUELT_BENCH_VENV=$PWD/$BUILD/venv/bench"
-    compile "$BUILD/bench"
+    local arguments=("$BUILD/bench" "$BUILD/lib" docs) newest
+    newest=$(newer_interpreter)
+    if [[ -n $newest ]]; then
+        PYTHON=$newest bench_build bench-newest
+        arguments+=("$BENCH_PYTHON" "$BUILD/bench-newest")
+    fi
+    bench_build bench
     say "Measuring; this takes some minutes"
-    "$python" bench/bench.py "$BUILD/bench" "$BUILD/lib" docs
+    "$BENCH_PYTHON" bench/bench.py "${arguments[@]}"
 }
