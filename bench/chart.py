@@ -5,14 +5,14 @@ import math
 # Marks differ in shape, so that the tools are distinguishable without colour. Each mark is drawn
 # around the origin; the colours are readable on a light and a dark background.
 TOOLS = {
-    "pyquelt": ("#d9480f", "<circle r='6' fill='none' stroke-width='4' stroke='{0}'/>"),
-    "plain": ("#868e96", "<rect x='-5' y='-5' width='10' height='10' fill='{0}'/>"),
-    "pybind11": ("#1c7ed6", "<path d='M0-7 6 5H-6Z' fill='{0}'/>"),
-    "nanobind": ("#7048e8", "<path d='M0 7 6-5H-6Z' fill='{0}'/>"),
-    "cython": ("#2f9e44", "<path d='M0-7 6 0 0 7-6 0Z' fill='{0}'/>"),
-    "cffi": ("#e8a400", "<path d='M-5-5 5 5M5-5-5 5' stroke='{0}' stroke-width='3'/>"),
-    "ctypes": ("#c2255c", "<path d='M-6 0H6M0-6V6' stroke='{0}' stroke-width='3'/>")}
-LEFT, TOP, WIDTH, LINE, GAP, BOTTOM = 190, 52, 580, 13, 16, 60
+    "pyquelt": ("#d9480f", "<circle r='4' fill='none' stroke-width='3' stroke='{0}'/>"),
+    "plain": ("#868e96", "<rect x='-4' y='-4' width='8' height='8' fill='{0}'/>"),
+    "pybind11": ("#1c7ed6", "<path d='M0-5 5 4H-5Z' fill='{0}'/>"),
+    "nanobind": ("#7048e8", "<path d='M0 5 5-4H-5Z' fill='{0}'/>"),
+    "cython": ("#2f9e44", "<path d='M0-5 5 0 0 5-5 0Z' fill='{0}'/>"),
+    "cffi": ("#e8a400", "<path d='M-4-4 4 4M4-4-4 4' stroke='{0}' stroke-width='2'/>"),
+    "ctypes": ("#c2255c", "<path d='M-5 0H5M0-5V5' stroke='{0}' stroke-width='2'/>")}
+LEFT, TOP, WIDTH, LINE, GAP, BOTTOM = 190, 56, 580, 15, 18, 74
 LOWEST, HIGHEST = 0.35, 16.0
 STYLE = ("text{font:13px sans-serif;fill:#343a40}.axis{stroke:#adb5bd}"
          "@media(prefers-color-scheme:dark){text{fill:#e9ecef}.axis{stroke:#495057}}")
@@ -38,16 +38,20 @@ def axis(bottom):
         yield "<path class='axis' d='M%.1f %d V%d' stroke-width='%d'/>" % (
             x, TOP - 16, bottom, 2 if ratio == 1 else 1)
         yield text(x, bottom + 18, "%g×" % ratio, "middle")
-    yield text(LEFT + WIDTH / 2, bottom + 42, "time per call, relative to plain extension code "
-               "(logarithmic scale; left is faster)", "middle")
+    for line, content in enumerate((
+            "time per call, relative to plain extension code (logarithmic scale)",
+            "left is faster; mark: median, shaded bar: interquartile range")):
+        yield text(LEFT + WIDTH / 2, bottom + 42 + 18 * line, content, "middle")
 
 
 def figure_of(tool, ratio, y):
-    """The median's mark and the interquartile range."""
-    return ("<g><title>%s %.2f (%.2f to %.2f)</title><path d='M%.1f %.1f H%.1f' stroke='%s' "
-            "stroke-width='2'/>%s</g>") % (
-                tool, ratio["median"], ratio["low"], ratio["high"], place(ratio["low"]), y,
-                place(ratio["high"]), TOOLS[tool][0], mark(tool, place(ratio["median"]), y))
+    """The median's mark and the interquartile range, which is higher than the mark."""
+    low, high = place(ratio["low"]), place(ratio["high"])
+    return ("<g><title>%s %.2f (%.2f to %.2f)</title>"
+            "<rect x='%.1f' y='%.1f' width='%.1f' height='%d' "
+            "fill='%s' fill-opacity='.45'/>%s</g>") % (
+                tool, ratio["median"], ratio["low"], ratio["high"], low, y - LINE / 2,
+                high - low, LINE, TOOLS[tool][0], mark(tool, place(ratio["median"]), y))
 
 
 def chart(rows):
@@ -62,6 +66,9 @@ def chart(rows):
     parts += axis(bottom)
     for number, row in enumerate(rows):
         top = TOP + step * number
+        if number:
+            parts.append("<path class='axis' d='M10 %.1f H%d' stroke-dasharray='2 4'/>" % (
+                top - GAP / 2 - 4, LEFT + WIDTH))
         parts.append(text(10, top + step / 2 - GAP / 2 + 5, row["name"]))
         for lane, tool in enumerate(TOOLS):
             found = row["bindings"].get(tool)
