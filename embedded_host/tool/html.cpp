@@ -2,6 +2,7 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <stdexcept>
@@ -49,17 +50,20 @@ bool ChangesDirection(std::uint32_t code) {
          (code >= 0x2066 && code <= 0x2069);
 }
 
-/// "\x1b" or "\u202e", marked as an escape.
+/// "\n", "\x1b" or "\u202e".
 std::string Escape(std::uint32_t code) {
+  if (code == '\n') {
+    return "\\n";
+  }
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string digits;
   for (int shift = code < 0x100 ? 4 : 12; shift >= 0; shift -= 4) {
     digits += kDigits[code >> shift & 15];
   }
-  return std::string("<span class=\"escape\">\\") + (code < 0x100 ? "x" : "u") + digits + "</span>";
+  return (code < 0x100 ? "\\x" : "\\u") + digits;
 }
 
-std::string HtmlCharacter(std::uint32_t code, std::string_view bytes) {
+std::string_view Entity(std::uint32_t code) {
   switch (code) {
     case '&':
       return "&amp;";
@@ -71,12 +75,28 @@ std::string HtmlCharacter(std::uint32_t code, std::string_view bytes) {
       return "&quot;";
     case '\'':
       return "&#39;";
-    case '\n':
-      return "<span class=\"escape\">\\n</span>";
     default:
-      const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
-      return is_control || ChangesDirection(code) ? Escape(code) : std::string(bytes);
+      return "";
   }
+}
+
+/// `before` and `after` are HTML around each escape.
+std::string Escaped(std::string_view text, std::string_view before, std::string_view after) {
+  std::string html;
+  while (!text.empty()) {
+    const auto [code, bytes] = Decode(text);
+    const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
+    if (bytes == 0) {
+      html += kReplacement;
+    } else if (is_control || ChangesDirection(code)) {
+      html.append(before).append(Escape(code)).append(after);
+    } else {
+      const std::string_view entity = Entity(code);
+      html += entity.empty() ? text.substr(0, bytes) : entity;
+    }
+    text.remove_prefix(std::max<std::size_t>(bytes, 1));
+  }
+  return html;
 }
 
 /// The style sheet's hash, as content security policies write it.
@@ -98,23 +118,10 @@ std::string Classed(std::string_view tag, std::string_view name) {
 
 }  // namespace
 
-std::string HtmlText(std::string_view text) {
-  std::string html;
-  while (!text.empty()) {
-    const Character character = Decode(text);
-    if (character.bytes == 0) {
-      html += kReplacement;
-      text.remove_prefix(1);
-    } else {
-      html += HtmlCharacter(character.code, text.substr(0, character.bytes));
-      text.remove_prefix(character.bytes);
-    }
-  }
-  return html;
-}
+std::string HtmlText(std::string_view text) { return Escaped(text, "", ""); }
 
 std::string HtmlCode(std::string_view text) {
-  return "<code><bdi>" + HtmlText(text) + "</bdi></code>";
+  return "<code><bdi>" + Escaped(text, "<span class=\"escape\">", "</span>") + "</bdi></code>";
 }
 
 std::string HtmlName(std::string_view name) {

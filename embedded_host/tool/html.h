@@ -16,7 +16,8 @@ namespace quelt {
 /// that change the direction of other text, are shown as escapes, and invalid UTF-8 as U+FFFD.
 std::string HtmlText(std::string_view text);
 
-/// HtmlText in a fixed-width font, isolated from the direction of the text around it.
+/// A text in a fixed-width font, with its escapes marked, isolated from the direction of the text
+/// around it.
 std::string HtmlCode(std::string_view text);
 
 /// A short name in a fixed-width font, on one line.

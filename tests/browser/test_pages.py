@@ -109,6 +109,7 @@ class PageTest(hosts.HostTestCase):
         for name, count in (("h1", 1), ("main", 1), ("nav", 1), ("title", 1), ("style", 1),
                             ("caption", page.elements.count("table"))):
             self.assertEqual(page.elements.count(name), count, name)
+        self.assertNotIn('class="escape"', page.text)
         self.assertEqual({link for link in page.links if link[1:] not in page.ids}, set())
 
     def test_run_page_shows_each_change_and_operation_as_text(self):
