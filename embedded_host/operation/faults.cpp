@@ -10,8 +10,9 @@ namespace quelt {
 namespace {
 
 /// In the order of Fault::Kind.
-constexpr std::array<std::string_view, 5> kKindNames = {"delay", "refuse", "throw",
-                                                        "throw-standard", "throw-unknown"};
+constexpr std::array<std::string_view, 8> kKindNames = {
+    "delay",         "refuse",      "throw", "throw-standard",
+    "throw-unknown", "throw-after", "kill",  "kill-after"};
 
 Fault::Kind KindNamed(const std::string& name) {
   const auto found = std::find(kKindNames.begin(), kKindNames.end(), name);
@@ -33,27 +34,41 @@ Fault ReadFault(const Rows& rows, int first) {
   return fault;
 }
 
-std::optional<Fault> FindFault(Connection& db, const std::string& operation) {
-  Rows rows = db.Query("SELECT kind, message, delay, after, times FROM fault WHERE operation = ?",
-                       operation);
-  return rows.Next() ? std::optional(ReadFault(rows, 0)) : std::nullopt;
+struct StoredFault {
+  std::int64_t position;
+  Fault fault;
+};
+
+std::vector<StoredFault> FindFaults(Connection& db, const std::string& operation) {
+  std::vector<StoredFault> faults;
+  Rows rows = db.Query(
+      "SELECT position, kind, message, delay, after, times FROM injected_fault WHERE operation = ? "
+      "ORDER BY position",
+      operation);
+  while (rows.Next()) {
+    faults.push_back({rows.Integer(0), ReadFault(rows, 1)});
+  }
+  return faults;
 }
 
-void PutFault(Connection& db, const std::string& operation, const Fault& fault) {
+void PutFault(Connection& db, const std::string& operation, std::int64_t position,
+              const Fault& fault) {
   constexpr const char* kPut =
-      "INSERT OR REPLACE INTO fault (operation, kind, message, delay, after, times) "
-      "VALUES (?, ?, ?, ?, ?, ?)";
+      "INSERT OR REPLACE INTO injected_fault (operation, position, kind, message, delay, after, "
+      "times) "
+      "VALUES (?, ?, ?, ?, ?, ?, ?)";
   const std::string kind(KindName(fault.kind));
   if (fault.times) {
-    db.Execute(kPut, operation, kind, fault.message, fault.delay.count(), fault.after,
+    db.Execute(kPut, operation, position, kind, fault.message, fault.delay.count(), fault.after,
                *fault.times);
   } else {
-    db.Execute(kPut, operation, kind, fault.message, fault.delay.count(), fault.after, nullptr);
+    db.Execute(kPut, operation, position, kind, fault.message, fault.delay.count(), fault.after,
+               nullptr);
   }
 }
 
-void RemoveFault(Connection& db, const std::string& operation) {
-  db.Execute("DELETE FROM fault WHERE operation = ?", operation);
+void RemoveFaults(Connection& db, const std::string& operation) {
+  db.Execute("DELETE FROM injected_fault WHERE operation = ?", operation);
 }
 
 struct CountedCall {
@@ -62,48 +77,67 @@ struct CountedCall {
 };
 
 CountedCall CountCall(Connection& db, const std::string& operation) {
-  std::optional<Fault> fault = FindFault(db, operation);
-  if (!fault) {
-    return {};
+  CountedCall call;
+  for (auto& [position, fault] : FindFaults(db, operation)) {
+    if (fault.after > 0) {
+      --fault.after;
+      PutFault(db, operation, position, fault);
+    } else if (!call.fault) {
+      call.fault = fault;
+      if (!fault.times) {
+        continue;
+      }
+      if (--*fault.times > 0) {
+        PutFault(db, operation, position, fault);
+      } else {
+        db.Execute("DELETE FROM injected_fault WHERE operation = ? AND position = ?", operation,
+                   position);
+        call.removed = true;
+      }
+    }
   }
-  if (fault->after > 0) {
-    --fault->after;
-    PutFault(db, operation, *fault);
-    return {};
-  }
-  if (!fault->times) {
-    return {fault, false};
-  }
-  const bool last = --*fault->times <= 0;
-  if (last) {
-    RemoveFault(db, operation);
-  } else {
-    PutFault(db, operation, *fault);
-  }
-  return {fault, last};
+  return call;
 }
 
 }  // namespace
 
+bool HasMessage(Fault::Kind kind) {
+  return kind == Fault::Kind::kThrow || kind == Fault::Kind::kThrowStandard ||
+         kind == Fault::Kind::kThrowAfter;
+}
+
 std::string_view KindName(Fault::Kind kind) { return kKindNames[static_cast<std::size_t>(kind)]; }
 
 void SetFault(std::string_view operation, const Fault& fault) {
-  ChangeSwitches([&](Connection& db) { PutFault(db, std::string(operation), fault); });
+  ChangeSwitches([&](Connection& db) {
+    RemoveFaults(db, std::string(operation));
+    PutFault(db, std::string(operation), 0, fault);
+  });
+}
+
+void AddFaults(const std::vector<NamedFault>& faults) {
+  ChangeSwitches([&](Connection& db) {
+    for (const auto& [operation, fault] : faults) {
+      const std::vector<StoredFault> present = FindFaults(db, operation);
+      PutFault(db, operation, present.empty() ? 0 : present.back().position + 1, fault);
+    }
+  });
 }
 
 void HealFault(std::string_view operation) {
-  ChangeSwitches([&](Connection& db) { RemoveFault(db, std::string(operation)); });
+  ChangeSwitches([&](Connection& db) { RemoveFaults(db, std::string(operation)); });
 }
 
 void HealAllFaults() {
-  ChangeSwitches([](Connection& db) { db.Execute("DELETE FROM fault"); });
+  ChangeSwitches([](Connection& db) { db.Execute("DELETE FROM injected_fault"); });
 }
 
 std::vector<NamedFault> ListFaults() {
   return Store::Instance().Read([](Connection& db) {
     std::vector<NamedFault> faults;
     Rows rows = db.Query(
-        "SELECT operation, kind, message, delay, after, times FROM fault ORDER BY operation");
+        "SELECT operation, kind, message, delay, after, times FROM injected_fault "
+        "ORDER BY operation, position");
     while (rows.Next()) {
       faults.emplace_back(rows.Text(0), ReadFault(rows, 1));
     }
@@ -113,11 +147,15 @@ std::vector<NamedFault> ListFaults() {
 
 std::optional<Fault> NextFault(OperationId operation) {
   const std::string name(operation.name());
+  const std::vector<StoredFault> faults =
+      Store::Instance().Read([&](Connection& db) { return FindFaults(db, name); });
+  if (faults.empty()) {
+    return std::nullopt;
+  }
   // Most faults apply until they are healed: no count has to be written.
-  std::optional<Fault> fault =
-      Store::Instance().Read([&](Connection& db) { return FindFault(db, name); });
-  if (!fault || (fault->after == 0 && !fault->times)) {
-    return fault;
+  if (const Fault& only = faults.front().fault;
+      faults.size() == 1 && only.after == 0 && !only.times) {
+    return only;
   }
   const CountedCall call =
       Store::Instance().Write([&](Connection& db) { return CountCall(db, name); });

@@ -22,6 +22,9 @@ struct Fault {
     kThrow,          ///< throws the host library's exception
     kThrowStandard,  ///< throws another standard exception
     kThrowUnknown,   ///< throws an object that is not a std::exception
+    kThrowAfter,     ///< takes effect, then throws the host library's exception
+    kKill,           ///< the process is killed before the operation takes effect
+    kKillAfter,      ///< the process is killed after the operation took effect
   };
 
   Kind kind = Kind::kRefuse;
@@ -31,17 +34,23 @@ struct Fault {
   std::optional<std::int64_t> times = {};  ///< calls that it applies to; nothing: all, until healed
 };
 
+/// True for the kinds that have a message.
+bool HasMessage(Fault::Kind kind);
+
 /// The name of a kind in the state and in the tool's output: "refuse", "throw", ...
 std::string_view KindName(Fault::Kind kind);
 
 using NamedFault = std::pair<std::string, Fault>;
 
-/// Sets the fault of an operation (one of kOperationNames); replaces an earlier one.
+/// Sets the fault of an operation (one of kOperationNames); replaces all earlier ones.
 void SetFault(std::string_view operation, const Fault& fault);
-/// Removes the fault of an operation, or all faults.
+/// Adds faults to those that are set. Each fault counts all calls of its operation; to a call, the
+/// first one that is due applies.
+void AddFaults(const std::vector<NamedFault>& faults);
+/// Removes the faults of an operation, or all faults.
 void HealFault(std::string_view operation);
 void HealAllFaults();
-/// All faults, sorted by operation name.
+/// All faults, sorted by operation name and in the order in which they were added.
 std::vector<NamedFault> ListFaults();
 
 /// Counts one call of an operation; returns the fault that applies to it, if any.

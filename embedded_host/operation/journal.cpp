@@ -42,10 +42,10 @@ struct ToJson {
 void Write(const JournalRecord& record) {
   Store::Instance().WriteRelaxed([&](Connection& db) {
     db.Execute(
-        "INSERT INTO journal (time, process, operation, arguments, outcome, message, duration) "
-        "VALUES (?, ?, ?, ?, ?, ?, ?)",
-        record.time, record.process, record.operation, record.arguments, record.outcome,
-        record.message, record.duration);
+        "INSERT INTO journal (time, process, thread, operation, arguments, outcome, message, "
+        "duration) VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
+        record.time, record.process, record.thread, record.operation, record.arguments,
+        record.outcome, record.message, record.duration);
     db.Execute("DELETE FROM journal WHERE number <= last_insert_rowid() - ?", kMaxJournalRecords);
   });
 }
@@ -95,7 +95,7 @@ std::string JournalEntry::StatusText(std::int64_t status) {
 void JournalEntry::End(const char* outcome, std::string_view message) noexcept {
   const auto duration = std::chrono::steady_clock::now() - start_;
   try {
-    Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(),
+    Write({0, duration_cast<microseconds>(time_.time_since_epoch()).count(), getpid(), gettid(),
            std::string(operation_.name()), arguments_, outcome, Truncate(message),
            duration_cast<microseconds>(duration).count()});
   } catch (...) {
@@ -121,12 +121,12 @@ std::vector<JournalRecord> JournalReader::ReadNew() {
         db.Query("SELECT 1 FROM journal WHERE number = ? AND time = ?", last_, *last_time_).Next();
     std::vector<JournalRecord> found;
     Rows rows = db.Query(
-        "SELECT number, time, process, operation, arguments, outcome, message, duration "
+        "SELECT number, time, process, thread, operation, arguments, outcome, message, duration "
         "FROM journal WHERE number > ? ORDER BY number",
         continues ? last_ : 0);
     while (rows.Next()) {
-      found.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Text(3),
-                       rows.Text(4), rows.Text(5), rows.Text(6), rows.Integer(7)});
+      found.push_back({rows.Integer(0), rows.Integer(1), rows.Integer(2), rows.Integer(3),
+                       rows.Text(4), rows.Text(5), rows.Text(6), rows.Text(7), rows.Integer(8)});
     }
     return found;
   });

@@ -30,10 +30,12 @@ struct JournalRecord {
   std::int64_t number = 0;   ///< from 1, across all processes of the host, in order of ending
   std::int64_t time = 0;     ///< of the start, microseconds since 1970 (UTC)
   std::int64_t process = 0;  ///< process id
+  std::int64_t thread = 0;   ///< the kernel's id of the thread; of the main thread, the process id
   std::string operation;
   std::string arguments;      ///< a JSON object; a secret is shown as "(5 bytes)"
-  std::string outcome;        ///< "answered", "refused" (by a fault) or "threw"
-  std::string message;        ///< the exception's; or the answer "false", "null" or a status
+  std::string outcome;        ///< "answered", "refused" (by a fault), "threw" or "killed" (by one)
+  std::string message;        ///< the exception's; the answer "false", "null" or a status; or when
+                              ///< the process was killed
   std::int64_t duration = 0;  ///< microseconds
 };
 
@@ -41,7 +43,7 @@ struct JournalRecord {
 /// is not recorded.
 std::optional<std::string> ArgumentsText(std::initializer_list<Argument> arguments) noexcept;
 
-/// The record of a running operation. Answered or Threw writes it; call one of them, once.
+/// The record of a running operation. Answered, Threw or Killed writes it; call one of them, once.
 class JournalEntry {
  public:
   /// `arguments`: from ArgumentsText.
@@ -60,6 +62,8 @@ class JournalEntry {
   }
   /// Called in a catch block: records the exception being handled.
   void Threw() noexcept;
+  /// Called before a fault kills this process.
+  void Killed(const char* when) noexcept { End("killed", when); }
 
  private:
   /// "" for the answer of a success.

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "embedded_host/operation/argument.h"
+#include "embedded_host/operation/call_fault.h"
 #include "embedded_host/operation/journal.h"
 #include "embedded_host/operation/operation_names.h"
 #include "embedded_host/operation/switches.h"
@@ -92,29 +93,31 @@ class Operation {
   /// For cached values that scripts read very often: applies faults, but writes no journal record.
   template <typename Body, typename Answer>
   Answer RunWithoutJournal(Body&& body, FailureAnswer<Answer> failure) {
-    return ApplyFaults() ? std::forward<Body>(body)() : std::move(failure.answer);
+    const CallFault fault(id_, switches_, nullptr);
+    return fault.Refuses() ? std::move(failure.answer) : Complete(std::forward<Body>(body), fault);
   }
 
  private:
   template <typename Body>
   auto Perform(Body&& body) {
     using Answer = std::invoke_result_t<Body>;
-    const auto perform = [&]() -> Answer {
-      if (!ApplyFaults()) {
+    const auto perform = [&](JournalEntry* entry) -> Answer {
+      const CallFault fault(id_, switches_, entry);
+      if (fault.Refuses()) {
         throw HostCtl::Lib::Quelt::QueltCtlException("The host refused " + std::string(id_.name()));
       }
-      return std::forward<Body>(body)();
+      return Complete(std::forward<Body>(body), fault);
     };
     if (!arguments_) {
-      return perform();
+      return perform(nullptr);
     }
     JournalEntry entry(id_, std::move(*arguments_));
     try {
       if constexpr (std::is_void_v<Answer>) {
-        perform();
+        perform(&entry);
         entry.Answered();
       } else {
-        Answer answer = perform();
+        Answer answer = perform(&entry);
         entry.Answered();
         return answer;
       }
@@ -127,16 +130,17 @@ class Operation {
   template <typename Answer, typename Body>
   Answer PerformOr(FailureAnswer<Answer> failure, Body&& body) {
     bool refused = false;
-    const auto perform = [&]() -> Answer {
-      refused = !ApplyFaults();
-      return refused ? std::move(failure.answer) : std::forward<Body>(body)();
+    const auto perform = [&](JournalEntry* entry) -> Answer {
+      const CallFault fault(id_, switches_, entry);
+      refused = fault.Refuses();
+      return refused ? std::move(failure.answer) : Complete(std::forward<Body>(body), fault);
     };
     if (!arguments_) {
-      return perform();
+      return perform(nullptr);
     }
     JournalEntry entry(id_, std::move(*arguments_));
     try {
-      Answer answer = perform();
+      Answer answer = perform(&entry);
       entry.Answered(answer, refused);
       return answer;
     } catch (...) {
@@ -145,9 +149,17 @@ class Operation {
     }
   }
 
-  /// Applies the fault that is set for this operation: waits, throws, or returns false when the
-  /// operation has to return its failure answer.
-  bool ApplyFaults() const;
+  template <typename Body>
+  static auto Complete(Body&& body, const CallFault& fault) {
+    if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
+      std::forward<Body>(body)();
+      fault.ThrowAfterEffect();
+    } else {
+      auto answer = std::forward<Body>(body)();
+      fault.ThrowAfterEffect();
+      return answer;
+    }
+  }
 
   OperationId id_;
   const Switches switches_;

@@ -32,7 +32,7 @@ Switches CachedSwitches() {
 
 std::uint64_t ReadFaulty(Connection& db) {
   std::uint64_t bits = 0;
-  Rows rows = db.Query("SELECT operation FROM fault");
+  Rows rows = db.Query("SELECT operation FROM injected_fault");
   while (rows.Next()) {
     const auto name = std::find(kOperationNames.begin(), kOperationNames.end(), rows.Text(0));
     if (name != kOperationNames.end()) {

@@ -223,7 +223,26 @@ CREATE TABLE kms_client (
 ) WITHOUT ROWID;
 )sql";
 
-constexpr const char* kSteps[] = {kTables, kClientCertificates};
+constexpr const char* kSeveralFaults = R"sql(
+-- Injected faults (operation/faults.h): an operation may have several, in the order of position.
+CREATE TABLE injected_fault (
+  operation TEXT NOT NULL,
+  position  INTEGER NOT NULL,
+  kind      TEXT NOT NULL,
+  message   TEXT NOT NULL,
+  delay     INTEGER NOT NULL,  -- milliseconds
+  after     INTEGER NOT NULL,  -- calls before the first that the fault applies to
+  times     INTEGER,           -- calls that it still applies to; NULL: until healed
+  PRIMARY KEY (operation, position)
+) WITHOUT ROWID;
+INSERT INTO injected_fault SELECT operation, 0, kind, message, delay, after, times FROM fault;
+DROP TABLE fault;
+
+-- The thread of an operation: the kernel's id of the thread; 0 in older records.
+ALTER TABLE journal ADD COLUMN thread INTEGER NOT NULL DEFAULT 0;
+)sql";
+
+constexpr const char* kSteps[] = {kTables, kClientCertificates, kSeveralFaults};
 
 int Version(Connection& db) { return db.database().execAndGet("PRAGMA user_version").getInt(); }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "embedded_host/operation/faults.h"
@@ -30,7 +31,16 @@ struct FailArguments {
   double delay = 0;
   std::int64_t times = 0;
   bool refuse = false;
-  bool throwUnknown = false;
+};
+
+/// The kinds that an option selects; without one, --refuse, or only a delay.
+constexpr std::pair<const char*, Fault::Kind> kKindOptions[] = {
+    {"--throw", Fault::Kind::kThrow},
+    {"--throw-after", Fault::Kind::kThrowAfter},
+    {"--throw-standard", Fault::Kind::kThrowStandard},
+    {"--throw-unknown", Fault::Kind::kThrowUnknown},
+    {"--kill", Fault::Kind::kKill},
+    {"--kill-after", Fault::Kind::kKillAfter},
 };
 
 void Fail(const CLI::App& command, FailArguments arguments) {
@@ -39,14 +49,13 @@ void Fail(const CLI::App& command, FailArguments arguments) {
   if (command.count("--times") > 0) {
     fault.times = arguments.times;
   }
-  if (command.count("--throw") > 0) {
-    fault.kind = Fault::Kind::kThrow;
-  } else if (command.count("--throw-standard") > 0) {
-    fault.kind = Fault::Kind::kThrowStandard;
-  } else if (arguments.throwUnknown) {
-    fault.kind = Fault::Kind::kThrowUnknown;
-  } else if (command.count("--delay") > 0 && !arguments.refuse) {
+  if (command.count("--delay") > 0 && !arguments.refuse) {
     fault.kind = Fault::Kind::kNone;
+  }
+  for (const auto& [option, kind] : kKindOptions) {
+    if (command.count(option) > 0) {
+      fault.kind = kind;
+    }
   }
   SetFault(arguments.operation, fault);
 }
@@ -74,10 +83,15 @@ void AddFail(CLI::App& app) {
                "Return its false, null or status answer, or throw if it has none");
   how.add_option("--throw", arguments->fault.message, "Throw the host library's exception")
       ->type_name("MESSAGE");
+  how.add_option("--throw-after", arguments->fault.message,
+                 "Take effect, then throw the host library's exception")
+      ->type_name("MESSAGE");
   how.add_option("--throw-standard", arguments->fault.message, "Throw another standard exception")
       ->type_name("MESSAGE");
-  how.add_flag("--throw-unknown", arguments->throwUnknown,
-               "Throw an object that is not a standard exception");
+  how.add_flag("--throw-unknown")->description("Throw an object that is not a standard exception");
+  how.add_flag("--kill")->description(
+      "Kill the process (SIGKILL) before the operation takes effect");
+  how.add_flag("--kill-after")->description("Take effect, then kill the process");
   command
       .add_option("--delay", arguments->delay,
                   "Delay the call; without a kind, it then runs normally")
@@ -132,7 +146,7 @@ json FaultRecord(const std::string& operation, const Fault& fault) {
   if (fault.times) {
     record["times"] = *fault.times;
   }
-  if (fault.kind == Fault::Kind::kThrow || fault.kind == Fault::Kind::kThrowStandard) {
+  if (HasMessage(fault.kind)) {
     record["message"] = fault.message;
   }
   return record;

@@ -38,6 +38,7 @@ ordered_json RecordJson(const JournalRecord& record) {
   return {{"number", record.number},
           {"time", TimeText(record.time, "%Y-%m-%dT%H:%M:%S", true) + "Z"},
           {"process", record.process},
+          {"thread", record.thread},
           {"operation", record.operation},
           {"arguments", ordered_json::parse(record.arguments)},
           {"outcome", record.outcome},

@@ -225,7 +225,8 @@ class Host(object):
     def fail(self, operation: str, throw: Optional[str] = None,
              throw_standard: Optional[str] = None, throw_unknown: bool = False,
              refuse: bool = False, delay: Optional[float] = None, times: Optional[int] = None,
-             after: Optional[int] = None) -> None:
+             after: Optional[int] = None, throw_after: Optional[str] = None, kill: bool = False,
+             kill_after: bool = False) -> None:
         """Sets a fault for a platform operation. `quelt-host fail --help` lists the operations.
 
         What the operation does (at most one of these; without one, and without delay: refuse):
@@ -233,18 +234,23 @@ class Host(object):
         throw_standard: throws another standard exception, with this message.
         throw_unknown: throws an object that is no standard exception.
         refuse: returns its false, null or status answer.
+        throw_after: takes effect, then throws the host library's exception, with this message.
+        kill: the process that calls it is killed (SIGKILL) before the operation takes effect.
+        kill_after: the process is killed after the operation took effect.
 
         delay: seconds to wait before that. With delay alone, the operation then works normally.
         times: the number of calls that fail (default: all). after: the number of calls before that
         which succeed (default: 0).
         """
         words = ["fail", operation]
-        for name, value in (("throw", throw), ("throw-standard", throw_standard), ("delay", delay),
-                            ("times", times), ("after", after)):
+        for name, value in (("throw", throw), ("throw-standard", throw_standard),
+                            ("throw-after", throw_after), ("delay", delay), ("times", times),
+                            ("after", after)):
             if value is not None:
                 words.append("--{}={}".format(name, value))
-        words += ["--refuse"] if refuse else []
-        words += ["--throw-unknown"] if throw_unknown else []
+        for name, is_set in (("refuse", refuse), ("throw-unknown", throw_unknown), ("kill", kill),
+                             ("kill-after", kill_after)):
+            words += ["--" + name] if is_set else []
         self.tool(*words)
 
     def heal(self, *operations: str) -> None:
@@ -253,8 +259,8 @@ class Host(object):
 
     def journal(self, *operations: str) -> List[_Object]:
         """Returns the journal records of these operations, or of all, oldest first. Each is a dict:
-        number, time, process, operation, arguments (a dict), outcome ("answered", "refused" by a
-        fault, or "threw"), message, duration (seconds)."""
+        number, time, process, thread, operation, arguments (a dict), outcome ("answered",
+        "refused" by a fault, "threw", or "killed" by a fault), message, duration (seconds)."""
         # Not splitlines, which also splits at line separators inside a text.
         lines = self.tool("journal", "show", "--json", *operations).split("\n")
         return [json.loads(line) for line in lines if line]

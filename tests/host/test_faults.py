@@ -56,6 +56,23 @@ class FaultTest(hosts.HostTestCase):
         self.tool("fail", "GetQueltPlugin")
         self.assertEqual(outcome(pyquelt.GetKekId)[1], "The host refused GetQueltPlugin")
 
+    def test_operation_takes_effect_before_the_faults_that_come_after_it(self):
+        call = "import pyquelt; pyquelt.SetIloAuth('user', 'b')"
+        for words, code, end, user in ((["--throw-after", "lost"], 1, "threw", "user"),
+                                       (["--kill"], -9, "killed", None),
+                                       (["--kill-after"], -9, "killed", "user")):
+            self.tool("reset")
+            self.tool("journal", "start")
+            self.tool("fail", "SetIloAuth", "--times", 1, *words)
+            self.assertEqual(hosts.run_python(call).code, code)
+            record, = self.tool("journal", "show", "--json", "SetIloAuth").splitlines()
+            self.assertEqual(json.loads(record)["outcome"], end)
+            self.assertEqual(self.dump().get("ilo", {}).get("first"), user)
+            self.assertEqual(hosts.run_python(call).code, 0)
+        # Also if the operation fails.
+        self.tool("fail", "RemoveKeyFromKeyCache", "--kill-after")
+        self.assertEqual(hosts.run_python("import pyquelt; pyquelt.RemoveKey('none')").code, -9)
+
     def test_processes_share_the_count_of_a_fault(self):
         self.tool("fail", "GetHardwareSku", "--after", 10, "--times", 20)
         children = [hosts.start_python(READER) for _ in range(3)]

@@ -28,7 +28,7 @@ COMPLETIONS = [
      + [name for name in COMMANDS if " " not in name]),
     (["sh"], ["show"]),
     (["fail", "GetIlo"], ["GetIloAuth"]),
-    (["fail", "--thr"], ["--throw", "--throw-standard", "--throw-unknown"]),
+    (["fail", "--thr"], ["--throw", "--throw-after", "--throw-standard", "--throw-unknown"]),
     (["fail", "--throw", "GetIlo"], []),
     (["--state", "journal", "journal", "sh"], ["show"]),
     (["completion", ""], ["--help", "--state", "-h", "bash", "fish", "zsh"]),
