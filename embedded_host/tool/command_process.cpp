@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
@@ -28,6 +30,16 @@ bool IsIgnored(int signal) {
   struct sigaction action = {};
   sigaction(signal, nullptr, &action);
   return action.sa_handler == SIG_IGN;
+}
+
+/// For poll: -1 without a deadline, 0 when it has passed.
+int MillisecondsUntil(const std::optional<std::chrono::steady_clock::time_point>& deadline) {
+  if (!deadline) {
+    return -1;
+  }
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+  return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
 }
 
 }  // namespace
@@ -58,7 +70,8 @@ void CommandProcess::RestoreSignals() const {
   sigprocmask(SIG_SETMASK, &mask_, nullptr);
 }
 
-CommandOutcome CommandProcess::Run(std::vector<std::string> command, int owner) const {
+CommandOutcome CommandProcess::Run(std::vector<std::string> command,
+                                   const CommandOptions& options) const {
   std::vector<char*> words(command.size() + 1, nullptr);
   std::transform(command.begin(), command.end(), words.begin(),
                  [](std::string& word) { return word.data(); });
@@ -73,34 +86,46 @@ CommandOutcome CommandProcess::Run(std::vector<std::string> command, int owner) 
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
     ThrowSystemFailure(command[0], errno);
   }
-  const Descriptor ours(sockets[0]);
+  Descriptor ours(sockets[0]);
   Descriptor watchers(sockets[1]);
   AdoptOrphans();  // in case the watcher is killed
   const pid_t watcher = fork();
   if (watcher == 0) {
     close(ours.get());
-    Watch({words.data(), [this] { RestoreSignals(); }, watchers.get(), owner});
+    const auto prepare = [&] {
+      RestoreSignals();
+      if (options.prepare) {
+        options.prepare();
+      }
+    };
+    Watch({words.data(), prepare, watchers.get(), options.owner});
   }
   if (watcher < 0) {
     ThrowSystemFailure(command[0], errno);
   }
   watchers.Close();
-  const CommandOutcome outcome = WaitFor(ours.get());
+  const CommandOutcome outcome = WaitFor(ours.get(), options);
+  if (outcome.timedOut) {
+    ours.Close();  // the watcher then kills the command
+  }
   if (!outcome.watching) {
     waitpid(watcher, nullptr, 0);
   }
   return outcome;
 }
 
-CommandOutcome CommandProcess::WaitFor(int socket) const {
+CommandOutcome CommandProcess::WaitFor(int socket, const CommandOptions& options) const {
   const int signals = signalfd(-1, &waiting_, SFD_CLOEXEC | SFD_NONBLOCK);
   if (signals < 0) {
     throw std::system_error(errno, std::generic_category(), "Waiting for the command");
   }
   const Descriptor signals_owner(signals);
   for (;;) {
-    pollfd sources[] = {{socket, POLLIN, 0}, {signals, POLLIN, 0}};
-    poll(sources, std::size(sources), -1);
+    pollfd sources[] = {{socket, POLLIN, 0}, {signals, POLLIN, 0}, {options.output, POLLIN, 0}};
+    poll(sources, std::size(sources), MillisecondsUntil(options.deadline));
+    if (sources[2].revents != 0) {
+      options.takeOutput();
+    }
     // Forward signals before reading the outcome: they were sent to the running command.
     signalfd_siginfo signal{};
     while (read(signals, &signal, sizeof signal) == sizeof signal) {
@@ -116,7 +141,22 @@ CommandOutcome CommandProcess::WaitFor(int socket) const {
       }
       return outcome;
     }
+    if (options.deadline && std::chrono::steady_clock::now() >= *options.deadline) {
+      CommandOutcome outcome;
+      outcome.timedOut = true;
+      return outcome;
+    }
   }
+}
+
+std::string StartFailureText(const std::string& command, int error) {
+  const bool is_path = command.find('/') != std::string::npos;
+  if (error == ENOENT && is_path && access(command.c_str(), F_OK) == 0) {
+    return command + ": the interpreter that it names doesn't exist";
+  }
+  const std::string reason =
+      error == ENOENT && !is_path ? "command not found" : std::generic_category().message(error);
+  return (command.empty() ? "\"\"" : command) + ": " + reason;
 }
 
 void Supervise(int owner, std::vector<std::string> command) {
@@ -124,7 +164,9 @@ void Supervise(int owner, std::vector<std::string> command) {
   CommandOutcome outcome;
   {
     const CommandProcess process;
-    outcome = process.Run(std::move(command), owner);
+    CommandOptions options;
+    options.owner = owner;
+    outcome = process.Run(std::move(command), options);
     if (outcome.error != 0) {
       send(owner, &outcome.error, sizeof outcome.error, MSG_NOSIGNAL);
     }

@@ -13,6 +13,7 @@ struct CommandOutcome {
   int error = 0;          ///< the errno value if the command could not be started
   int status = 0;         ///< otherwise its status, as waitpid returns it
   bool watching = false;  ///< processes outlive the command and are still watched
+  bool timedOut = false;  ///< the command was killed at its deadline; not set by the watcher
 };
 
 struct WatchedCommand {
