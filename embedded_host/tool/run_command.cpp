@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <ext/stdio_filebuf.h>
 #include <functional>
@@ -20,6 +21,7 @@
 #include "embedded_host/tool/command_process.h"
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/differences.h"
+#include "embedded_host/tool/fault_specification.h"
 #include "embedded_host/tool/host_snapshot.h"
 #include "embedded_host/tool/journal_output.h"
 #include "embedded_host/tool/json_text.h"
@@ -40,6 +42,7 @@ struct RunArguments {
   std::string scenario;
   std::string report;
   std::string html;
+  std::vector<std::string> faults;
   bool asJson = false;
   bool secrets = false;
 };
@@ -167,16 +170,12 @@ int ExitStatus(const std::string& command, const CommandOutcome& outcome) {
     return WIFSIGNALED(outcome.status) ? 128 + WTERMSIG(outcome.status)
                                        : WEXITSTATUS(outcome.status);
   }
-  const bool is_path = command.find('/') != std::string::npos;
-  if (outcome.error == ENOENT && is_path && access(command.c_str(), F_OK) == 0) {
-    throw StatusFailure(kNotExecutable, command + ": the interpreter that it names doesn't exist");
-  }
-  const std::string reason = outcome.error == ENOENT && !is_path
-                                 ? "command not found"
-                                 : std::generic_category().message(outcome.error);
-  throw StatusFailure(
-      outcome.error == ENOENT || outcome.error == ENOTDIR ? kNotFound : kNotExecutable,
-      (command.empty() ? "\"\"" : command) + ": " + reason);
+  const bool lacks_interpreter = outcome.error == ENOENT && command.find('/') != command.npos &&
+                                 access(command.c_str(), F_OK) == 0;
+  const bool is_missing =
+      (outcome.error == ENOENT && !lacks_interpreter) || outcome.error == ENOTDIR;
+  throw StatusFailure(is_missing ? kNotFound : kNotExecutable,
+                      StartFailureText(command, outcome.error));
 }
 
 /// Creates the host from the scenario (without a name: the default one) and starts the journal.
@@ -191,6 +190,17 @@ HostSnapshot PrepareHost(const std::string& folder, ScenarioFile scenario) {
   return before;
 }
 
+void InjectFaults(const std::vector<std::string>& texts) {
+  constexpr std::chrono::seconds kSlow{1};
+  std::vector<NamedFault> faults;
+  for (const std::string& text : texts) {
+    faults.push_back(StoredFaultOf(ParseFaultSpecification(text), kSlow));
+  }
+  if (!faults.empty()) {
+    AddFaults(faults);
+  }
+}
+
 /// Returns the command's exit status.
 int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>& command) {
   ScenarioFile scenario;
@@ -203,6 +213,7 @@ int RunOnFreshHost(const RunArguments& arguments, const std::vector<std::string>
   const TemporaryHost host;
   setenv("QUELT_HOST_STATE", (host.folder() + "/host.db").c_str(), 1);
   const HostSnapshot before = PrepareHost(host.folder(), std::exchange(scenario, {}));
+  InjectFaults(arguments.faults);
   const int status = ExitStatus(command.front(), process.Run(command));
   Report(arguments, command, outputs, status, before);
   return status;
@@ -217,6 +228,19 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
   run.add_option("--scenario", arguments->scenario,
                  "Start with this scenario instead of the default one")
       ->type_name("FILE");
+  run.add_option("--fail", arguments->faults,
+                 "Inject a fault into a call of an operation, see below. May be repeated")
+      ->type_name("OPERATION:OCCURRENCE=MODE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check([](const std::string& text) {
+        try {
+          ParseFaultSpecification(text);
+        } catch (const std::invalid_argument& failure) {
+          return std::string(failure.what());
+        }
+        return std::string();
+      });
   run.add_option("--report", arguments->report,
                  "Write the report to this file instead of standard error")
       ->type_name("FILE");
@@ -233,7 +257,12 @@ void AddRunCommand(CLI::App& app, const std::vector<std::string>& command) {
       "The exit status is the command's, or 128 plus the signal's number if a signal ended it;\n"
       "127 if the command does not exist, 126 if it cannot be executed. Options of quelt-host\n"
       "precede the command; all words after the command's name are passed to it.\n\n"
-      "Example:\n  quelt-host run --scenario two-keks.json python3 unlock.py disk-1 kek-2");
+      "--fail: OCCURRENCE is the number of the call, from 1; without :OCCURRENCE, the fault "
+      "applies\n"
+      "to all calls. The modes:\n" +
+      FaultModeLines() +
+      "\n\nExamples:\n  quelt-host run --scenario two-keks.json python3 unlock.py disk-1 kek-2\n"
+      "  quelt-host run --fail ShallowRekeyDisks:1=throw -- python3 unlock.py disk-1 kek-2");
   run.callback([&app, arguments, &command] {
     if (app.count("--state") > 0) {
       throw CLI::ValidationError("--state", "run creates a temporary host");

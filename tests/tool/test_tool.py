@@ -75,6 +75,10 @@ MISTAKES = [
     (["fail", "GetHardwareSku", "--after", "-1"], 2, '--after: Expected 0 or more calls, not "-1"'),
     (["fail", "GetHardwareSku", "--delay", "nan"], 2, "--delay"),
     (["run"], 2, "COMMAND is required"),
+    (["run", "--fail", "SetKekId:1=throw", "--", "true"], 2, "the operations GetQueltPlugin"),
+    (["run", "--fail", "SetIloAuth", "--", "true"], 2, "Expected OPERATION:OCCURRENCE=MODE"),
+    (["run", "--fail", "SetIloAuth:0=kill", "true"], 2, "Expected the number of a call, from 1"),
+    (["run", "--fail", "SetIloAuth:1=die", "true"], 2, "Expected one of the modes throw, refuse"),
     (["run", "--jsn", "true"], 2, "--jsn"),
     (["run", "--json="], 2, ""),
     (["run", "--", "nosuch"], 127, "quelt-host: nosuch: command not found"),
@@ -235,6 +239,18 @@ class RunTest(hosts.HostTestCase):
         self.assertEqual(called[0], "SetIloAuth")
         self.assertIn("RemoveUnicastAgentEntry", called)
         self.assertEqual(pyquelt.GetIloAuth(), ("mine", "mine"))
+
+    def test_run_injects_each_fault_at_its_call(self):
+        script = ("import pyquelt\nfor n in range(4):\n"
+                  "    try: print(n, pyquelt.GetHardwareSku())\n"
+                  "    except Exception as error: print(n, error, flush=True)")
+        result = hosts.quelt_host("run", "--fail", "GetHardwareSku:1=refuse", "--fail",
+                                  "GetHardwareSku:3=foreign", "--fail", "GetHardwareSku:4=kill",
+                                  sys.executable, "-c", script)
+        self.assertEqual((result.code, result.out), (
+            137, "0 Failed to get hardware sku from config store\n1 QS-2240-AF\n"
+            "2 Unknown platform exception\n"))
+        self.assertIn("killed: before it took effect", result.err)
 
     def test_run_loads_its_scenario_and_writes_its_report_to_the_file(self):
         report = hosts.write("report", "old")
