@@ -34,6 +34,8 @@ void AddFaultCommands(CLI::App& app);
 void AddJournalCommands(CLI::App& app);
 /// run; main stores the command to run in `command`, which outlives the application
 void AddRunCommand(CLI::App& app, const std::vector<std::string>& command);
+/// rehearse; `command` as for run
+void AddRehearseCommand(CLI::App& app, const std::vector<std::string>& command);
 /// completion, manual; called last, because they describe all other subcommands
 void AddDocumentationCommands(CLI::App& app);
 

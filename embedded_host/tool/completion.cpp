@@ -199,7 +199,8 @@ std::string FishCompletion(const CommandDescription& tool) {
          "    test \"$path\" = \"$argv\"\n"
          "end\n"
          "complete -c quelt-host -f\n"
-         "complete -c quelt-host -n 'not __quelt_host_at run' -l state -r -F\n" +
+         "complete -c quelt-host -n 'not __quelt_host_at run; and not __quelt_host_at rehearse' -l "
+         "state -r -F\n" +
          lines;
 }
 

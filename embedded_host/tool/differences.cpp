@@ -1,6 +1,10 @@
 #include "embedded_host/tool/differences.h"
 
+#include <algorithm>
+#include <iterator>
 #include <ostream>
+#include <set>
+#include <utility>
 
 #include "embedded_host/document/node.h"
 #include "embedded_host/scenario/scenario.h"
@@ -32,25 +36,6 @@ std::string NameOf(const json& item, std::size_t position) {
     }
   }
   return std::to_string(position);
-}
-
-/// Converts lists of objects to objects with the items' names as keys, so that an item's place does
-/// not depend on the items before it.
-json KeyByName(const json& value) {
-  const bool list = value.is_array() && !value.empty() && value.front().is_object();
-  if (!list && !value.is_object()) {
-    return value;
-  }
-  json named = json::object();
-  std::size_t position = 0;
-  for (const auto& [key, member] : value.items()) {
-    std::string name = list ? NameOf(member, position++) : key;
-    if (named.contains(name)) {
-      name += "#" + std::to_string(position);
-    }
-    named[name] = KeyByName(member);
-  }
-  return named;
 }
 
 const json* MemberOf(const json* object, const std::string& key) {
@@ -88,50 +73,54 @@ struct Value {
   json Text() const { return Redacted(*whole, shown); }
 };
 
+/// Compares the values of several dumps at one place, and below it.
 class Comparison {
  public:
-  void Compare(const std::string& place, const Value& before, const Value& after) {
-    if (before.whole == nullptr || after.whole == nullptr) {
-      CompareOneSided(place, before, after);
-    } else if (before.whole->is_object() && after.whole->is_object() && !before.IsHidden() &&
-               !after.IsHidden()) {
-      CompareMembers(place, before, after);
-    } else if (*before.whole != *after.whole) {
-      differences.push_back({Difference::Kind::kChanged, place, before.Text(), after.Text()});
-    }
-  }
-
-  std::vector<Difference> differences;
-
- private:
-  /// The items of an added or removed section are listed one by one.
-  static bool IsSection(const std::string& place) { return place.find('/', 1) == place.npos; }
-
-  void CompareOneSided(const std::string& place, const Value& before, const Value& after) {
-    const Value& present = before.whole == nullptr ? after : before;
-    if (present.whole == nullptr) {
+  void Compare(const std::string& place, const std::vector<Value>& values) {
+    const bool all_objects = std::all_of(values.begin(), values.end(), [](const Value& value) {
+      return value.whole == nullptr || (value.whole->is_object() && !value.IsHidden());
+    });
+    const bool all_present = std::all_of(values.begin(), values.end(),
+                                         [](const Value& value) { return value.whole != nullptr; });
+    // The items of an added or removed section are listed one by one.
+    if (all_objects && (all_present || IsSection(place))) {
+      CompareMembers(place, values);
       return;
     }
-    if (IsSection(place) && present.whole->is_object()) {
-      CompareMembers(place, before, after);
-    } else if (before.whole == nullptr) {
-      differences.push_back({Difference::Kind::kAdded, place, nullptr, after.Text()});
-    } else {
-      differences.push_back({Difference::Kind::kRemoved, place, before.Text(), nullptr});
+    DifferingPlace found{place, {}, {}};
+    for (const Value& value : values) {
+      const auto equal = std::find_if(values.begin(), values.end(), [&](const Value& other) {
+        return value.whole == nullptr ? other.whole == nullptr
+                                      : other.whole != nullptr && *value.whole == *other.whole;
+      });
+      found.firstEqual.push_back(static_cast<std::size_t>(equal - values.begin()));
+      found.values.push_back(value.whole == nullptr ? std::nullopt : std::optional(value.Text()));
+    }
+    if (std::any_of(found.firstEqual.begin(), found.firstEqual.end(),
+                    [](std::size_t index) { return index != 0; })) {
+      places.push_back(std::move(found));
     }
   }
 
-  void CompareMembers(const std::string& place, const Value& before, const Value& after) {
-    json keys = json::object();
-    for (const Value& side : {before, after}) {
-      if (side.whole != nullptr) {
-        for (const auto& [key, member] : side.whole->items()) {
-          keys[key] = nullptr;
+  std::vector<DifferingPlace> places;
+
+ private:
+  static bool IsSection(const std::string& place) { return place.find('/', 1) == place.npos; }
+
+  void CompareMembers(const std::string& place, const std::vector<Value>& values) {
+    std::set<std::string> keys;
+    for (const Value& value : values) {
+      if (value.whole != nullptr) {
+        for (const auto& [key, member] : value.whole->items()) {
+          keys.insert(key);
         }
       }
     }
-    for (const auto& [key, unused] : keys.items()) {
-      Compare(place + "/" + EscapedKey(key), before.Member(key), after.Member(key));
+    for (const std::string& key : keys) {
+      std::vector<Value> members;
+      std::transform(values.begin(), values.end(), std::back_inserter(members),
+                     [&](const Value& value) { return value.Member(key); });
+      Compare(place + "/" + EscapedKey(key), members);
     }
   }
 };
@@ -155,12 +144,48 @@ HostDump DumpHost(Connection& db, bool withSecrets) {
   return dump;
 }
 
-std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after) {
-  const HostDump from{KeyByName(before.whole), KeyByName(before.shown)};
-  const HostDump to{KeyByName(after.whole), KeyByName(after.shown)};
+/// Converts lists of objects to objects with the items' names as keys, so that an item's place does
+/// not depend on the items before it.
+json KeyByName(const json& value) {
+  const bool list = value.is_array() && !value.empty() && value.front().is_object();
+  if (!list && !value.is_object()) {
+    return value;
+  }
+  json named = json::object();
+  std::size_t position = 0;
+  for (const auto& [key, member] : value.items()) {
+    std::string name = list ? NameOf(member, position++) : key;
+    if (named.contains(name)) {
+      name += "#" + std::to_string(position);
+    }
+    named[name] = KeyByName(member);
+  }
+  return named;
+}
+
+std::vector<DifferingPlace> FindDifferingPlaces(const std::vector<HostDump>& dumps) {
+  std::vector<HostDump> named;
+  std::transform(dumps.begin(), dumps.end(), std::back_inserter(named), [](const HostDump& dump) {
+    return HostDump{KeyByName(dump.whole), KeyByName(dump.shown)};
+  });
+  std::vector<Value> values;
+  std::transform(named.begin(), named.end(), std::back_inserter(values),
+                 [](const HostDump& dump) { return Value{&dump.whole, &dump.shown}; });
   Comparison comparison;
-  comparison.Compare("", {&from.whole, &from.shown}, {&to.whole, &to.shown});
-  return comparison.differences;
+  comparison.Compare("", values);
+  return std::move(comparison.places);
+}
+
+std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after) {
+  std::vector<Difference> differences;
+  for (DifferingPlace& each : FindDifferingPlaces({before, after})) {
+    const auto kind = !each.values[0]   ? Difference::Kind::kAdded
+                      : !each.values[1] ? Difference::Kind::kRemoved
+                                        : Difference::Kind::kChanged;
+    differences.push_back({kind, std::move(each.place), each.values[0].value_or(nullptr),
+                           each.values[1].value_or(nullptr)});
+  }
+  return differences;
 }
 
 void PrintDifferences(const std::vector<Difference>& differences, std::ostream& out,

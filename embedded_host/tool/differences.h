@@ -1,8 +1,9 @@
-// The differences between two dumps of a host.
+// The differences between dumps of hosts.
 #pragma once
 
 #include <iosfwd>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,22 @@ struct Difference {
 };
 
 std::vector<Difference> FindDifferences(const HostDump& before, const HostDump& after);
+
+/// A place at which some of several dumps differ.
+struct DifferingPlace {
+  std::string place;
+  /// The dumps' values in their order, without secrets; std::nullopt: the dump has none.
+  std::vector<std::optional<nlohmann::json>> values;
+  /// For each dump, the first one whose value, including secrets, is the same: {0, 1, 0} if the
+  /// first and the third are equal.
+  std::vector<std::size_t> firstEqual;
+};
+
+std::vector<DifferingPlace> FindDifferingPlaces(const std::vector<HostDump>& dumps);
+
+/// Converts lists of objects to objects with the items' names as keys, so that an item's place does
+/// not depend on the items before it.
+nlohmann::json KeyByName(const nlohmann::json& value);
 
 /// Prints one line per difference.
 void PrintDifferences(const std::vector<Difference>& differences, std::ostream& out,

@@ -4,16 +4,20 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
-#include <algorithm>
+#include <map>
 #include <memory>
 #include <string_view>
 #include <utility>
 
+#include "embedded_host/crypto/disk.h"
 #include "embedded_host/scenario/scenario.h"
 #include "embedded_host/store/state_file.h"
 #include "embedded_host/store/store.h"
+#include "embedded_host/text/hexadecimal.h"
 
 namespace quelt {
+
+using nlohmann::json;
 
 namespace {
 
@@ -31,7 +35,7 @@ std::vector<std::string> Texts(Connection& db, const std::string& query) {
   return texts;
 }
 
-/// Compares a table of the two databases "main" and "copy" row by row.
+/// Compares a table of several databases row by row.
 class TableComparison {
  public:
   TableComparison(Connection& db, const std::string& table) : table_(table) {
@@ -48,16 +52,27 @@ class TableComparison {
     same_ += "(" + left + ") IS (" + right + ")";
   }
 
-  /// Selects the rows of `side` that `other` does not have, and one of the equal rows, the same for
-  /// both sides: a list that is not empty must not look empty.
-  std::string ChangedRows(const std::string& side, const std::string& other) const {
-    return "SELECT * FROM " + side + "." + table_ + " AS a WHERE NOT EXISTS (SELECT 1 FROM " +
-           other + "." + table_ + " AS b WHERE " + same_ +
-           ") UNION ALL SELECT * FROM (SELECT a.* FROM main." + table_ + " AS a CROSS JOIN copy." +
-           table_ + " AS b ON " + same_ + " LIMIT 1)";
+  /// Selects the rows of `side` that not all databases have, and one of the rows that all have, the
+  /// same for all: a list that is not empty must not look empty.
+  std::string ChangedRows(const std::string& side, const std::vector<std::string>& all) const {
+    return "SELECT * FROM " + side + "." + table_ + " AS a WHERE NOT (" + HasAll(side, all) +
+           ") UNION ALL SELECT * FROM (SELECT a.* FROM main." + table_ + " AS a WHERE " +
+           HasAll("main", all) + " LIMIT 1)";
   }
 
  private:
+  /// The condition that all databases have the row a of `side`.
+  std::string HasAll(const std::string& side, const std::vector<std::string>& all) const {
+    std::string condition = "TRUE";
+    for (const std::string& other : all) {
+      if (other != side) {
+        condition.append(" AND EXISTS (SELECT 1 FROM ").append(other).append(".").append(table_);
+        condition.append(" AS b WHERE ").append(same_).append(")");
+      }
+    }
+    return condition;
+  }
+
   std::string table_;
   std::string same_;  ///< the condition that rows a and b are equal
 };
@@ -68,26 +83,81 @@ void Shadow(Connection& db, const std::string& table, const std::string& select)
   db.database().exec("CREATE TEMP VIEW " + table + " AS " + select);
 }
 
-/// Dumps the differing parts of "copy" and "main". Requires a transaction.
-std::pair<HostDump, HostDump> DumpChanged(Connection& db, bool withSecrets) {
+/// The DEKs of the disks of the connection's database, as hexadecimal text, by the disk's name.
+/// Disks whose DEK no KEK unwraps are left out.
+std::map<std::string, std::string> UnwrappedDeks(Connection& db) {
+  std::map<std::string, std::string> deks;
+  for (const Disk& disk : AllDisks(db)) {
+    Dek dek;
+    try {
+      UnwrapDiskDek(db, disk, dek);
+      deks[disk.name] = HexText(dek.data(), Dek::size());
+    } catch (const HostCtl::Lib::Quelt::QueltCtlException&) {
+      // Not encrypted, or its KEK is not in the cache.
+    }
+  }
+  return deks;
+}
+
+/// In a dump with secrets, replaces each wrapped DEK that has been unwrapped: wrapping the same DEK
+/// again gives other bytes.
+void ReplaceWrappedDeks(const std::map<std::string, std::string>& deks, json& whole) {
+  if (const auto disks = whole.find("disks"); disks != whole.end()) {
+    for (json& disk : *disks) {
+      const auto dek = deks.find(disk.at("name").get<std::string>());
+      if (dek != deks.end() && disk.contains("wrapped")) {
+        disk["wrapped"] = {{"unwrapped", dek->second}};
+      }
+    }
+  }
+}
+
+/// Dumps the parts of `sides` that differ; a single side completely. Requires a transaction.
+std::vector<HostDump> DumpDiffering(Connection& db, const std::vector<std::string>& sides,
+                                    bool withSecrets, bool unwrap) {
   const std::vector<std::string> tables =
       Texts(db, "SELECT name FROM main.sqlite_schema WHERE type = 'table'");
-  for (const std::string& table : tables) {
-    Shadow(db, table, "SELECT * FROM copy." + table);
+  std::vector<HostDump> dumps;
+  for (const std::string& side : sides) {
+    for (const std::string& table : tables) {
+      Shadow(db, table, "SELECT * FROM " + side + "." + table);
+    }
+    const auto reduce = [&](const std::string& table) {
+      if (sides.size() > 1) {
+        Shadow(db, table, TableComparison(db, table).ChangedRows(side, sides));
+      }
+    };
+    reduce("disk");
+    const auto deks = unwrap ? UnwrappedDeks(db) : std::map<std::string, std::string>();
+    for (const std::string_view table : kLargeTables) {
+      reduce(std::string(table));
+    }
+    dumps.push_back(DumpHost(db, withSecrets));
+    ReplaceWrappedDeks(deks, dumps.back().whole);
   }
-  for (const std::string_view table : kLargeTables) {
-    const std::string name(table);
-    Shadow(db, name, TableComparison(db, name).ChangedRows("copy", "main"));
+  return dumps;
+}
+
+/// Opens the state at `path` and attaches `others` under the names "other1", "other2", ...
+template <typename Body>
+auto WithAttached(const std::string& path, const std::vector<std::string>& others, Body&& body) {
+  const StorePlace place{path};
+  const std::unique_ptr<Connection> db = OpenState(place);
+  try {
+    sqlite3_limit(db->database().getHandle(), SQLITE_LIMIT_ATTACHED,
+                  static_cast<int>(others.size()));
+    std::vector<std::string> sides = {"main"};
+    for (const std::string& other : others) {
+      sides.push_back("other" + std::to_string(sides.size()));
+      SQLite::Statement attach(db->database(), "ATTACH ? AS " + sides.back());
+      attach.bind(1, other);
+      attach.exec();
+    }
+    Transaction transaction(*db, Transaction::Kind::kRead);  // a consistent view
+    return std::forward<Body>(body)(*db, sides);
+  } catch (const SQLite::Exception& failure) {
+    ThrowDatabaseFailure(place, *db, failure);
   }
-  HostDump before = DumpHost(db, withSecrets);
-  for (const std::string& table : tables) {
-    db.database().exec("DROP VIEW temp." + table);
-  }
-  for (const std::string_view table : kLargeTables) {
-    const std::string name(table);
-    Shadow(db, name, TableComparison(db, name).ChangedRows("main", "copy"));
-  }
-  return {std::move(before), DumpHost(db, withSecrets)};
 }
 
 }  // namespace
@@ -101,17 +171,18 @@ HostSnapshot::HostSnapshot(std::string file) : file_(std::move(file)) {
 }
 
 std::vector<Difference> HostSnapshot::FindChanges(bool withSecrets) const {
-  const StorePlace place{Store::Instance().path()};
-  const std::unique_ptr<Connection> db = OpenState(place);
-  try {
-    sqlite3_limit(db->database().getHandle(), SQLITE_LIMIT_ATTACHED, 1);
-    db->Execute("ATTACH ? AS copy", file_);
-    Transaction transaction(*db, Transaction::Kind::kRead);  // a consistent view
-    const auto [before, after] = DumpChanged(*db, withSecrets);
-    return FindDifferences(before, after);
-  } catch (const SQLite::Exception& failure) {
-    ThrowDatabaseFailure(place, *db, failure);
-  }
+  const std::string current = Store::Instance().path();
+  return WithAttached(current, {file_}, [&](Connection& db, const auto& sides) {
+    const auto dumps = DumpDiffering(db, sides, withSecrets, false);
+    return FindDifferences(dumps[1], dumps[0]);
+  });
+}
+
+std::vector<HostDump> DumpDifferingParts(const std::string& state,
+                                         const std::vector<std::string>& copies) {
+  return WithAttached(state, copies, [](Connection& db, const auto& sides) {
+    return DumpDiffering(db, sides, false, true);
+  });
 }
 
 }  // namespace quelt

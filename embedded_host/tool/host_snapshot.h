@@ -22,4 +22,10 @@ class HostSnapshot {
   std::string file_;
 };
 
+/// Dumps the parts in which the state at the path `state` and its `copies` (files of HostSnapshot)
+/// differ, in this order; without copies, the whole state. A wrapped DEK is replaced with the DEK
+/// where a KEK of its state unwraps it. Does not use this process's host.
+std::vector<HostDump> DumpDifferingParts(const std::string& state,
+                                         const std::vector<std::string>& copies);
+
 }  // namespace quelt

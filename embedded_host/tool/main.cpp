@@ -2,7 +2,8 @@
 // that use the host.
 //
 // Exit status: 0 for success; 1 for a failure, with one line on standard error; 2 for invalid
-// usage. `run` exits with the status of its command, or with 126 or 127 if that cannot be started.
+// usage. `run` exits with the status of its command, or with 126 or 127 if that cannot be started;
+// `rehearse` with 1 for findings and 2 if the command can't be rehearsed.
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -31,20 +32,20 @@ bool TakesValue(const CLI::App& app, const std::string& word) {
   return option != nullptr && option->get_items_expected_max() > 0;
 }
 
-/// Removes the command of "run" from the words and returns it. It begins after "--", or with the
-/// first word that is neither an option nor the value of one.
+/// Removes the command of "run" or "rehearse" from the words and returns it. It begins after "--",
+/// or with the first word that is neither an option nor the value of one.
 std::vector<std::string> ExtractCommand(const CLI::App& app, std::vector<std::string>& words) {
-  const CLI::App* run = nullptr;
+  const CLI::App* run = nullptr;  // or rehearse
   for (auto word = words.begin(); word != words.end(); ++word) {
     if (word->starts_with('-') && *word != "--") {
       if (TakesValue(app, *word) || (run != nullptr && TakesValue(*run, *word))) {
         word += word + 1 == words.end() ? 0 : 1;
       }
     } else if (run == nullptr) {
-      if (*word != "run") {
+      if (*word != "run" && *word != "rehearse") {
         return {};
       }
-      run = app.get_subcommand("run");
+      run = app.get_subcommand(*word);
     } else {
       std::vector<std::string> command(word + (*word == "--" ? 1 : 0), words.end());
       words.erase(word, words.end());
@@ -113,6 +114,7 @@ int Run(int argc, char** argv) {
   quelt::AddFaultCommands(app);
   quelt::AddJournalCommands(app);
   quelt::AddRunCommand(app, command);
+  quelt::AddRehearseCommand(app, command);
   quelt::AddDocumentationCommands(app);
   app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
     return "quelt-host: " + CLI::FailureMessage::simple(failed, error);

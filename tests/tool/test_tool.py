@@ -19,8 +19,8 @@ import pyquelt
 EVERYTHING = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "host", "data",
                           "everything.json")
 COMMANDS = ["init", "reset", "load", "dump", "show", "fail", "heal", "faults", "journal",
-            "journal start", "journal stop", "journal show", "journal clear", "run", "completion",
-            "manual"]
+            "journal start", "journal stop", "journal show", "journal clear", "run", "rehearse",
+            "completion", "manual"]
 
 # Completion in bash: the words so far (the last one unfinished) and those offered (None: files).
 COMPLETIONS = [
