@@ -35,7 +35,8 @@ import sys
 import tempfile
 from typing import Any, Dict, Iterator, List, Mapping, NamedTuple, Optional, Sequence, Union
 
-__all__ = ["Host", "Result", "ToolError", "environment", "run", "state_path", "tool_path"]
+__all__ = ["Host", "Place", "Result", "Run", "ToolError", "environment", "rehearse", "rehearsed",
+           "run", "state_path", "tool_path"]
 
 Result = NamedTuple("Result", [("code", int), ("out", str), ("err", str)])
 Result.__doc__ = """The result of a process.
@@ -304,6 +305,8 @@ class Host(object):
         _process.checked = True
         self.clear_journal()
 
+
+from quelt_testing._rehearsal import Place, Run, rehearse, rehearsed  # noqa: E402 (uses the above)
 
 try:
     import pytest

@@ -94,6 +94,22 @@ class HostTest(hosts.HostTestCase):
                 with self.assertRaises(RuntimeError):
                     quelt_testing.Host().__enter__()
 
+    def test_rehearsal_returns_each_run_and_describes_a_finding(self):
+        script = "import pyquelt; pyquelt.SetKekId('a'); pyquelt.SetHostKeyId('b')"
+        clean, finding = quelt_testing.rehearse([sys.executable, "-c", script], {"kekId": "k"},
+                                                modes=["throw"], jobs=2, timeout=30)
+        self.assertEqual([(run.id, run.verdict, run.status) for run in (clean, finding)],
+                         [("PersistKekId:1=throw", "clean", 1),
+                          ("PersistHostKeyId:1=throw", "half done", 1)])
+        self.assertEqual(finding.places, [
+            quelt_testing.Place("/hostKeyId", "(missing)", "b", "(missing)"),
+            quelt_testing.Place("/kekId", "k", "a", "a")])
+        clean.check()
+        with self.assertRaisesRegex(AssertionError, "half done if PersistHostKeyId:1=throw\n"):
+            finding.check()
+        with self.assertRaisesRegex(quelt_testing.ToolError, "fails without a fault"):
+            quelt_testing.rehearse([sys.executable, "-c", "1 / 0"])
+
     def test_mistake_raises_an_exception_that_names_it(self):
         with quelt_testing.Host() as host:
             for call, kind, text in MISTAKES:
