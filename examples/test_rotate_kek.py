@@ -7,6 +7,7 @@ The unmodified script runs in its own process, on a fresh host from quelt_testin
 """
 
 import os
+import sys
 import tempfile
 import unittest
 
@@ -67,6 +68,11 @@ class RollbackTest(unittest.TestCase):
                 failed = [(each["operation"], each["message"]) for each in host.journal()
                           if each["outcome"] == "threw" and each["operation"] == operation]
                 self.assertEqual(failed, [(operation, fault["throw"])])
+
+    def test_no_failing_step_leaves_the_rotation_half_done(self):
+        for run in quelt_testing.rehearse([sys.executable] + self.command, SCENARIO, retry=True):
+            with self.subTest(run.id):
+                run.check()
 
 
 def without_nonces(dump):
