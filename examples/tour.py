@@ -121,6 +121,14 @@ def copy():
     show("sorted(read_host())")
 
 
+def rehearsal():
+    chapter("What a script leaves behind if an operation fails")
+    show("import quelt_testing, sys")
+    show("script = 'import pyquelt; pyquelt.SetKekId(\"k\"); pyquelt.SetHostKeyId(\"h\")'")
+    show("runs = quelt_testing.rehearse([sys.executable, '-c', script], modes=['throw', 'kill'])")
+    show("[(run.id, run.verdict) for run in runs]")
+
+
 if __name__ == "__main__":
     configuration_store()
     encryption()
@@ -129,3 +137,4 @@ if __name__ == "__main__":
     objects()
     disks_and_host()
     copy()
+    rehearsal()
