@@ -40,7 +40,7 @@ class PageTest(hosts.HostTestCase):
         self.assertEqual({name: ast.literal_eval(value) for name, value in rows}, CONSTANTS)
 
     def test_derived_parts_of_the_page_match_their_sources(self):
-        self.assertEqual(reference.render(_PAGE), _PAGE, "run tests/support/reference.py")
+        self.assertEqual(reference.render(_PAGE), _PAGE, "run ./run reference")
 
     def test_diagram_shows_the_words_and_arrows_of_its_source(self):
         source = reference.read("docs", "architecture.dot")

@@ -1,7 +1,7 @@
 """The table of each function's exceptions, one file for each subject.
 
-docs/reference.md is derived from it (see reference.py), and the tests cause each of its exceptions.
-An exception is an Outcome: its type, its message and when it is raised. A subject has
+docs/reference.md is derived from it (by scripts/reference.py), and the tests cause each of its
+exceptions. An exception is an Outcome: its type, its message and when it is raised. A subject has
 
 - ROWS, for interpreter calls that fail: (function, arguments, keyword arguments, answers of the
   host by operation, outcomes). Outcomes maps each interpreter call that can fail to its exception,

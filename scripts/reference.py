@@ -1,7 +1,7 @@
 """The derived parts of docs/reference.md: for each function its signature and doc string (from the
 module), its exceptions (from fault_rows/) and its operations (from the tool's table).
 
-`./run python tests/support/reference.py` writes them into the page; test_reference.py compares.
+`./run reference` writes them into the page; tests/packages/test_reference.py compares.
 """
 
 import collections
@@ -15,8 +15,9 @@ import textwrap
 import fault_rows
 import pyquelt
 
-ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
 PAGE = os.path.join(ROOT, "docs", "reference.md")
+_COMMON, _OPERATIONS = "Common to all functions\n", "Operations\n"
 
 
 def read(*path):
@@ -79,11 +80,14 @@ def _render_section(section):
 def render(page):
     """The page with all derived parts up to date."""
     parts = re.split(r"^(##+ )", page, flags=re.MULTILINE)
+    for title in _COMMON, _OPERATIONS:
+        if not any(part.startswith(title) for part in parts):
+            raise ValueError("expected a section " + title)
     for i, part in enumerate(parts):
-        if part.startswith("What holds for all functions\n"):
+        if part.startswith(_COMMON):
             part = _replace_rows(part, ("Exception", "Message", "When"),
                                  _exceptions(fault_rows.GENERAL))
-        if part.startswith("Operations\n"):
+        if part.startswith(_OPERATIONS):
             titles = [section.split("\n", 1)[0] for section in parts]
             part = _replace_rows(part, ("Function", "Operations"), "".join(
                 _row((_code([name]), _code(OPERATIONS[name])))
