@@ -15,7 +15,9 @@
 #include "embedded_host/tool/commands.h"
 #include "embedded_host/tool/json_text.h"
 #include "embedded_host/tool/operation_argument.h"
+#include "embedded_host/tool/page_file.h"
 #include "embedded_host/tool/rehearsal.h"
+#include "embedded_host/tool/rehearsal_page.h"
 #include "embedded_host/tool/rehearsal_report.h"
 #include "embedded_host/tool/state_comparison.h"
 
@@ -32,6 +34,7 @@ struct RehearseArguments {
   std::vector<std::string> modes = {"throw", "refuse", "throw-after", "kill", "kill-after"};
   std::size_t jobs = 0;  ///< 0: one for each processor
   double timeLimit = 30;
+  std::string html;
   bool asJson = false;
 };
 
@@ -78,15 +81,23 @@ class RunCounter {
   const bool shown_;
 };
 
-RehearsalResult RunRehearsal(const RehearsalSettings& settings) {
+/// Also writes the page, if there is one.
+RehearsalResult RunRehearsal(const RehearsalSettings& settings, const std::string& html) {
   try {
+    const PageFile page(html);
     ScenarioFile scenario;
     if (!settings.scenario.empty()) {
       scenario = ReadScenarioFile(settings.scenario);
     }
-    const RunCounter counter;
-    return Rehearse(settings, std::move(scenario),
-                    [&](std::size_t done, std::size_t planned) { counter.Show(done, planned); });
+    RehearsalResult result = [&] {
+      const RunCounter counter;
+      return Rehearse(settings, std::move(scenario),
+                      [&](std::size_t done, std::size_t planned) { counter.Show(done, planned); });
+    }();
+    if (page.wanted()) {
+      page.Write(RehearsalPage(result.report));
+    }
+    return result;
   } catch (const RehearsalFailure& failure) {
     std::cerr << failure.output()
               << (failure.output().empty() || failure.output().ends_with('\n') ? "" : "\n");
@@ -108,7 +119,7 @@ int RehearseAndReport(RehearseArguments arguments, const std::vector<std::string
   }
   settings.parallel = arguments.jobs == 0 ? ProcessorCount() : arguments.jobs;
   settings.timeLimit = std::chrono::milliseconds(std::llround(arguments.timeLimit * 1000));
-  const RehearsalResult result = RunRehearsal(settings);
+  const RehearsalResult result = RunRehearsal(settings, arguments.html);
   if (arguments.asJson) {
     std::cout << JsonText(result.report, 2) << '\n';
   } else {
@@ -166,6 +177,8 @@ void AddOptions(CLI::App& app, RehearseArguments& arguments) {
                    ? std::string()
                    : "Expected 0.001 to 86400 seconds, not \"" + text + "\"";
       });
+  app.add_option("--html", arguments.html, "Also write the report to this file, as an HTML page")
+      ->type_name("FILE");
   app.add_flag("--json", arguments.asJson, "Print the report as one JSON object");
 }
 

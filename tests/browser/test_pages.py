@@ -35,12 +35,20 @@ for i, text in enumerate(texts):
         pass
 """
 
+# Each step but the first leaves the host half done when it fails.
+REHEARSED = """
+import sys, pyquelt
+for text in sys.argv[1:]:
+    pyquelt.SetPerfsvcHostConfigStore("key " + text, text)
+    print(text)
+"""
+
 
 def shown(text):
     """How the pages show a text."""
     return re.sub(u"[\x00-\x1f\x7f-\x9f\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]",
                   lambda found: ("\\x%02x" if ord(found.group()) < 256 else "\\u%04x")
-                  % ord(found.group()), text)
+                  % ord(found.group()), text.replace("\n", "\\n"))
 
 
 class Page(html.parser.HTMLParser):
@@ -135,6 +143,31 @@ class PageTest(hosts.HostTestCase):
             self.assertIn(shown(text), page.text[:page.text.index("Exit status")])
         self.assertEqual(first_pixel(path, 1), (255, 255, 255))
         self.assertEqual(first_pixel(path, 0), (0x14, 0x18, 0x1c))
+
+    def test_rehearsal_page_shows_each_run_and_finding_as_text(self):
+        path = os.path.join(hosts.FOLDER, "rehearsal.html")
+        texts = [text for text in HOSTILE if "\0" not in text]
+        result = hosts.quelt_host(
+            "rehearse", "--json", "--html", path, "--modes", "throw,kill", "--",
+            sys.executable, "-c", REHEARSED, *texts)
+        self.assertEqual((result.code, result.err), (1, ""))
+        report = json.loads(result.out)
+        page = Page(path)
+        self.assert_sound(page)
+        self.assertEqual(page.elements.count("details"), len(report["runs"]))
+        self.assertEqual(page.elements.count("article"), report["findings"])
+        self.assertGreaterEqual(report["findings"], len(texts) - 1)
+        rows = [row for row in page.rows if row[0].startswith("SetPerfsvcHostConfigStore:")]
+        for number, (row, text) in enumerate(zip(rows, texts), 1):
+            self.assertEqual(row[0], "SetPerfsvcHostConfigStore:{}first=key {}, second={}".format(
+                number, shown(text), shown(text)))
+            self.assertIn(u"\u2713 clean" if number == 1 else u"\u2717 half done", row[1])
+        self.assertEqual(len(rows), len(texts))
+        places = {(row[0], row[3]) for row in page.rows if row[0].startswith("/perfsvc/")}
+        for run in report["runs"]:
+            for place in run["places"]:
+                self.assertIn(shown(place["place"]), [name for name, _ in places])
+            self.assertIn(shown(run["reproduce"]), page.text)
 
     def test_blocked_style_would_be_noticed(self):
         path = os.path.join(hosts.FOLDER, "blocked.html")

@@ -94,6 +94,7 @@ REJECTED = [
      "The command leaves processes behind that continue after it has ended"),
     (["--timeout", "0.3"], "pyquelt.GetHardwareSku(); time.sleep(60)", "longer than the time"),
     (["--scenario", "/nowhere"], "pass", "/nowhere: No such file"),
+    (["--html", "/nowhere/x"], "print('started')", "/nowhere/x: No such file"),
     (["--modes", "throw,die"], "pass", "Expected one of the modes throw, refuse"),
     (["--ignore", "kekId"], "pass", "Expected a JSON pointer"),
     (["--state", "/x"], "pass", "rehearse creates temporary hosts"),
