@@ -87,7 +87,9 @@ def page(figures):
     lines += ["## Instructions per call", "",
               "Counted by callgrind, with the same interpreter.", ""]
     lines += counts_table(figures["counts"])
-    lines += ["## Goals", ""] + goal_table(figures)
+    lines += ["## Goals", "",
+              "Two equal measurements differ by up to %.0f %% in one run; a goal is met within "
+              "that." % (goals.NOISE * 100), ""] + goal_table(figures)
     lines += ["## GetUnicastAgents by the number of agents", "",
               "Peak memory with 100,000 agents: %.1f MiB; `plain`: %.1f MiB." % (
                   figures["memory"]["pyquelt"], figures["memory"]["plain_peer"]), ""]
