@@ -69,8 +69,11 @@ class RollbackTest(unittest.TestCase):
                           if each["outcome"] == "threw" and each["operation"] == operation]
                 self.assertEqual(failed, [(operation, fault["throw"])])
 
-    def test_no_failing_step_leaves_the_rotation_half_done(self):
-        for run in quelt_testing.rehearse([sys.executable] + self.command, SCENARIO, retry=True):
+    def test_no_failing_change_leaves_the_rotation_half_done(self):
+        # Each operation that changes the host fails in five ways, and the script is run again.
+        changes = ["AddKeyToKeyCache", "PersistKekId", "ShallowRekeyDisks"]
+        for run in quelt_testing.rehearse([sys.executable] + self.command, SCENARIO, retry=True,
+                                          only=changes):
             with self.subTest(run.id):
                 run.check()
 

@@ -7,6 +7,7 @@ import sys
 import deep
 import hosts
 import pyquelt
+import quelt_testing
 
 EXAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples",
                        "rotate_kek.py")
@@ -150,6 +151,15 @@ class RotationTest(hosts.HostTestCase):
                 kek_id, keks, _ = self.state()
                 self.assertEqual((status, kek_id, keks), (1, "old", {"old"}) if times
                                  else (code, kek, {kek}), (redirection, times))
+
+    def test_rotation_can_be_finished_although_its_rollback_fails_too(self):
+        self.begin()
+        options = {} if deep.DEEP else {"only": ["ShallowRekeyDisks"], "modes": ["throw"]}
+        runs = quelt_testing.rehearse([sys.executable] + self.command(option="--"), self.dump(),
+                                      undo=True, retry=True, **options)
+        self.assertGreater(len(runs), 25)
+        for run in runs:
+            run.check()
 
     def test_interrupted_rotation_loses_no_key_and_can_be_finished(self):
         step, code = 0, 77
