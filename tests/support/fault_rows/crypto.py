@@ -86,7 +86,7 @@ FAILURES = [
     ("GetKeyFromKeyCache", None, {"RetrieveKeyFromKeyCache": {"out": {"length": 4097}}}, LONG_KEY),
     ("GetWrappedDekFromDisk", None, {"GetEncMetadataForDisk": {"out": {
         "metadata": b"\2" * 512, "aws": b"\0" * 192 + struct.pack("<H", 301)}}}, LONG_DEK),
-] + [("Decrypt2kBlock", (b"d" * dek_size, 0, b"b" * block_size), {}, outcome)
+] + [("Decrypt2kBlock", (bytearray(dek_size), 0, bytearray(block_size)), {}, outcome)
      for dek_size, block_size, outcome in (
          (64, 2049, BLOCK_LENGTH), (64, 2047, BLOCK_LENGTH), (63, 2047, BLOCK_LENGTH),
          (65, 2048, DEK_LENGTH), (63, 2048, DEK_LENGTH))] + [
