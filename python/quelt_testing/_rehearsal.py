@@ -85,7 +85,7 @@ def rehearse(command: Sequence["quelt_testing._Word"],
     Raises ToolError if the command can't be rehearsed, for example because it fails without a
     fault.
     """
-    words = ["rehearse", "--json"]
+    words = [quelt_testing.tool_path(), "rehearse", "--json"]  # type: List[quelt_testing._Word]
     document = ""
     if isinstance(scenario, dict):
         words += ["--scenario", "-"]
@@ -99,9 +99,7 @@ def rehearse(command: Sequence["quelt_testing._Word"],
         words += ["--" + name, str(number)] if number is not None else []
     words += ["--undo"] if undo else []
     words += ["--retry"] if retry else []
-    whole = [quelt_testing.tool_path()]  # type: List[quelt_testing._Word]
-    result = quelt_testing.run(whole + words + ["--"] + list(command), env=env, input=document,
-                               cwd=cwd)
+    result = quelt_testing.run(words + ["--"] + list(command), env=env, input=document, cwd=cwd)
     if result.code not in (0, 1) or not result.out:
         raise quelt_testing.ToolError(result.err.strip() or
                                       "quelt-host failed with status {}".format(result.code))

@@ -33,7 +33,8 @@ COMPLETIONS = [
     (["--state", "journal", "journal", "sh"], ["show"]),
     (["completion", ""], ["--help", "--state", "-h", "bash", "fish", "zsh"]),
     (["run", "--s"], ["--scenario", "--secrets"]), (["run", "quelt-no"], []),
-    (["run", "echo", "--js"], []),
+    (["run", "echo", "--js"], []), (["rehearse", "--re"], ["--retry"]),
+    (["rehearse", "--modes", "th"], []), (["rehearse", "ls", "--undo", "/"], None),
     (["load", "/"], None), (["--state", "/"], None), (["run", "--html", "/"], None),
     (["run", "--json", "/"], None), (["run", "ls", "--state", "/"], None),
 ]
