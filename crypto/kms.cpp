@@ -120,17 +120,16 @@ PyObject* NewServerDict(const KmsServerInfo& server) {
 }
 
 PyObject* NewServerList(const std::vector<KmsServerInfo>& servers) {
-  PyRef list(PyList_New(static_cast<Py_ssize_t>(servers.size())));
+  PyRef list(PyList_New(0));
   if (!list) {
     return Raise(PyExc_RuntimeError, "PyList_New failed!");
   }
-  Py_ssize_t index = 0;
   for (const KmsServerInfo& server : servers) {
-    PyObject* const dict = NewServerDict(server);
-    if (dict == nullptr) {
+    const PyRef dict(NewServerDict(server));
+    if (!dict) {
       return nullptr;
     }
-    if (PyList_SetItem(list.get(), index++, dict) != 0) {  // steals `dict`
+    if (PyList_Append(list.get(), dict.get()) != 0) {
       return Raise(PyExc_RuntimeError, "PyGetKms failed!");
     }
   }

@@ -67,4 +67,55 @@ class CollectorPause {
   CollectorPause& operator=(const CollectorPause&) = delete;
 };
 
+/// The items that a list has at construction, for reading them one after the other. In a
+/// free-threaded build, where another thread may change the list in between, this is a tuple of the
+/// items; with the GIL, it is the list itself, and no other code may run meanwhile. GIL held.
+class ListItems {
+ public:
+#ifdef Py_GIL_DISABLED
+  // Not a critical section around the reading: it is suspended where the thread waits for another
+  // lock, for example that of a str whose UTF-8 form two threads need.
+  explicit ListItems(PyObject* list) : items_(PyList_AsTuple(list)) {}
+  ~ListItems() { Py_XDECREF(items_); }
+  /// False with an error set when the tuple couldn't be created.
+  bool valid() const { return items_ != nullptr; }
+  Py_ssize_t size() const { return PyTuple_GET_SIZE(items_); }
+  /// Borrowed.
+  PyObject* operator[](Py_ssize_t index) const { return PyTuple_GET_ITEM(items_, index); }
+#else
+  explicit ListItems(PyObject* list) : items_(list) {}
+  bool valid() const { return true; }
+  Py_ssize_t size() const { return PyList_GET_SIZE(items_); }
+  PyObject* operator[](Py_ssize_t index) const { return PyList_GET_ITEM(items_, index); }
+#endif
+  ListItems(const ListItems&) = delete;
+  ListItems& operator=(const ListItems&) = delete;
+
+ private:
+  PyObject* items_;
+};
+
+/// Sets `found` to a new reference to the value under `key`, or to null if there is none. False
+/// with an error set when the lookup fails; `found` is then null. GIL held.
+inline bool FindItem(PyObject* dict, PyObject* key, PyObject*& found) {
+  found = nullptr;
+#if PY_VERSION_HEX >= 0x030D0000
+  return PyDict_GetItemRef(dict, key, &found) >= 0;
+#else
+  found = PyDict_GetItemWithError(dict, key);
+  Py_XINCREF(found);
+  return found != nullptr || PyErr_Occurred() == nullptr;
+#endif
+}
+
+/// Declares that `module` needs no GIL: importing it leaves the GIL of a free-threaded build
+/// disabled. Returns 0, or -1 with an error set.
+inline int DeclareGilUnused([[maybe_unused]] PyObject* module) {
+#ifdef Py_GIL_DISABLED
+  return PyUnstable_Module_SetGIL(module, Py_MOD_GIL_NOT_USED);
+#else
+  return 0;
+#endif
+}
+
 }  // namespace pyquelt

@@ -199,7 +199,8 @@ PyModuleDef kModule = {
 /// The interpreter interface that the definition record is written for (3.5 and newer).
 constexpr int kInterfaceVersion = 1013;
 
-/// Clears the error of a constant that could not be added: otherwise the import would fail.
+/// Clears the error of a declaration or constant that could not be added: otherwise the import
+/// would fail.
 void IgnoreFailure(int status) {
   if (status != 0) {
     PyErr_Clear();
@@ -216,6 +217,7 @@ extern "C" __attribute__((visibility("default"))) PyObject* PyInit_pyquelt() {
   if (module == nullptr) {
     return nullptr;
   }
+  IgnoreFailure(DeclareGilUnused(module));
   SetArrayEntries(module);
   for (const IntConstant& constant : kIntConstants) {
     IgnoreFailure(PyModule_AddIntConstant(module, constant.name, constant.value));

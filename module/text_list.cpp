@@ -3,11 +3,14 @@
 namespace pyquelt {
 
 bool AppendTexts(PyObject* list, std::vector<std::string>& texts) {
-  const Py_ssize_t size = PyList_GET_SIZE(list);
-  texts.reserve(texts.size() + static_cast<std::size_t>(size));
-  for (Py_ssize_t i = 0; i < size; ++i) {
+  const ListItems items(list);
+  if (!items.valid()) {
+    return false;
+  }
+  texts.reserve(texts.size() + static_cast<std::size_t>(items.size()));
+  for (Py_ssize_t i = 0; i < items.size(); ++i) {
     Py_ssize_t length = 0;
-    const char* const text = PyUnicode_AsUTF8AndSize(PyList_GET_ITEM(list, i), &length);
+    const char* const text = PyUnicode_AsUTF8AndSize(items[i], &length);
     if (text == nullptr) {
       return false;
     }

@@ -8,8 +8,9 @@
 
 namespace pyquelt {
 
-/// Appends the UTF-8 text of each item of `list`, in order, including NUL characters. False with an
-/// error set when an item is not a str or has a lone surrogate. GIL held; throws std::bad_alloc.
+/// Appends the UTF-8 text of each item that `list` has at the call, in order, including NUL
+/// characters. False with an error set when an item is not a str or has a lone surrogate. GIL held;
+/// throws std::bad_alloc.
 bool AppendTexts(PyObject* list, std::vector<std::string>& texts);
 
 }  // namespace pyquelt

@@ -39,9 +39,6 @@ PyObject* NewAttrsByUuid(const std::vector<ObjectExtAttrs>& records) {
 }  // namespace
 
 PyObject* PyGetObjectExtAttrs(ListObject uuids) {
-  if (PyList_GET_SIZE(uuids.list) == 0) {
-    return Raise(PyExc_RuntimeError, "object uuids parameter is required");
-  }
   const auto rule =
       OnCtlException(PyExc_RuntimeError, "Failed to get objects extended attributes: ");
   std::vector<std::string> texts;
@@ -51,6 +48,9 @@ PyObject* PyGetObjectExtAttrs(ListObject uuids) {
   }
   if (!parsed) {
     return Raise(PyExc_RuntimeError, "Unable to parse object uuids");
+  }
+  if (texts.empty()) {
+    return Raise(PyExc_RuntimeError, "object uuids parameter is required");
   }
   std::vector<ObjectExtAttrs> records;
   return CallPlatform(

@@ -58,13 +58,12 @@ void AddAgent(PyObject* result, const QueltUnicastAddressInfo& agent, std::size_
   // A UUID that can't become a key is reported where the list is stored under it, so that a
   // failing field of the same agent is reported first.
   PyRef key(PyUnicode_FromString(agent.uuid.c_str()));
-  PyObject* const found = key ? PyDict_GetItemWithError(result, key.get()) : nullptr;
-  if (found == nullptr && PyErr_Occurred() != nullptr) {
+  PyObject* found = nullptr;
+  if (!key || !FindItem(result, key.get(), found)) {
     PyErr_Clear();
     key = PyRef();  // the lookup failed: never replace a list that may exist
   }
-  // Own the list: a callback of the garbage collector may remove it from the result.
-  Py_XINCREF(found);
+  // Owned: a callback of the garbage collector may remove it from the result.
   const PyRef list(found != nullptr ? found : PyList_New(0));
   if (!list) {
     failure.Throw("Failed to allocate python list for:");

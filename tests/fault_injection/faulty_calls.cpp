@@ -59,12 +59,17 @@ bool Fails(const char* call) {
 FAULTY_OBJECT(PyBool_FromLong, (long value), (value))
 FAULTY_OBJECT(PyBytes_FromStringAndSize, (const char* bytes, Py_ssize_t size), (bytes, size))
 FAULTY_OBJECT(PyDict_Copy, (PyObject* dict), (dict))
+#if PY_VERSION_HEX >= 0x030D0000
+FAULTY_STATUS(PyDict_GetItemRef, (PyObject* dict, PyObject* key, PyObject** found),
+              (dict, key, found))
+#endif
 FAULTY_OBJECT(PyDict_GetItemWithError, (PyObject* dict, PyObject* key), (dict, key))
 FAULTY_OBJECT(PyDict_New, (), ())
 FAULTY_STATUS(PyDict_SetItem, (PyObject* dict, PyObject* key, PyObject* value), (dict, key, value))
 FAULTY_STATUS(PyDict_SetItemString, (PyObject* dict, const char* key, PyObject* value),
               (dict, key, value))
 FAULTY_STATUS(PyList_Append, (PyObject* list, PyObject* item), (list, item))
+FAULTY_OBJECT(PyList_AsTuple, (PyObject* list), (list))
 FAULTY_OBJECT(PyList_New, (Py_ssize_t size), (size))
 FAULTY(PyLong_AsLong, long, -1, (PyObject* number), (number))
 FAULTY(PyLong_AsLongAndOverflow, long, -1, (PyObject* number, int* overflow), (number, overflow))
@@ -89,7 +94,6 @@ FAULTY_OBJECT(PyUnicode_DecodeUTF8, (const char* text, Py_ssize_t size, const ch
 FAULTY_OBJECT(PyUnicode_FromString, (const char* text), (text))
 FAULTY_OBJECT(PyUnicode_FromStringAndSize, (const char* text, Py_ssize_t size), (text, size))
 FAULTY_OBJECT(PyUnicode_InternFromString, (const char* text), (text))
-FAULTY_STEALING(PyList_SetItem)
 FAULTY_STEALING(PyTuple_SetItem)
 FAULTY_VARIADIC(PyArg_ParseTuple, int, 0, PyArg_VaParse, (PyObject* args, const char* format, ...),
             format, args, format)

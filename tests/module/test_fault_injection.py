@@ -26,11 +26,13 @@ EXCUSED = (
     (r"PyErr_SetObject$", "its failure is MemoryError: covered by the failing allocations"),
     (r"PyEval_(Save|Restore)Thread$", "no result; the end of the thread is in module.test_exit"),
     (r"PyExc_\w+$|_Py_\w+Struct$|Py\w+_Type$", "data"),
-    (r"_Py_Dealloc$|PyDict_Clear$|PyBuffer_Release$", "no result"),
+    (r"_Py_(Dealloc|DecRefShared|MergeZeroLocalRefcount)$|PyDict_Clear$|PyBuffer_Release$",
+     "no result"),
     (r"PyType_IsSubtype$", "cannot fail"),
     (r"PyObject_Hash$", "cannot fail for a str"),
     (r"PyCFunction_GetFunction$|PyDict_Next$|PyLong_AsUnsignedLongLongMask$|PyModule_GetDict$",
      "cannot fail for an object of that type"),
+    (r"PyUnstable_Module_SetGIL$", "cannot fail for a module"),
 )
 
 

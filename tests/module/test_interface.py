@@ -1,11 +1,15 @@
-"""Keywords of the signatures, and the interface for native code: exports, conversions of values,
-status texts. packages.test_reference compares names, doc strings and constants with the page."""
+"""Keywords of the signatures, importing the module, and the interface for native code: exports,
+conversions of values, status texts. packages.test_reference compares names, doc strings and
+constants with the page."""
 
 import ctypes
 import inspect
+import os
 import subprocess
+import sys
 import unittest
 
+import fault_rows
 import pyquelt
 
 # Exported conversions, _PyObject_FromValue<T>(dict, key, T): symbol, native type, pairs of a native
@@ -52,6 +56,46 @@ class ModuleTest(unittest.TestCase):
     def test_library_exports_only_its_interface(self):
         listing = subprocess.check_output(["nm", "-D", "--defined-only", pyquelt.__file__])
         self.assertEqual({line.split()[-1].decode() for line in listing.splitlines()}, EXPORTS)
+
+
+# Prints the error of the import in a subinterpreter that shares the GIL, and in one with its own.
+_SUBINTERPRETERS = """
+try:
+    import _interpreters as interpreters
+    kinds = "legacy", "isolated"
+    create = interpreters.create
+except ImportError:
+    import _xxsubinterpreters as interpreters
+    kinds = False, True
+    create = lambda kind: interpreters.create(isolated=kind)
+for kind in kinds:
+    try:
+        print(interpreters.run_string(create(kind), "import pyquelt; pyquelt.GetKekId()"))
+    except interpreters.RunFailedError as error:
+        print(error)
+"""
+
+
+class ImportTest(unittest.TestCase):
+
+    def output(self, script):
+        """What a new interpreter prints, warnings included."""
+        environment = {name: value for name, value in os.environ.items() if name != "PYTHON_GIL"}
+        return subprocess.check_output([sys.executable, "-W", "always", "-c", script],
+                                       stderr=subprocess.STDOUT, env=environment).decode()
+
+    @unittest.skipUnless(fault_rows.FREE_THREADED, "not a free-threaded interpreter")
+    def test_import_leaves_the_gil_disabled_without_a_warning(self):
+        self.assertEqual(self.output("import sys, pyquelt; print(sys._is_gil_enabled())"),
+                         "False\n")
+
+    @unittest.skipIf(sys.version_info < (3, 12), "its subinterpreters all share one GIL")
+    def test_subinterpreter_with_its_own_gil_is_rejected_by_import_error(self):
+        shared, own = self.output(_SUBINTERPRETERS).split("\n", 1)
+        for text in [own] + [shared] * fault_rows.FREE_THREADED:  # without a GIL, none is shared
+            self.assertIn("ImportError", text)
+            self.assertIn("module pyquelt does not support loading in subinterpreters", text)
+        self.assertEqual(shared == "None", not fault_rows.FREE_THREADED)
 
 
 class NativeCallerTest(unittest.TestCase):

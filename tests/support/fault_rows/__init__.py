@@ -18,6 +18,11 @@ exceptions. An exception is an Outcome: its type, its message and when it is rai
 import collections
 import importlib
 import pkgutil
+import sys
+import sysconfig
+
+#: Whether the interpreter is a free-threaded build.
+FREE_THREADED = bool(sysconfig.get_config_var("Py_GIL_DISABLED"))
 
 
 class Outcome(tuple):
@@ -84,6 +89,12 @@ NO_ITEM = "an item can't be created or set: out of memory, or a text that is not
 ITEM = runtime("PyDict_SetItemString failed with key:{key}", NO_ITEM)
 NO_PLUGIN = "The host library gave no cluster plug-in"
 TWO_TEXTS = runtime("Failed to extract parameters", "the arguments are not two `str`")
+
+
+#: Interpreter calls that depend on its version: how an item of a dictionary is found, and the items
+#: of a list are read.
+FIND_ITEM = "PyDict_GetItemRef" if sys.version_info >= (3, 13) else "PyDict_GetItemWithError"
+READ_ITEMS = ("PyUnicode_AsUTF8AndSize",) + ("PyList_AsTuple",) * FREE_THREADED
 
 
 def not_set(*keys):

@@ -2,8 +2,8 @@
 
 import struct
 
-from fault_rows import (HOST_TEXT, KEY, MEMORY, NO_PLUGIN, TWO_TEXTS, answers_all, not_set,
-                        runtime, value)
+from fault_rows import (HOST_TEXT, KEY, MEMORY, NO_PLUGIN, READ_ITEMS, TWO_TEXTS, answers_all,
+                        not_set, runtime, value)
 
 _ENC_INFO = "encrypted", "useAwsKms", "dekInCache", "kekId", "clusterId", "dekGenerationId"
 _DEK, _BLOCK = b"d" * 64, b"b" * 2048
@@ -58,7 +58,7 @@ ROWS = [
      {"PyList_New": runtime("PyList_New failed!", "the list can't be created"),
       "PyDict_New": runtime("PyDict_New failed!", "a dictionary can't be created"),
       "PyUnicode_FromString": SERVER, "PyLong_FromLong": SERVER,
-      KEY: SERVER, "PyDict_SetItem": SERVER, "PyList_SetItem": SERVER}),
+      KEY: SERVER, "PyDict_SetItem": SERVER, "PyList_Append": SERVER}),
     ("GetEncInfoForDisk", ("a",), {},
      {"GetEncMetadataForDisk": {"out": {"metadata": b"u" * 512}}},
      {"PyArg_ParseTuple": _NOT_A_DISK, "PyDict_New": _NO_DICT,
@@ -77,7 +77,7 @@ ROWS = [
      {"PyArg_ParseTuple": runtime("Unable to parse enabled",
                                   "the argument is not one `int` of 32 bits")}),
     ("ShallowRekey", (["a", "b"],), {}, {}, dict.fromkeys(
-        ("PyArg_ParseTuple", "PyUnicode_AsUTF8AndSize"),
+        ("PyArg_ParseTuple",) + READ_ITEMS,
         runtime("Unable to parse diskNames",
                 "the argument is not one `list`, or an item is not a `str`"))),
 ]

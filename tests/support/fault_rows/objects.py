@@ -1,7 +1,7 @@
 """Objects, disks and host facts."""
 
-from fault_rows import (KEY, MEMORY, NO_ITEM, Outcome, Rule, answers_all, answers_its_own, keywords,
-                        not_set, runtime, value)
+from fault_rows import (KEY, MEMORY, NO_ITEM, READ_ITEMS, Outcome, Rule, answers_all,
+                        answers_its_own, keywords, not_set, runtime, value)
 
 _UUID = "00112233-4455-6677-8899-aabbccddeeff"
 _REFUSED = {"returns": 0x0BAD0003}
@@ -48,13 +48,13 @@ ROWS = [
     ("DeleteObject", (_UUID,), {"force": True}, {"ObjUtil_Delete": _REFUSED},
      dict(keywords(MEMORY), PyUnicode_DecodeUTF8=MEMORY)),
     ("GetObjectExtAttrs", ([_UUID, _UUID + "+"],), {}, _EXT_ATTRS,
-     {"PyArg_ParseTuple": NOT_TEXTS, "PyUnicode_AsUTF8AndSize": NOT_TEXTS,
+     dict(dict.fromkeys(("PyArg_ParseTuple",) + READ_ITEMS, NOT_TEXTS), **{
       "PyDict_New": runtime("PyDict_New failed!", "a dictionary can't be created"),
       "PyLong_FromLong": not_set("objClass") * 2,
       KEY: not_set("ufn", "objPath", "objClass"),
       "PyUnicode_FromString": not_set("ufn", "objPath", _UUID, "ufn", "objPath", _UUID + "+"),
       "PyDict_SetItem": not_set("ufn", "objPath", "objClass", _UUID,
-                                "ufn", "objPath", "objClass", _UUID + "+")}),
+                                "ufn", "objPath", "objClass", _UUID + "+")})),
     ("GetOqtaCappedMaxDiskVersion", (), {}, {}, {"Py_BuildValue": MEMORY}),
     ("UpgradeFormatVersionForDiskGroup", ("g",), {}, {},
      {"PyArg_ParseTuple": runtime("Unable to parse diskName", "the argument is not one `str`")}),

@@ -1,6 +1,7 @@
 """Unicast membership."""
 
-from fault_rows import KEY, MEMORY, NO_PLUGIN, answers_its_own, keywords, runtime, value
+from fault_rows import (FIND_ITEM, KEY, MEMORY, NO_PLUGIN, answers_its_own, keywords, runtime,
+                        value)
 
 _LISTING = "Failed to get unicast agents from ulo: "
 
@@ -67,7 +68,7 @@ ROWS = [
       # The key for the UUID, then the fields.
       "PyUnicode_FromString":
       ([_of_agent(NOT_STORED)] + _of_fields(NO_VALUE, "address", *_TEXTS)) * 2,
-      "PyDict_GetItemWithError": _of_agent(NOT_STORED),
+      FIND_ITEM: _of_agent(NOT_STORED),
       "PyBool_FromLong": _of_fields(NO_VALUE, *_FLAGS) * 2,
       "PyLong_FromLong": _of_agent(NO_VALUE, key="port"),
       KEY: _of_fields(NOT_SET, *_FIELDS),
