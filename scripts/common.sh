@@ -48,13 +48,19 @@ ensure_optional_packages() {
 # Prints the absolute path of the interpreter to build for.
 interpreter() {
     local python=${PYTHON:-python3}
-    "$python" -c 'import sys; sys.exit(sys.version_info < (3, 5)); ' ||
+    "$python" -c 'import platform, sys
+sys.exit(platform.python_implementation() != "CPython" or sys.version_info < (3, 5))' ||
         fail "$python is not CPython 3.5 or newer"
     "$python" -c 'import sys; print(sys.executable)'
 }
 
-# version_of PYTHON: prints its version, for example 3.11.2.
-version_of() { "$1" -c 'import sys; print("%d.%d.%d" % sys.version_info[:3])'; }
+# version_of PYTHON: prints its version, for example 3.11.2, or 3.13.5t for a free-threaded build.
+version_of() {
+    "$1" -c '
+import sys, sysconfig
+free_threaded = sysconfig.get_config_var("Py_GIL_DISABLED")
+print("%d.%d.%d" % sys.version_info[:3] + ("t" if free_threaded else ""))'
+}
 
 # Prints the path of each CPython 3.5 or newer that has headers: pyenv's, the system's, and PYTHON.
 interpreters() {
@@ -72,6 +78,14 @@ if platform.python_implementation() == "CPython" and sys.version_info >= (3, 5):
 ' 2>/dev/null || true
         done
     } | sort -u | cut -f2
+}
+
+# Prints the path of the newest free-threaded interpreter, if there is one.
+free_threaded_interpreter() {
+    local python
+    while read -r python; do
+        [[ $(version_of "$python") != *t ]] || printf '%s\n' "$python"
+    done < <(interpreters) | tail -n 1
 }
 
 # ensure_venv NAME PACKAGE…: creates the virtual environment build/venv/NAME of $PYTHON with these
