@@ -5,16 +5,19 @@
 source scripts/fuzz.sh
 
 # Prints the names of the stages: the tests that use tests/support/deep.py, the test of leaks with a
-# debug interpreter, the test of shutdown with each interpreter, the fuzz targets, the sanitizers.
+# debug interpreter, the test of shutdown with each interpreter, the test of threads with each
+# free-threaded one, the fuzz targets, the sanitizers.
 deep_stages() {
-    local python
+    local python version
     ctest --test-dir "$BUILD" -N -L '^deep$' | sed -n 's/^ *Test *#[0-9]*: //p'
     printf 'leaks_debug_interpreter\n'
     while read -r python; do
-        printf 'exit_%s\n' "$(version_of "$python")"
+        version=$(version_of "$python")
+        printf 'exit_%s\n' "$version"
+        [[ $version != *t ]] || printf 'threads_%s\n' "$version"
     done < <(interpreters)
     printf 'fuzz_%s\n' "${FUZZ_TARGETS[@]}"
-    printf 'sanitize_%s\n' address thread
+    printf 'sanitize_%s\n' address thread free-threaded
 }
 
 deep_test() { # deep_test DIR TEST
@@ -26,11 +29,11 @@ deep_test_for() { # deep_test_for PYTHON TEST
     deep_test "$(dir_for "$1")" "$2"
 }
 
-deep_exit() { # deep_exit VERSION
+deep_test_with() { # deep_test_with VERSION TEST
     local python
     while read -r python; do
         [[ $(version_of "$python") == "$1" ]] || continue
-        deep_test_for "$python" module.test_exit
+        deep_test_for "$python" "$2"
         return
     done < <(interpreters)
     fail "CPython $1 is not installed"
@@ -40,7 +43,8 @@ deep_stage() { # deep_stage NAME
     case $1 in
         fuzz_*) command_fuzz full "${1#fuzz_}" ;;
         sanitize_*) command_sanitize "${1#sanitize_}" ;;
-        exit_*) deep_exit "${1#exit_}" ;;
+        exit_*) deep_test_with "${1#exit_}" module.test_exit ;;
+        threads_*) deep_test_with "${1#threads_}" host.test_threads ;;
         leaks_debug_interpreter)
             ensure_packages python3-dbg
             deep_test_for /usr/bin/python3-dbg module.test_leaks
