@@ -1,8 +1,9 @@
 """Runs the stages of the benchmark and writes docs/performance.md and docs/performance.svg.
 
-    bench.py BUILD EMBEDDED_LIBRARY_FOLDER DOCS [NEWEST_PYTHON NEWEST_BUILD]
+    bench.py BUILD EMBEDDED_LIBRARY_FOLDER DOCS NEWEST_PYTHON NEWEST_BUILD FREE_PYTHON FREE_BUILD
 
-The calls are also measured with NEWEST_PYTHON and its build.
+The calls are also measured with NEWEST_PYTHON and its build, two threads also with FREE_PYTHON, a
+free-threaded interpreter, and its build. Each may be "".
 """
 
 import datetime
@@ -56,7 +57,7 @@ def openssl_speed():
         2048 / (float(rate.group(1)) * 1000) * 1e9)
 
 
-def measure(build, embedded_folder):
+def measure(build, embedded_folder, free_threaded):
     memory = counts.environment_of(build)
     embedded = dict(memory, LD_LIBRARY_PATH=embedded_folder)
     peers = [name for name in json.loads(subprocess.run(
@@ -74,6 +75,10 @@ def measure(build, embedded_folder):
     with tempfile.TemporaryDirectory() as folder:
         embedded["QUELT_HOST_STATE"] = os.path.join(folder, "host.db")
         figures["blocks"] = stage("blocks.py", environment=embedded)
+        figures["scaling"] = [
+            stage("scaling.py", python=python, environment=dict(
+                embedded, PYTHONPATH=counts.environment_of(its_build)["PYTHONPATH"]))
+            for python, its_build in ((sys.executable, build), free_threaded) if python]
         rounds.progress("the embedded host's store")
         figures["store"] = json.loads(subprocess.run(
             [os.path.join(build, "bin", "store_bench"), os.path.join(folder, "store.db")],
@@ -93,9 +98,10 @@ def newest(python, build):
         "bindings.py", environment=counts.environment_of(build), python=python)}
 
 
-def main(build, embedded_folder, docs, *other):
-    figures = measure(build, embedded_folder)
-    if other:
+def main(build, embedded_folder, docs, *others):
+    other, free_threaded = others[:2], others[2:]
+    figures = measure(build, embedded_folder, free_threaded)
+    if other[0]:
         figures["newest"] = newest(*other)
     with open(os.path.join(build, "figures.json"), "w") as file:
         json.dump(figures, file, indent=1)
@@ -103,7 +109,7 @@ def main(build, embedded_folder, docs, *other):
         file.write(report.page(figures))
     with open(os.path.join(docs, "performance.svg"), "w") as file:
         file.write(chart.chart(figures["bindings"]))
-    for rows in [figures["bindings"]] + [figures["newest"]["bindings"]] * bool(other):
+    for rows in [figures["bindings"]] + [figures["newest"]["bindings"]] * bool(other[0]):
         print("\n".join(report.bindings_table(rows)))
     for goal, figure, verdict, reason in goals.Goals(figures).list:
         print("%-8s %6s  %s%s" % (verdict, figure, goal, "; " + reason if reason else ""))

@@ -1,6 +1,8 @@
 """The module's performance goals. Each compares figures of one run, and states a measurement as the
 reason if it is not met."""
 
+import scaling
+
 NOISE = 0.01  # two equal measurements differ by this in one run
 PEERS = ("plain", "pybind11", "nanobind", "cython", "cffi", "ctypes")
 # The limit of each call, relative to its fastest peer.
@@ -18,6 +20,7 @@ class Goals:
         self.add_calls()
         self.add_listing()
         self.add_blocks()
+        self.add_scaling()
         self.add_host()
 
     def add(self, goal, figure, limit, reason=""):
@@ -65,6 +68,12 @@ class Goals:
                  blocks["two threads"]["median"], 1.0,
                  "half of the rounds were between %.2f and %.2f" % (
                      blocks["two threads"]["low"], blocks["two threads"]["high"]))
+
+    def add_scaling(self):
+        for build, share in scaling.gains(self.figures["scaling"]):
+            self.list.append(("Decrypt2kBlock on CPython %s: at least 0.90 of the gain that C++ has"
+                              " from a second thread" % build, "%.2f" % share,
+                              "met" if share >= 0.9 * (1 - NOISE) else "not met", ""))
 
     def add_host(self):
         store = self.figures["store"]

@@ -2,6 +2,7 @@
 
 import chart
 import goals
+import scaling
 
 BLOCKS_PER_TB = 1e12 / 2048
 
@@ -105,6 +106,11 @@ def page(figures):
         [name, time_text(figure["median"])] for name, figure in blocks["calls"].items()] + [
             ["%s thread%s, wall time" % (name, "s" * name.endswith("2")),
              time_text(figure["median"])] for name, figure in sorted(blocks["threads"].items())])
+    lines += ["## Two threads", "",
+              "On the embedded host: the wall time per call if one thread makes all calls, and if "
+              "two threads make half of them each. The gain is the ratio of both. C++ threads that "
+              "only decrypt show the gain that the machine allows.", ""]
+    lines += table(*scaling.rows(figures["scaling"], time_text))
     lines += ["## The embedded host", "",
               "Each operation compared with the same prepared statement on a plain SQLite "
               "connection to the same file; a feature query compared with a clock that is read "

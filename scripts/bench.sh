@@ -83,12 +83,22 @@ command_bench() { # bench [--counts [--update]]
         "") ;;
         *) fail "usage: ./run bench [--counts [--update]]" ;;
     esac
-    local arguments=("$BUILD/bench" "$BUILD/lib" docs) newest
+    local arguments=("$BUILD/bench" "$BUILD/lib" docs) newest free_threaded
     newest=$(newer_interpreter)
     if [[ -n $newest ]]; then
         PYTHON=$newest bench_build bench-newest
         arguments+=("$BENCH_PYTHON" "$BUILD/bench-newest")
+    else
+        arguments+=("" "")
     fi
+    free_threaded=$(free_threaded_interpreter)
+    if [[ -n $free_threaded ]]; then
+        configure_bench "$BUILD/bench-free-threaded" "$free_threaded"
+        compile "$BUILD/bench-free-threaded" pyquelt plain_crypto
+    else
+        say "No free-threaded interpreter is installed: the page omits its figures"
+    fi
+    arguments+=("$free_threaded" "$BUILD/bench-free-threaded")
     bench_build bench
     say "Measuring; this takes some minutes"
     "$BENCH_PYTHON" bench/bench.py "${arguments[@]}"

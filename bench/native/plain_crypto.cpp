@@ -2,7 +2,11 @@
 // and uses one context per thread, whose key it sets and clears for each block.
 #include <openssl/evp.h>
 
+#include <chrono>
 #include <cstring>
+#include <memory>
+#include <thread>
+#include <vector>
 
 #include "bench/native/extension.h"
 
@@ -11,14 +15,18 @@ namespace {
 constexpr Py_ssize_t kDekSize = 64;
 constexpr Py_ssize_t kBlockSize = 2048;
 
+struct FreeContext {
+  void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
+};
+
 EVP_CIPHER_CTX* Context() {
-  thread_local EVP_CIPHER_CTX* const context = [] {
+  thread_local const std::unique_ptr<EVP_CIPHER_CTX, FreeContext> context([] {
     EVP_CIPHER_CTX* const created = EVP_CIPHER_CTX_new();
     EVP_DecryptInit_ex2(created, EVP_CIPHER_fetch(nullptr, "AES-256-XTS", nullptr), nullptr,
                         nullptr, nullptr);
     return created;
-  }();
-  return context;
+  }());
+  return context.get();
 }
 
 bool DecryptBlock(const void* dek, unsigned long long position, const void* block, void* output) {
@@ -72,13 +80,46 @@ PyObject* RawLoop(PyObject*, PyObject* args) {
   return PyFloat_FromDouble((extension::ProcessorSeconds() - start) / static_cast<double>(count));
 }
 
+/// raw_threads(threads, count): wall time in seconds per block of `count` blocks, divided among
+/// native threads.
+PyObject* RawThreads(PyObject*, PyObject* args) {
+  long threads = 0;
+  long count = 0;
+  if (!PyArg_ParseTuple(args, "ll", &threads, &count)) {
+    return nullptr;
+  }
+  const auto decryptShare = [share = count / threads] {
+    const unsigned char dek[kDekSize] = {1, 2, 3};
+    unsigned char block[kBlockSize] = {};
+    for (long i = 0; i < share; ++i) {
+      DecryptBlock(dek, static_cast<unsigned long long>(i), block, block);
+    }
+  };
+  PyThreadState* const state = PyEval_SaveThread();
+  const auto start = std::chrono::steady_clock::now();
+  {
+    std::vector<std::jthread> workers;
+    for (long i = 0; i < threads; ++i) {
+      workers.emplace_back(decryptShare);
+    }
+  }
+  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+  PyEval_RestoreThread(state);
+  return PyFloat_FromDouble(spent.count() / static_cast<double>(count));
+}
+
 PyMethodDef kMethods[] = {{"Decrypt2kBlock", Decrypt2kBlock, METH_VARARGS, nullptr},
                           {"raw_loop", RawLoop, METH_VARARGS, nullptr},
+                          {"raw_threads", RawThreads, METH_VARARGS, nullptr},
                           {nullptr, nullptr, 0, nullptr}};
 PyModuleDef kModule = extension::Define("plain_crypto", kMethods);
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) PyObject* PyInit_plain_crypto() {
-  return PyModule_Create(&kModule);
+  PyObject* const module = PyModule_Create(&kModule);
+#ifdef Py_GIL_DISABLED
+  PyUnstable_Module_SetGIL(module, Py_MOD_GIL_NOT_USED);
+#endif
+  return module;
 }
