@@ -27,20 +27,29 @@ def run_paths(folder):
 
 class InstallTest(hosts.HostTestCase):
 
+    def configuration_error(self, option):
+        result = hosts.run([os.environ["PYQUELT_CMAKE"], "-S", SOURCE, "-B", self.fresh_folder(),
+                            option])
+        self.assertNotEqual(result.code, 0, option)
+        return " ".join(result.err.split())
+
+    def test_unsupported_interpreter_is_rejected(self):
+        self.assertIn("pyquelt needs CPython 3.5 or newer with its headers (Debian: python3-dev); "
+                      "set Python3_EXECUTABLE to such an interpreter.",
+                      self.configuration_error("-DPython3_EXECUTABLE=/bin/false"))
+
     def test_unsupported_platform_is_rejected(self):
-        folder = self.fresh_folder()
-        detected = os.path.join(folder, "detected.cmake")  # runs after the compiler is examined
+        # Runs after the compiler is examined.
+        detected = os.path.join(self.fresh_folder(), "detected.cmake")
         for variable, value, named in (
                 ("CMAKE_SIZEOF_VOID_P", "4", "32-bit LITTLE_ENDIAN Linux"),
                 ("CMAKE_CXX_BYTE_ORDER", "BIG_ENDIAN", "64-bit BIG_ENDIAN Linux"),
                 ("CMAKE_SYSTEM_NAME", "FreeBSD", "64-bit LITTLE_ENDIAN FreeBSD")):
             with open(detected, "w") as file:
                 file.write("set(%s %s)\n" % (variable, value))
-            result = hosts.run([os.environ["PYQUELT_CMAKE"], "-S", SOURCE, "-B", folder,
-                                "-DCMAKE_PROJECT_pyquelt_INCLUDE=" + detected])
-            self.assertNotEqual(result.code, 0, variable)
+            error = self.configuration_error("-DCMAKE_PROJECT_pyquelt_INCLUDE=" + detected)
             self.assertIn("pyquelt needs 64-bit, little-endian Linux; the compiler is for " + named,
-                          " ".join(result.err.split()))
+                          error)
 
     def install(self):
         """Installs into an empty prefix and returns it."""
