@@ -24,7 +24,7 @@ def allowed_includes():
         for folder, include in zip(layer, own):
             # The generated files have no folder.
             allowed["embedded_host/" + folder] = lower + (
-                include, '"default_scenario.inc', '"function_operations.inc')
+                include, '"default_scenario.inc', '"function_operations.inc', '"page_style.inc')
         lower += tuple(own)
     return allowed
 
