@@ -18,8 +18,10 @@ struct Fault {
   bool persistent = false;
   bool failed = false;
 };
-thread_local Fault fault;
-thread_local int operations = 0;
+// In static thread-local storage: the thread sanitizer reports a race when the loader frees the
+// storage of a loaded library at the end of a thread.
+[[gnu::tls_model("initial-exec")]] thread_local Fault fault;
+[[gnu::tls_model("initial-exec")]] thread_local int operations = 0;
 
 bool Fails() {
   if (!fault.armed || operations > 0 || fault.skip-- > 0) {
